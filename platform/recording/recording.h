@@ -1,0 +1,15 @@
+// Recordings and snapshots: operations that the registry calls. Each returns 0 or a negative value.
+#pragma once
+
+namespace RecordingCount {
+
+// Rebuilds the counts of recordings.
+int Recount();
+
+}  // namespace RecordingCount
+
+// The default recording share; which it is is not settled.
+int UpdateDefRecShare();
+
+// Snapshots of cameras that do not exist; what becomes of them is not settled.
+int ClearInvalidCamIdInSnapshotTable();

@@ -1,0 +1,43 @@
+#include "platform/support/json.h"
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <exception>
+#include <memory>
+
+namespace {
+
+constexpr int kMaxDepth = 100;
+
+}  // namespace
+
+int JsonParse(const std::string& text, Json::Value& value, bool comments, bool strict) {
+    value = Json::Value();
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = comments;
+    builder["strictRoot"] = strict;
+    builder["failIfExtra"] = strict;
+    builder["stackLimit"] = kMaxDepth;  // JsonCpp throws beyond it
+    try {
+        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        Json::Value parsed;
+        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr))
+            return -1;
+        value = std::move(parsed);
+        return 0;
+    } catch (const std::exception&) {
+        return -1;
+    }
+}
+
+std::string JsonWrite(const Json::Value& value, bool compact) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = compact ? "" : "\t";
+    builder["emitUTF8"] = true;
+    try {
+        return Json::writeString(builder, value);
+    } catch (const std::exception&) {
+        return {};
+    }
+}

@@ -1,0 +1,30 @@
+// Text helpers that the package's libraries and programs share.
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// printf into a string.
+std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The parts of a text between separators. An empty text has no parts; "1,,2" has three, "1," has two.
+std::vector<std::string> SplitString(std::string_view text, char separator);
+
+std::string JoinStrings(const std::vector<std::string>& parts, std::string_view separator);
+
+// A 32-bit integer as the platform reads one: base 10, leading blanks and a sign allowed, whatever follows
+// the digits ignored; 0 when there are no digits or the pointer is null. Beyond 64 bits the value saturates,
+// beyond 32 bits the low 32 bits are kept.
+int String2Int(const char* text);
+
+// The integers of a separated text, one a part, each read by String2Int (a part without digits gives 0).
+std::vector<int> String2IntVector(const std::string& text, const std::string& separator);
+
+// An id list (decimal ids joined by ",") as a set. Parts that are not a decimal number within 32 bits,
+// blanks around it aside, are not ids and are left out.
+std::set<int> String2IdSet(std::string_view text);
+
+// The ids in ascending order joined by ",", without blanks; '' when there are none.
+std::string IdSet2String(const std::set<int>& ids);

@@ -1,0 +1,14 @@
+#include "platform/support/system.h"
+
+#include <cstdio>
+#include <string>
+
+#include "platform/host/paths.h"
+#include "platform/settings/key_value_file.h"
+
+void OLIBCCopyright() { std::puts("Vigilo network video recording package"); }
+
+bool IsLeavingNonRecMode() {
+    std::string value;
+    return VGFileGetVal(SysPath(kVariableConf), "leaving_non_rec_mode", value) > 0 && value == "true";
+}

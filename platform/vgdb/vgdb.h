@@ -1,0 +1,158 @@
+// The package's databases.
+//
+// Each of the 17 databases is one SQLite file with one connection, opened on first use and kept until
+// CloseAll(). What callers may rely on:
+//   - the text of one Execute or Executep call is applied whole or not at all, and is on disk when the call
+//     returns 0;
+//   - a result is read whole into memory before the call returns;
+//   - a busy database is waited for;
+//   - a failure is logged here, with SQLite's own text, the database and the statement's beginning, before a
+//     call returns non-zero;
+//   - a database that does not exist is not created, and its journal mode is never changed.
+#pragma once
+
+#include <list>
+#include <set>
+#include <string>
+#include <unordered_map>
+
+// The package's database files, in the order in which they are repaired.
+enum DB_INSTANCE : int {
+    DB_SYSTEM = 0,        // main system database: all configuration
+    DB_RECORDING,         // recordings and recorded events
+    DB_RECORDING_CNT,     // recording counts
+    DB_SNAPSHOT,          // snapshots
+    DB_LOG,               // user-visible log entries
+    DB_LOG_CNT,           // log counts
+    DB_AXISACSCTRL,       // door controllers, doors, card holders
+    DB_AXISACSCTRL_TEMP,  // door controllers, staging
+    DB_AXISACSEVTLOG,     // door event log
+    DB_POS,               // points of sale
+    DB_TRANSACTION,       // point-of-sale transactions
+    DB_ANALYTICSEVENT,    // analytics events
+    DB_FACE,              // faces
+    DB_ARCHIVE,           // archived recordings
+    DB_EDGE,              // edge-storage clips
+    DB_IVARECORDING,      // analytics recordings
+    DB_BOOKMARK,          // bookmarks
+};
+inline constexpr int DB_INSTANCE_COUNT = 17;
+
+inline constexpr const char* gszTableCamera = "camera";
+inline constexpr const char* gszTablePOS = "pos";
+inline constexpr const char* gszTableIvaSetting = "iva_setting";
+inline constexpr const char* gszTableFaceSetting = "face_setting";
+inline constexpr const char* gszTableNotificationEvent = "notificationevent";
+inline constexpr const char* gszTableNotificationFilter = "notificationfilter";
+inline constexpr const char* gszTableHomeModeNotifyFilter = "homemodenotifyfilter";
+inline constexpr const char* gszTableNotificationWebhook = "notificationwebhook";
+inline constexpr const char* gszTableEventLabelSetting = "eventlabelsetting";
+
+// The result of one query, owned by the caller until VGDBFreeResult. In programs, wrap it at once.
+struct DBResult_tag;
+
+// Advances to the next row. Returns 0 and the row's index, or -1 when none is left.
+int VGDBFetchRow(DBResult_tag* result, unsigned int* row);
+
+// The text of one field, valid until the result is freed; null when the field is NULL or the result lacks
+// the column or the row. Column names are compared without regard to ASCII case, the first match holds.
+const char* VGDBFetchField(const DBResult_tag* result, unsigned int row, const char* column);
+
+int VGDBNumRows(const DBResult_tag* result);
+
+// Safe to call with null.
+void VGDBFreeResult(DBResult_tag* result);
+
+namespace VGDB {
+
+// Missing names by table; "*" stands for a table that was missing as a whole.
+using MissingNames = std::unordered_map<std::string, std::set<std::string>>;
+
+// False while the system is leaving non-rec mode; set by a program before its first database access.
+extern bool g_blCheckNonRecMode;
+
+std::string GetDBPath(DB_INSTANCE db);
+
+// The schema file that describes the database file: its name without ".db" under the package's schema folder.
+std::string GetSqlFile(const std::string& dbPath);
+
+// Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
+// indexes, triggers and first rows, and columns with type, default, NOT NULL and collation. Names are
+// compared as SQLite compares them; what is there is never changed or dropped. The names that are missing are
+// noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be read, or when a
+// column is missing that SQLite cannot add to a table, which is logged by table and column.
+[[nodiscard]] int GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
+                                MissingNames& missing);
+
+// Runs SQL text of any number of statements. Returns 0 on success. When a result is wanted, it is that of the
+// last statement that gives rows (an empty one when none does); *result is null after a failure.
+// The four flags are part of the package's call form; every caller passes the defaults.
+[[nodiscard]] int Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result = nullptr, bool = false,
+                          bool = true, bool = true, bool = true);
+
+// The same by database path. The parameters are bound as text to the ? marks of the statements, in order.
+[[nodiscard]] int Executep(const std::string& dbPath, std::string sql, DBResult_tag** result = nullptr,
+                           bool = false, bool = true, bool = true, bool = true,
+                           const std::list<std::string>& params = {});
+
+// True when the field's text is "1", "t", "true", "y", "yes" or "on" in any case, or another number than 0.
+bool FetchFieldAsBool(const DBResult_tag* result, unsigned int row, const char* column);
+
+// The value as a complete SQL string literal, enclosing quotes included.
+std::string QuoteEscape(const std::string& value);
+
+// The value's bytes for use between quotes of the caller's own.
+std::string EscapeString(const std::string& value);
+
+// The same for a LIKE pattern with ESCAPE '\': %, _ and \ stand for themselves.
+std::string EscapeSpecialChars(const std::string& value);
+
+// "1" or "0".
+std::string Bool2SqlString(bool value);
+
+// Whether the database has the table, or the table the column; false also when the database cannot be read.
+bool CheckTableExist(DB_INSTANCE db, const std::string& table);
+bool CheckTableExist(const std::string& dbPath, const std::string& table);
+bool IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column);
+bool IsColumnExist(const std::string& dbPath, const std::string& table, const std::string& column);
+
+// The first field of the query's first row; left as it was when there is no row or the field is NULL.
+[[nodiscard]] int LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value);
+
+// The first column of the query, a NULL as ''.
+[[nodiscard]] int LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std::string>& values);
+
+// Names present in the database, SQLite's own tables aside.
+[[nodiscard]] int GetTables(DB_INSTANCE db, std::set<std::string>& tables);
+[[nodiscard]] int GetTriggers(DB_INSTANCE db, std::set<std::string>& triggers);
+
+// Drops the table if it exists.
+[[nodiscard]] int DropTable(DB_INSTANCE db, const std::string& table);
+
+// Rebuilds the database file; the one statement of the package that SQLite refuses inside a transaction.
+[[nodiscard]] int Vacuum(DB_INSTANCE db);
+
+// Runs the statements of a file, as Execute does.
+[[nodiscard]] int ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath);
+
+// Writes a table, its indexes, triggers and rows, as SQL that ExecuteByFile can run; the file is on disk when
+// the call returns 0.
+[[nodiscard]] int DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::string& sqlPath);
+
+// The package's name for the index of a table over columns: "idx_TABLE_COLUMN_...".
+std::string GetIdxName(const std::string& table, const std::list<std::string>& columns);
+
+// The statement that, sent with an INSERT in one call, gives the new row's id in column "id".
+std::string GetReturnIdStatement();
+
+// Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.
+int UniqueKey2PrimaryKey();
+
+// Closes every connection; the next call of any operation opens its database anew. A program calls it before
+// it ends, so that no -journal or -wal file of its own is left.
+void CloseAll();
+
+}  // namespace VGDB
+
+// Appends one statement to a batch, ended by a semicolon.
+void AppendSqlCommand(std::string& batch, const std::string& statement);

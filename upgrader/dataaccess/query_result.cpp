@@ -1,0 +1,27 @@
+#include "upgrader/dataaccess/query_result.h"
+
+#include <cstdlib>
+
+#include "platform/support/strings.h"
+
+std::string QueryResult::String(const char* column) const {
+    const char* text = Text(column);
+    return text ? text : "";
+}
+
+int QueryResult::Int(const char* column) const { return String2Int(Text(column)); }
+
+long long QueryResult::Int64(const char* column) const {
+    const char* text = Text(column);
+    return text ? std::strtoll(text, nullptr, 10) : 0;
+}
+
+int QuerySql(DB_INSTANCE db, const std::string& sql, QueryResult& rows, const char* failure, LogSite site) {
+    DBResult_tag* result = nullptr;
+    if (VGDB::Execute(db, sql, &result)) {
+        LogMessage(site, failure, sql.c_str());
+        return -1;
+    }
+    rows = QueryResult(result);
+    return 0;
+}

@@ -1,0 +1,12 @@
+#include "upgrader/log.h"
+
+#include <cstdarg>
+
+#include "platform/log/vgprintf.h"
+
+void LogMessage(const LogSite& site, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    VGPrintf(0, 0, 0, "vgupgrader", site.line, site.function, format, args);
+    va_end(args);
+}

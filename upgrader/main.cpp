@@ -1,0 +1,46 @@
+// vgupgrader OLD-BUILD: brings the data of an older package build to this one.
+//
+//   1. Parse the build number of the package that was installed before, and log it.
+//   2. Tell the data access whether the system is in non-rec mode.
+//   3. Repair the schema of the 17 databases.
+//   4. Run the migrations that the old build never had.
+//   5. Stamp the package version into settings.conf.
+//
+// Exit status: 0, 255 (-1) when a migration failed, 1 without an argument.
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/settings/settings.h"
+#include "platform/support/system.h"
+#include "platform/vgdb/vgdb.h"
+#include "upgrader/driver.h"
+#include "upgrader/log.h"
+
+namespace {
+
+// Text that is not a number is build 0, so that every migration runs; a negative number wraps to a build
+// above every threshold.
+uint32_t ParseBuild(const char* text) {
+    return text ? static_cast<uint32_t>(std::strtol(text, nullptr, 10)) : 0;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    if (argc < 2) {
+        OLIBCCopyright();
+        std::puts("Usage:\nvgupgrader [pre-upgrade-version]");
+        return 1;
+    }
+    const uint32_t oldBuild = ParseBuild(argv[1]);
+    UPG_LOG("pre-upgrade version:%u\n", oldBuild);
+
+    VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
+    RepairSchema();
+    const int result = DoAction(MigrationRegistry, oldBuild);
+    (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgVersion(true));  // logged by the library
+    VGDB::CloseAll();
+    return result;
+}

@@ -1,0 +1,57 @@
+// Privilege profiles, their id lists and the accounts bound to them.
+#include "upgrader/migrations/migrations.h"
+
+namespace migrations {
+
+int UpdatePrivilegeProfile() { return 0; }
+
+int UpdatePrivProfileAndPrivPerCam() { return 0; }
+
+int ClearInaCamsInDefPrivProf() { return 0; }
+
+// Not settled: table privilegeprofile: the right to edit layouts.
+int UpdateEditLayoutPrivilege() { return 0; }
+
+// Not settled: table privilegeprofile: the right to edit e-maps.
+int UpdateEditEmapPrivielege() { return 0; }
+
+// Not settled: id lists of the profiles: objects that no longer exist.
+int RemoveNotExistDataInPrivProfile() { return 0; }
+
+// Not settled: the folder @VGData/preference: wallpapers.
+int UpdateWallpaperPrivilege() { return 0; }
+
+// Not settled: recording servers in the I/O module rights.
+int AddSlavedsToAllIO() { return 0; }
+
+// Not settled: table privilegeprofile: layouts and e-maps of managers.
+int UpdateManagerLayoutAndEmapPriv() { return 0; }
+
+int UpdatePrivPerCam() { return 0; }
+
+// Not settled: table privilegeprofile: all_ipspeaker_ds_ids and operation bits of IP speakers.
+int UpdateIPSpeakerPrivilege() { return 0; }
+
+int DeleteNonexistentPrivProfileFromSubTable() { return 0; }
+
+int CreateNonePrivProfile() { return 0; }
+
+int UpdateWebMapDefPriv() { return 0; }
+
+int UpdateVGAccountPrivProfileList() { return 0; }
+
+int UpdateMapPrivOfNonePrivProfile() { return 0; }
+
+// Not settled: intrusion objects of the all-object profiles.
+int RemoveAllObjIntrusion() { return 0; }
+
+// Not settled: table privilegeprofile: the default spectator profile.
+int UpdateAllObjSpecPrivilege() { return 0; }
+
+int CorrectAdminUserPrivProfile() { return 0; }
+
+int UpdateDefPrivProfile() { return 0; }
+
+int ReCreateNonePrivProfile() { return 0; }
+
+}  // namespace migrations

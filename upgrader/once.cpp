@@ -1,0 +1,40 @@
+#include "upgrader/once.h"
+
+#include <array>
+#include <cstdlib>
+
+#include "platform/settings/settings.h"
+
+namespace {
+
+constexpr const char* kStampKey = "vg_upgrader_version";
+
+int WriteFlag(const char* flag, const char* failure, const LogSite& site) {
+    if (SetSettingConfValue(flag, Bool2String(true)) == 0)
+        return 0;
+    // The messages of the older migrations name no flag; printf leaves an argument that has no use aside.
+    LogMessage(site, failure, flag);
+    return -1;
+}
+
+}  // namespace
+
+int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSite site) {
+    if (IsSettingConfKeyExist(flag))
+        return 0;
+    if (work() < 0)
+        return -1;
+    return WriteFlag(flag, failure, site);
+}
+
+int RunOnceAfterStamp(const char* flag, int resultWhenUnreadable, MigrationFunction work, LogSite site) {
+    int result = 0;
+    std::array<char, 256> stamp{};
+    if (GetSettingsConfValue(kStampKey, "0", stamp.data(), static_cast<int>(stamp.size())) < 0) {
+        LogMessage(site, "Failed to get %s from settings.conf, skip.\n", kStampKey);
+        result = resultWhenUnreadable;
+    } else if (std::strtol(stamp.data(), nullptr, 10) != 0 && !IsSettingConfKeyExist(flag)) {
+        result = work() < 0 ? -1 : 0;
+    }
+    return WriteFlag(flag, kFailedToSetFlag, site) < 0 ? -1 : result;
+}

@@ -1,0 +1,34 @@
+// The once-only forms: a migration that is done when a key stands in settings.conf.
+//
+// Only the key's presence counts; its value is the text of true. The work runs as a function of its own that
+// returns 0 or a negative value and logs its own failures; to be known in the log by the migration's name, it
+// bears that name too:
+//
+//     namespace {
+//     namespace once {
+//     int UpdateEventLabelColor() { ... }
+//     }
+//     }
+//     int UpdateEventLabelColor() {
+//         return RunOnce("upgrade_event_label_color", "Failed to set ...\n", once::UpdateEventLabelColor);
+//     }
+#pragma once
+
+#include "upgrader/log.h"
+
+using MigrationFunction = int (*)();
+
+// What most migrations log when their flag cannot be written; %s is the flag.
+inline constexpr const char* kFailedToSetFlag = "Failed to set %s in setting conf.\n";
+
+// Standard form. With the flag there, returns 0 at once. Work that fails leaves no flag (the next upgrade
+// tries again) and gives -1. A flag that cannot be written logs `failure` (which may name the flag by one %s)
+// and gives -1.
+int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSite site = LogSite::Here());
+
+// Form that asks for the previous run of the upgrader (key vg_upgrader_version, 0 when it never ran). The
+// work runs only when the upgrader ran before and the flag is not there; the flag is written in every case,
+// also after a failure, so that the work is never tried twice. A stamp that cannot be read gives
+// `resultWhenUnreadable`; failed work or a flag that cannot be written give -1.
+int RunOnceAfterStamp(const char* flag, int resultWhenUnreadable, MigrationFunction work,
+                      LogSite site = LogSite::Here());
