@@ -1,0 +1,201 @@
+#include "platform/vgdb/connection.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "platform/log/library_log.h"
+#include "platform/vgdb/result.h"
+
+namespace {
+
+// A database that somebody else holds is waited for. One that stays held for so long is held on purpose (or
+// forgotten): later statements give it less, so that an upgrade with hundreds of statements comes to its end.
+constexpr int kBusyTimeoutMs = 10'000;
+constexpr int kBusyAgainTimeoutMs = 500;
+
+constexpr size_t kShownOfStatement = 200;
+
+std::map<std::string, Connection>& Connections() {
+    static std::map<std::string, Connection> connections;
+    return connections;
+}
+
+// The transaction of one call: the outermost one, or a savepoint of what is open already.
+class CallTransaction {
+public:
+    explicit CallTransaction(sqlite3* db) : m_db(db), m_nested(sqlite3_get_autocommit(db) == 0) {}
+
+    int Begin() { return Exec(m_nested ? "SAVEPOINT vgdb_call" : "BEGIN IMMEDIATE"); }
+    int Commit() { return Exec(m_nested ? "RELEASE vgdb_call" : "COMMIT"); }
+    void Rollback() {
+        // After some failures (disk full, no memory) SQLite has rolled back on its own.
+        if (sqlite3_get_autocommit(m_db) == 0)
+            Exec(m_nested ? "ROLLBACK TO vgdb_call; RELEASE vgdb_call" : "ROLLBACK");
+    }
+
+private:
+    int Exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr); }
+
+    sqlite3* m_db;
+    bool m_nested;
+};
+
+int BindParams(const Statement& statement, std::list<std::string>::const_iterator& param,
+               const std::list<std::string>::const_iterator& end) {
+    const int count = sqlite3_bind_parameter_count(statement.Get());
+    for (int i = 1; i <= count && param != end; ++i, ++param) {
+        const int size = static_cast<int>(param->size());
+        if (const int code = sqlite3_bind_text(statement.Get(), i, param->data(), size, SQLITE_TRANSIENT))
+            return code;
+    }
+    return SQLITE_OK;
+}
+
+enum class TextKind {
+    Blank,   // nothing to run
+    Query,   // one statement that only reads: needs no transaction and takes no write lock
+    Script,  // anything else
+};
+
+TextKind KindOf(sqlite3* db, const char* sql) {
+    Statement first;
+    const char* tail = nullptr;
+    // What does not compile may need what an earlier statement creates, or is wrong: running it will tell.
+    if (first.Prepare(db, sql, &tail) != SQLITE_OK)
+        return TextKind::Script;
+    if (!first)
+        return TextKind::Blank;
+    Statement second;
+    const bool more = second.Prepare(db, tail) != SQLITE_OK || second;
+    return !more && sqlite3_stmt_readonly(first.Get()) ? TextKind::Query : TextKind::Script;
+}
+
+// Steps a statement to its end; keeps its rows when a result is wanted and it gives any.
+int StepAll(Statement& statement, std::unique_ptr<DBResult_tag>* rows) {
+    const int columns = sqlite3_column_count(statement.Get());
+    const bool keep = rows && columns > 0;
+    if (keep) {
+        *rows = std::make_unique<DBResult_tag>();
+        for (int column = 0; column < columns; ++column)
+            (*rows)->columns.emplace_back(sqlite3_column_name(statement.Get(), column));
+    }
+    int code = statement.Step();
+    for (; code == SQLITE_ROW; code = statement.Step()) {
+        for (int column = 0; keep && column < columns; ++column) {
+            const char* const text = statement.Text(column);
+            (*rows)->AppendField(text, static_cast<size_t>(sqlite3_column_bytes(statement.Get(), column)));
+        }
+    }
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+}  // namespace
+
+Connection& Connection::To(const std::string& path) {
+    return Connections().try_emplace(path, path).first->second;
+}
+
+void CloseAllConnections() { Connections().clear(); }
+
+sqlite3* Connection::Handle() {
+    if (m_db)
+        return m_db.get();
+    sqlite3* db = nullptr;
+    const int opened = sqlite3_open_v2(m_path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    m_db.reset(db);
+    sqlite3_busy_timeout(db, kBusyTimeoutMs);
+    sqlite3_extended_result_codes(db, 1);
+    // A commit is on disk only when the journal's removal is: EXTRA flushes the folder too. Without it a
+    // power cut could bring the journal back, and with it the old rows, after a settings flag has been
+    // written.
+    const char* const durable = "PRAGMA synchronous = EXTRA";
+    if (opened != SQLITE_OK || sqlite3_exec(db, durable, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        LogFailure("Open", opened != SQLITE_OK ? "" : durable);
+        m_db.reset();
+    }
+    return m_db.get();
+}
+
+void Connection::LogFailure(const char* function, const char* sql) const {
+    const size_t length = std::strlen(sql);
+    LibraryLog(__LINE__, function, "%s: %s [%.*s%s]\n", m_path.c_str(), sqlite3_errmsg(m_db.get()),
+               static_cast<int>(std::min(length, kShownOfStatement)), sql,
+               length > kShownOfStatement ? "..." : "");
+}
+
+void Connection::GrowImpatient(int code) {
+    if ((code & 0xff) == SQLITE_BUSY)
+        sqlite3_busy_timeout(m_db.get(), kBusyAgainTimeoutMs);
+}
+
+int Connection::Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params) {
+    if (result)
+        *result = nullptr;
+    if (sql.find('\0') != std::string::npos) {
+        LibraryLog(__LINE__, "Execute", "%s: SQL text with a NUL byte is not run\n", m_path.c_str());
+        return -1;
+    }
+    sqlite3* const db = Handle();
+    if (!db)
+        return -1;
+
+    std::unique_ptr<DBResult_tag> rows;
+    const TextKind kind = KindOf(db, sql.c_str());
+    int code = SQLITE_OK;
+    if (kind == TextKind::Query) {
+        code = RunStatements(sql.c_str(), result ? &rows : nullptr, params);
+    } else if (kind == TextKind::Script) {
+        CallTransaction transaction(db);
+        code = transaction.Begin();
+        if (code != SQLITE_OK) {
+            LogFailure("Execute", sql.c_str());
+        } else {
+            code = RunStatements(sql.c_str(), result ? &rows : nullptr, params);
+            if (code == SQLITE_OK && (code = transaction.Commit()) != SQLITE_OK)
+                LogFailure("Commit", sql.c_str());
+            if (code != SQLITE_OK)
+                transaction.Rollback();
+        }
+    }
+    if (code != SQLITE_OK) {
+        GrowImpatient(code);
+        return -1;
+    }
+    if (result)
+        *result = rows ? rows.release() : new DBResult_tag;
+    return 0;
+}
+
+int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
+                              const std::list<std::string>& params) {
+    auto param = params.begin();
+    while (*sql) {
+        Statement statement;
+        const char* tail = nullptr;
+        int code = statement.Prepare(m_db.get(), sql, &tail);
+        if (code == SQLITE_OK && statement)
+            code = BindParams(statement, param, params.end());
+        if (code == SQLITE_OK && statement)
+            code = StepAll(statement, rows);
+        if (code != SQLITE_OK) {
+            LogFailure("Execute", sql);
+            return code;
+        }
+        sql = tail;
+    }
+    return SQLITE_OK;
+}
+
+int Connection::RunAlone(const char* sql) {
+    sqlite3* const db = Handle();
+    if (!db)
+        return -1;
+    const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    if (code == SQLITE_OK)
+        return 0;
+    LogFailure("Execute", sql);
+    GrowImpatient(code);
+    return -1;
+}

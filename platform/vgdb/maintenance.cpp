@@ -1,0 +1,117 @@
+// Operations on tables and whole databases.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "platform/log/library_log.h"
+#include "platform/vgdb/connection.h"
+#include "platform/vgdb/table_sql.h"
+#include "platform/vgdb/vgdb.h"
+
+namespace {
+
+bool HasRow(const std::string& dbPath, const std::string& query) {
+    DBResult_tag* rows = nullptr;
+    const bool has = VGDB::Executep(dbPath, query, &rows) == 0 && VGDBNumRows(rows) > 0;
+    VGDBFreeResult(rows);
+    return has;
+}
+
+int GetNames(DB_INSTANCE db, const char* type, std::set<std::string>& names) {
+    std::list<std::string> found;
+    const std::string query = std::string("SELECT name FROM sqlite_schema WHERE type = '") + type +
+                              "' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'";
+    if (VGDB::LoadFieldFromDB(db, query, found))
+        return -1;
+    names.insert(found.begin(), found.end());
+    return 0;
+}
+
+bool WriteAll(int fd, const std::string& text) {
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t written = write(fd, text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR)
+            return false;
+        done += written > 0 ? static_cast<size_t>(written) : 0;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool VGDB::CheckTableExist(const std::string& dbPath, const std::string& table) {
+    return HasRow(dbPath, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = " +
+                              QuoteEscape(table) + " COLLATE NOCASE");
+}
+
+bool VGDB::CheckTableExist(DB_INSTANCE db, const std::string& table) {
+    return CheckTableExist(GetDBPath(db), table);
+}
+
+bool VGDB::IsColumnExist(const std::string& dbPath, const std::string& table, const std::string& column) {
+    return HasRow(dbPath, "SELECT 1 FROM pragma_table_xinfo(" + QuoteEscape(table) +
+                              ") WHERE name = " + QuoteEscape(column) + " COLLATE NOCASE");
+}
+
+bool VGDB::IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column) {
+    return IsColumnExist(GetDBPath(db), table, column);
+}
+
+int VGDB::GetTables(DB_INSTANCE db, std::set<std::string>& tables) { return GetNames(db, "table", tables); }
+
+int VGDB::GetTriggers(DB_INSTANCE db, std::set<std::string>& triggers) {
+    return GetNames(db, "trigger", triggers);
+}
+
+int VGDB::DropTable(DB_INSTANCE db, const std::string& table) {
+    return Execute(db, "DROP TABLE IF EXISTS " + QuoteName(table) + ";");
+}
+
+int VGDB::Vacuum(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).RunAlone("VACUUM;"); }
+
+int VGDB::ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath) {
+    std::ifstream file(sqlPath, std::ios::binary);
+    std::ostringstream text;
+    if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(text << file.rdbuf()))) {
+        VG_LIB_LOG("Cannot read %s\n", sqlPath.c_str());
+        return -1;
+    }
+    return Execute(db, text.str());
+}
+
+int VGDB::DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::string& sqlPath) {
+    if (!CheckTableExist(db, table)) {
+        VG_LIB_LOG("%s: no table %s to dump\n", GetDBPath(db).c_str(), table.c_str());
+        return -1;
+    }
+    Connection& connection = Connection::To(GetDBPath(db));
+    std::string sql;
+    if (AppendTableSql(connection.Handle(), table, sql)) {
+        connection.LogFailure(__func__, table.c_str());
+        return -1;
+    }
+    const int fd = open(sqlPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const bool written = fd >= 0 && WriteAll(fd, sql) && fsync(fd) == 0;
+    if (!written)
+        VG_LIB_LOG("Cannot write %s: %s\n", sqlPath.c_str(), std::strerror(errno));
+    if (fd >= 0)
+        close(fd);
+    return written ? 0 : -1;
+}
+
+std::string VGDB::GetIdxName(const std::string& table, const std::list<std::string>& columns) {
+    std::string name = "idx_" + table;
+    for (const std::string& column : columns)
+        name += '_' + column;
+    return name;
+}
+
+std::string VGDB::GetReturnIdStatement() { return "SELECT last_insert_rowid() AS id;"; }
+
+int VGDB::UniqueKey2PrimaryKey() { return 0; }

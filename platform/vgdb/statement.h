@@ -1,0 +1,46 @@
+// Owners of SQLite's handles, for this library only.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string>
+
+struct CloseSqlite {
+    void operator()(sqlite3* db) const { sqlite3_close(db); }
+};
+using SqliteHandle = std::unique_ptr<sqlite3, CloseSqlite>;
+
+// One prepared statement. Empty when the text holds none (blanks and comments only).
+class Statement {
+public:
+    Statement() = default;
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement() { sqlite3_finalize(m_statement); }
+
+    // Compiles the first statement of the text; *tail is what stands behind it. Returns SQLite's result code.
+    int Prepare(sqlite3* db, const char* sql, const char** tail = nullptr) {
+        sqlite3_finalize(m_statement);
+        m_statement = nullptr;
+        return sqlite3_prepare_v2(db, sql, -1, &m_statement, tail);
+    }
+
+    explicit operator bool() const { return m_statement != nullptr; }
+    sqlite3_stmt* Get() const { return m_statement; }
+
+    int Step() { return sqlite3_step(m_statement); }
+
+    // Null when the field is NULL.
+    const char* Text(int column) const {
+        return reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
+    }
+    std::string String(int column) const {
+        const char* text = Text(column);
+        return text ? text : "";
+    }
+    int Int(int column) const { return sqlite3_column_int(m_statement, column); }
+
+private:
+    sqlite3_stmt* m_statement = nullptr;
+};

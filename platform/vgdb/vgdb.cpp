@@ -1,0 +1,85 @@
+#include "platform/vgdb/vgdb.h"
+
+#include "platform/vgdb/connection.h"
+#include "platform/vgdb/result.h"
+
+bool VGDB::g_blCheckNonRecMode = true;
+
+namespace {
+
+void AppendDoubled(std::string& text, const std::string& value) {
+    for (const char c : value) {
+        if (c == '\'')
+            text += c;
+        text += c;
+    }
+}
+
+}  // namespace
+
+int VGDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool, bool, bool, bool) {
+    return Connection::To(GetDBPath(db)).Run(sql, result, {});
+}
+
+int VGDB::Executep(const std::string& dbPath, std::string sql, DBResult_tag** result, bool, bool, bool, bool,
+                   const std::list<std::string>& params) {
+    return Connection::To(dbPath).Run(sql, result, params);
+}
+
+std::string VGDB::QuoteEscape(const std::string& value) {
+    std::string text;
+    text.reserve(value.size() + 2);
+    text += '\'';
+    AppendDoubled(text, value);
+    text += '\'';
+    return text;
+}
+
+std::string VGDB::EscapeString(const std::string& value) {
+    std::string text;
+    AppendDoubled(text, value);
+    return text;
+}
+
+std::string VGDB::EscapeSpecialChars(const std::string& value) {
+    std::string text;
+    for (const char c : EscapeString(value)) {
+        if (c == '%' || c == '_' || c == '\\')
+            text += '\\';
+        text += c;
+    }
+    return text;
+}
+
+std::string VGDB::Bool2SqlString(bool value) { return value ? "1" : "0"; }
+
+int VGDB::LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value) {
+    DBResult_tag* rows = nullptr;
+    if (Execute(db, sql, &rows))
+        return -1;
+    if (rows->NumRows() > 0 && rows->fields.front())
+        value = rows->fields.front();
+    VGDBFreeResult(rows);
+    return 0;
+}
+
+int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std::string>& values) {
+    DBResult_tag* rows = nullptr;
+    if (Execute(db, sql, &rows))
+        return -1;
+    for (size_t row = 0; row < rows->NumRows(); ++row) {
+        const char* const field = rows->fields[row * rows->columns.size()];
+        values.emplace_back(field ? field : "");
+    }
+    VGDBFreeResult(rows);
+    return 0;
+}
+
+void VGDB::CloseAll() { CloseAllConnections(); }
+
+void AppendSqlCommand(std::string& batch, const std::string& statement) {
+    batch += statement;
+    const size_t last = statement.find_last_not_of(" \t\r\n");
+    if (last != std::string::npos && statement[last] != ';')
+        batch += ';';
+}
