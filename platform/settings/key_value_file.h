@@ -1,15 +1,21 @@
 // Files of key="value" lines: settings.conf, variable.conf and the like.
 //
 // Syntax. One key="value" a line; a value may stand without quotes when read; inside quotes a backslash
-// escapes a quote or a backslash. Blank lines, lines that begin with # and unknown lines survive every
-// rewrite in place, as does each line's own ending (LF or CRLF). Of a repeated key the first holds.
+// escapes a quote or a backslash. Blanks around the key and around the value do not count. Blank lines, lines
+// that begin with # and unknown lines survive every rewrite in place, as does each line's own ending (LF or
+// CRLF). Of a repeated key the first holds, and a write of the key leaves one.
+//
+// A key is not empty, does not begin with # and has no blanks, quotes, = or control characters; a value has
+// no line break (LF or CR) and no NUL. No file holds another key; another key or value is not written.
 //
 // Writing. The writer holds the file's lock, replaces the file as a whole (temporary file in the same folder
 // with the old one's mode and owner, flushed, renamed, folder flushed) and changes nothing when there is
-// nothing to change. A process killed at any instant leaves the old file or the new one.
-// A file that does not exist is created by the first write; it reads as empty.
+// nothing to change. A process killed at any instant leaves the old file or the new one. Of a symbolic link
+// the target is replaced.
+// A file that does not exist is created by the first write, with mode 0644; it reads as empty. Its folder is
+// not created.
 //
-// Paths are real ones: the caller has applied SysPath(). Failures are logged here.
+// Paths are real ones: the caller has applied SysPath(). Failures are logged here, never with a value.
 #pragma once
 
 #include <set>
@@ -20,9 +26,12 @@
 int VGFileGetVal(const std::string& path, const char* key, std::string& value, bool reserved = false);
 
 // Stores a value; an empty value removes the key. Returns 0 on success, -1 when the key or the value cannot
-// stand in such a file (an empty key, a line break) or the file cannot be written. The flags are reserved.
+// stand in such a file or the file cannot be written. The flags are reserved.
 [[nodiscard]] int VGFileSetVal(const std::string& path, const char* key, const char* value,
                                bool reserved1 = false, bool reserved2 = false);
+
+// As VGFileSetVal, but an empty value is stored as such.
+[[nodiscard]] int VGFileStoreVal(const std::string& path, const char* key, const std::string& value);
 
 // Removes every given key that is there, in one rewrite. Returns 0 on success, also when none was there or
 // there is no file. The last argument is reserved.

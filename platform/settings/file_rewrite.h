@@ -1,0 +1,23 @@
+// Small files that are read and replaced as a whole. Failures are logged here, never with content.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+enum class FileRead { kRead, kMissing, kFailed };
+
+// Reads a regular file. A missing file (or folder) is no failure; the content is then empty.
+FileRead ReadWholeFile(const std::string& path, std::string& content);
+
+// Gives the new content for the old one. May be called twice, and gives the same for the same.
+using FileEdit = std::function<std::string(std::string_view)>;
+
+// Replaces the content of a file by what the edit makes of it. A file that does not exist counts as empty and
+// is created with mode 0644; its folder must be there. Returns 0 on success, -1 when the file is as it was.
+//
+// Two writers never work from the same old content: each holds the lock (flock) of the file, or of its folder
+// while there is no file. A reader and a process killed at any instant see the old file or the new one, the
+// latter only after it has reached the disk; a temporary file that a killed process has left is removed by
+// the next replacement. Nothing is written, locked or touched when the edit changes nothing.
+[[nodiscard]] int RewriteFile(const std::string& path, const FileEdit& edit);

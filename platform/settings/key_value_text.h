@@ -1,0 +1,26 @@
+// The text of a key=value file: the one parser on which reading, setting and removing stand. What a line
+// looks like is told in key_value_file.h. Nothing here touches the disk; the time taken is linear.
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+// A key that a file can hold: not empty, not beginning with #, without blanks, quotes, = and control
+// characters.
+bool IsStorableKey(std::string_view key);
+
+// A value that a file can hold: on one line and without NUL.
+bool IsStorableValue(std::string_view value);
+
+// The value of the first line that holds the key.
+std::optional<std::string> FindValue(std::string_view text, std::string_view key);
+
+// The text with the key holding the value: in place of the first line with the key, at the end when there is
+// none. Further lines with the key go; every other line stays as it is, and so does the first when it holds
+// the value already. Key and value are storable ones.
+std::string WithValue(std::string_view text, std::string_view key, std::string_view value);
+
+// The text without the lines that hold one of the keys.
+std::string WithoutKeys(std::string_view text, const std::set<std::string>& keys);
