@@ -1,1 +1,199 @@
+#include "upgrader/driver.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/userlog/vglog.h"
 #include "tests/support/system_tree.h"
+#include "upgrader/missing_schema.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string g_ran;
+
+int A() { return g_ran += 'A', 0; }
+int B() { return g_ran += 'B', 0; }
+int Fails() { return g_ran += 'F', -7; }
+int Positive() { return g_ran += 'P', 3; }
+int Throws() { throw std::runtime_error("no memory"); }
+int Always() { return g_ran += '0', 0; }
+
+class Walk : public SystemTree {
+protected:
+    int Run(const std::vector<UpgradeEntry>& table, uint32_t build) {
+        g_ran.clear();
+        return DoAction(table.data(), build);
+    }
+};
+
+TEST_F(Walk, RunsWhatTheOldBuildNeverHad) {
+    const std::vector<UpgradeEntry> table = {{100, 0, A},    {200, 0, B}, {100, 0, A},
+                                             {0, 0, Always}, {300, 0, A}, {0, 0, nullptr}};
+    const struct {
+        uint32_t build;
+        const char* ran;
+    } cases[] = {{0, "ABA0A"}, {99, "ABA0A"}, {100, "B0A"},      {199, "B0A"},
+                 {200, "0A"},  {300, "0"},    {4294967295u, "0"}};
+    for (const auto& [build, ran] : cases) {
+        EXPECT_EQ(0, Run(table, build)) << build;
+        EXPECT_EQ(ran, g_ran) << build;
+    }
+    EXPECT_EQ("", Log()) << "rows that run, and rows that do not, say nothing";
+}
+
+TEST_F(Walk, GoesOnAfterAFailureAndRemembersIt) {
+    const std::vector<UpgradeEntry> table = {{10, 0, A},      {20, 0, Fails},  {30, 0, Positive},
+                                             {40, 0, Throws}, {5, 0, nullptr}, {99, 0, B}};
+    EXPECT_EQ(-1, Run(table, 9));
+    EXPECT_EQ("AFP", g_ran) << "the row without a function ends the walk";
+
+    char expected[200];
+    std::snprintf(expected, sizeof expected,
+                  "(DoAction): [1] update failed, ver [20], func [%p].\n"
+                  "(RunMigration): Migration ended by an exception: no memory\n"
+                  "(DoAction): [3] update failed, ver [40], func [%p].\n",
+                  reinterpret_cast<void*>(Fails), reinterpret_cast<void*>(Throws));
+    EXPECT_EQ(expected, Log());
+
+    EXPECT_EQ(0, Run(table, 40));
+    EXPECT_EQ("", g_ran);
+}
+
+int LogsTwo() {
+    VGLog(0x13300008, "SYSTEM", 7, {"Pre \"Rec\"", "caf\xc3\xa9", "10"}, 0, 0);
+    VGLog(0x133000F7, "SYSTEM", 3, {}, 2, -5);
+    return -1;
+}
+
+TEST_F(Walk, WritesAMigrationsLogEntriesInTheirOrder) {
+    CreateFromSchema(DB_LOG);
+    EXPECT_EQ(-1, Run({{1, 0, LogsTwo}, {0, 0, nullptr}}, 0));
+    EXPECT_EQ(
+        "1|321912840|SYSTEM|7|[\"Pre \\\"Rec\\\"\",\"caf\xc3\xa9\",\"10\"]|0|0\n"
+        "2|321913079|SYSTEM|3|[]|2|-5\n",
+        Rows(DB_LOG, "SELECT id, log_type, user, item_id, params, ds_id, extra FROM log ORDER BY id"));
+}
+
+// --- the whole command -------------------------------------------------------------------------------------
+
+constexpr const char* kNewest = "9999";
+
+class Command : public SystemTree {
+protected:
+    // Every file of the tree but the package log, with its content and modification time.
+    static std::string Snapshot() {
+        VGDB::CloseAll();
+        std::string text;
+        const std::string root = Path("");
+        for (const auto& entry : fs::recursive_directory_iterator(root)) {
+            if (!entry.is_regular_file() || entry.path().filename() == "vgupgrader.log")
+                continue;
+            struct stat status {};
+            stat(entry.path().c_str(), &status);
+            text += entry.path().string() + ' ' + std::to_string(status.st_size) + ' ' +
+                    std::to_string(status.st_mtim.tv_sec) + '.' + std::to_string(status.st_mtim.tv_nsec) +
+                    '\n';
+        }
+        return text;
+    }
+};
+
+TEST_F(Command, WithoutAnArgumentTellsItsUsageAndTouchesNothing) {
+    const std::string out = Path("/out");
+    EXPECT_EQ(1, RunUpgrader("> " + out));
+    EXPECT_TRUE(ReadFile(out).ends_with("\nUsage:\nvgupgrader [pre-upgrade-version]\n")) << ReadFile(out);
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(Command, ParsesTheOldBuildAsTheScriptsAlwaysCouldGiveIt) {
+    const struct {
+        const char* argument;
+        const char* build;
+    } cases[] = {
+        {"6500", "6500"}, {"''", "0"},        {"abc", "0"},        {"-1", "4294967295"},
+        {"0x10", "0"},    {"' 12abc'", "12"}, {"4294967296", "0"}, {"99999999999999999999", "4294967295"}};
+    for (const auto& [argument, build] : cases) {
+        fs::remove(Path("/var/log/vigilo/vgupgrader.log"));
+        RunUpgrader(argument);
+        EXPECT_TRUE(Log().starts_with(std::string("(main): pre-upgrade version:") + build + "\n"))
+            << argument;
+    }
+}
+
+TEST_F(Command, UpgradesANewSystemWithoutAComplaintAndThenLeavesItAlone) {
+    CreateNewSystem();
+    WriteSettings("a=\"b\"\n");
+    EXPECT_EQ(0, RunUpgrader(kNewest));
+    EXPECT_EQ("(main): pre-upgrade version:9999\n", Log());
+    EXPECT_TRUE(Settings().starts_with("a=\"b\"\nvg_upgrader_version=\"9.")) << Settings();
+
+    const std::string before = Snapshot();
+    EXPECT_EQ(0, RunUpgrader(kNewest));
+    EXPECT_EQ(before, Snapshot());
+}
+
+TEST_F(Command, StampsTheInstalledPackagesVersion) {
+    WriteFile(Path("/var/packages/Vigilo/etc/package.conf"), "version=\"9.3.1-9801\"\n");
+    RunUpgrader(kNewest);
+    EXPECT_EQ("vg_upgrader_version=\"9.3.1-9801\"\n", Settings());
+}
+
+// A database or schema file that cannot be used costs itself only, and never the exit status.
+TEST_F(Command, LeavesWhatItCannotRepairAndRepairsTheRest) {
+    CreateNewSystem();
+    const std::string missing = VGDB::GetDBPath(DB_FACE);
+    const std::string corrupt = VGDB::GetDBPath(DB_SNAPSHOT);
+    const std::string folder = VGDB::GetDBPath(DB_EDGE);
+    const std::string noSchema = VGDB::GetDBPath(DB_BOOKMARK);
+    const std::string badSchema = VGDB::GetDBPath(DB_ARCHIVE);
+    fs::remove(missing);
+    const std::string garbage(8192, 'x');
+    WriteFile(corrupt, garbage);
+    fs::remove(folder);
+    fs::create_directory(folder);
+    fs::remove(VGDB::GetSqlFile(noSchema));
+    WriteFile(VGDB::GetSqlFile(badSchema), "CREATE TABLE t(;");
+    Sql(DB_IVARECORDING, "DROP TABLE ivarecording");
+
+    EXPECT_EQ(0, RunUpgrader(kNewest));
+
+    for (const std::string& path : {missing, corrupt, folder, noSchema, badSchema})
+        EXPECT_EQ(1, CountInLog("(RepairSchema): Failed to repair missing schema of " + path + "\n")) << path;
+    EXPECT_EQ(5, CountInLog("Failed to repair missing schema of "));
+    EXPECT_FALSE(fs::exists(missing)) << "a database that is gone is not made anew";
+    EXPECT_EQ(garbage, ReadFile(corrupt));
+    EXPECT_EQ("1\n", Rows(DB_IVARECORDING, "SELECT count(*) FROM sqlite_schema WHERE name = 'ivarecording'"));
+}
+
+TEST_F(Command, KeepsAWriteAheadLogModeAndLeavesNoJournal) {
+    CreateNewSystem();
+    Sql(DB_SYSTEM, "PRAGMA journal_mode = WAL; DELETE FROM privilegeprofile WHERE privilege <> 1;");
+    EXPECT_EQ(0, RunUpgrader("0"));
+    EXPECT_EQ("wal\n", Rows(DB_SYSTEM, "PRAGMA journal_mode"));
+    for (const auto& entry : fs::recursive_directory_iterator(Path("/var")))
+        EXPECT_TRUE(entry.path().extension() == "" || entry.path().string().find(".db-") == std::string::npos)
+            << entry.path();
+}
+
+TEST_F(Walk, TellsWhatWasMissingBeforeTheRepair) {
+    g_missingSchema = {{{"camera", {"model"}}, {"pos", {"*"}}}, {}};
+    EXPECT_TRUE(WasSchemaMissing(DB_SYSTEM, "camera", "model"));
+    EXPECT_TRUE(WasSchemaMissing(DB_SYSTEM, "pos", "name"));
+    EXPECT_FALSE(WasSchemaMissing(DB_SYSTEM, "camera", "id"));
+    EXPECT_FALSE(WasSchemaMissing(DB_SYSTEM, "event", "id"));
+    EXPECT_FALSE(WasSchemaMissing(DB_RECORDING, "camera", "model"));
+    EXPECT_FALSE(WasSchemaMissing(DB_BOOKMARK, "camera", "model"));
+    EXPECT_EQ("(TestBody): DB[0], Detect camera missing model\n(TestBody): DB[0], Detect pos missing name\n",
+              Log());
+}
+
+}  // namespace

@@ -26,7 +26,7 @@ Database Open(const std::string& path) {
     return Database(db);
 }
 
-void Run(const std::string& path, std::string_view sql) {
+void Exec(const std::string& path, std::string_view sql) {
     const Database db = Open(path);
     char* error = nullptr;
     const int result = sqlite3_exec(db.get(), std::string(sql).c_str(), nullptr, nullptr, &error);
@@ -52,7 +52,7 @@ SystemTree::~SystemTree() { VGDB::CloseAll(); }
 
 std::string SystemTree::Path(std::string_view absolutePath) { return SysPath(absolutePath); }
 
-void SystemTree::Sql(DB_INSTANCE db, std::string_view sql) { Run(VGDB::GetDBPath(db), sql); }
+void SystemTree::Sql(DB_INSTANCE db, std::string_view sql) { Exec(VGDB::GetDBPath(db), sql); }
 
 void SystemTree::CreateFromSchema(DB_INSTANCE db) {
     const std::string name = fs::path(VGDB::GetSqlFile(VGDB::GetDBPath(db))).filename();

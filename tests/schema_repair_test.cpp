@@ -1,0 +1,158 @@
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/vgdb/vgdb.h"
+#include "tests/support/system_tree.h"
+
+namespace {
+
+class SchemaRepair : public SystemTree {
+protected:
+    static constexpr DB_INSTANCE kDb = DB_BOOKMARK;
+
+    // Compares the database with the declared schema and repairs it, as the driver does.
+    int Repair(std::string_view declared) {
+        const std::string path = VGDB::GetDBPath(kDb);
+        WriteFile(VGDB::GetSqlFile(path), declared);
+        m_sql.clear();
+        m_missing.clear();
+        if (VGDB::GetMissingSql(path, VGDB::GetSqlFile(path), m_sql, m_missing))
+            return -1;
+        return VGDB::Executep(path, m_sql);
+    }
+
+    std::string m_sql;
+    VGDB::MissingNames m_missing;
+};
+
+using Names = VGDB::MissingNames;
+
+TEST_F(SchemaRepair, CreatesAMissingTableWithItsRowsIndexesAndTriggers) {
+    Sql(kDb, "CREATE TABLE old(id INTEGER PRIMARY KEY); INSERT INTO old VALUES(1)");
+    const std::string declared =
+        "CREATE TABLE old(id INTEGER PRIMARY KEY);"
+        "INSERT INTO old VALUES(2);"  // only for a table that is missing as a whole
+        "CREATE TABLE new(id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL DEFAULT '' COLLATE "
+        "NOCASE);"
+        "CREATE UNIQUE INDEX new_name ON new(name);"
+        "INSERT INTO new(id, name) VALUES(7, 'it''s'), (8, '');"
+        "CREATE TRIGGER new_insert AFTER INSERT ON new BEGIN DELETE FROM old; END;";
+    ASSERT_EQ(0, Repair(declared));
+    EXPECT_EQ((Names{{"new", {"*"}}}), m_missing);
+    EXPECT_EQ("7|it's\n8|\n", Rows(kDb, "SELECT * FROM new"));
+    EXPECT_EQ("1\n", Rows(kDb, "SELECT * FROM old"));
+    EXPECT_EQ(
+        "new_insert\nnew_name\n",
+        Rows(kDb, "SELECT name FROM sqlite_schema WHERE tbl_name = 'new' AND type <> 'table' ORDER BY 1"));
+
+    ASSERT_EQ(0, Repair(declared));
+    EXPECT_EQ("", m_sql) << "what is repaired lacks nothing";
+    EXPECT_TRUE(m_missing.empty());
+}
+
+TEST_F(SchemaRepair, AddsMissingColumnsAsTheyAreDeclared) {
+    Sql(kDb,
+        "CREATE TABLE Camera(ID INTEGER PRIMARY KEY, \"Odd Name\" TEXT, extra);"
+        "INSERT INTO Camera VALUES(1, 'x', 'keep')");
+    ASSERT_EQ(0, Repair("CREATE TABLE camera(id INTEGER PRIMARY KEY, \"odd name\" TEXT,"
+                        " model TEXT NOT NULL DEFAULT 'it''s' COLLATE NOCASE, fps INTEGER DEFAULT -1,"
+                        " rate REAL DEFAULT 1.5, raw, flag BOOLEAN NOT NULL DEFAULT TRUE, \"a \"\"b\" TEXT "
+                        "DEFAULT \"\");"));
+    EXPECT_EQ((Names{{"camera", {"model", "fps", "rate", "raw", "flag", "a \"b"}}}), m_missing);
+    EXPECT_EQ("1|x|keep|it's|-1|1.5||1|\n", Rows(kDb, "SELECT * FROM camera"));
+    EXPECT_EQ("model|TEXT|1|('it''s')\nfps|INTEGER|0|(-1)\n",
+              Rows(kDb,
+                   "SELECT name, type, \"notnull\", '(' || trim(dflt_value, '()') || ')' FROM "
+                   "pragma_table_info('camera') WHERE name IN ('model', 'fps')"));
+    EXPECT_EQ("1\n", Rows(kDb, "SELECT count(*) FROM camera WHERE model = 'IT''S'")) << "collation";
+}
+
+TEST_F(SchemaRepair, RefusesAColumnThatSqliteCannotAdd) {
+    const struct {
+        const char* column;
+        const char* why;
+        bool alsoWhenEmpty;
+    } cases[] = {
+        {"c INTEGER NOT NULL", "the rows that are there would have no value for it", false},
+        {"c TEXT DEFAULT CURRENT_TIMESTAMP", "the rows that are there would have no value for it", false},
+        {"c INTEGER UNIQUE", "it is unique", true},
+        {"c AS (id + 1)", "it is generated", true},
+        {"c INTEGER, PRIMARY KEY(id, c)", "it belongs to the primary key", true},
+    };
+    for (const auto& [column, why, alsoWhenEmpty] : cases) {
+        const std::string declared =
+            "CREATE TABLE t(id INTEGER, " + std::string(column) + "); CREATE TABLE u(x);";
+        VGDB::CloseAll();
+        std::filesystem::remove(VGDB::GetDBPath(kDb));
+        Sql(kDb, "CREATE TABLE t(id INTEGER)");
+        EXPECT_EQ(alsoWhenEmpty ? -1 : 0, Repair(declared)) << column;
+        EXPECT_TRUE(VGDB::CheckTableExist(kDb, "u") != alsoWhenEmpty) << column << ": all or nothing";
+
+        VGDB::CloseAll();
+        std::filesystem::remove(VGDB::GetDBPath(kDb));
+        Sql(kDb, "CREATE TABLE t(id INTEGER); INSERT INTO t VALUES(1)");
+        EXPECT_EQ(-1, Repair(declared)) << column;
+        EXPECT_GE(CountInLog(": cannot add column c to table t: " + std::string(why) + "\n"), 1) << column;
+    }
+}
+
+TEST_F(SchemaRepair, LeavesWhatTheSchemaDoesNotKnow) {
+    Sql(kDb,
+        "CREATE TABLE mine(a); INSERT INTO mine VALUES(1); CREATE VIEW v AS SELECT 1;"
+        "CREATE TABLE t(id TEXT, other); CREATE INDEX i ON t(other)");
+    const std::string before = Rows(kDb, "SELECT sql FROM sqlite_schema");
+    ASSERT_EQ(0, Repair("CREATE TABLE t(id INTEGER PRIMARY KEY);"));
+    EXPECT_EQ(before, Rows(kDb, "SELECT sql FROM sqlite_schema"))
+        << "a column of another type stays as it is";
+}
+
+// The package's own files: each must be able to bring any older system to it, whatever rows that holds.
+TEST_F(SchemaRepair, CanAddEveryColumnOfThePackageToTablesWithRows) {
+    for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
+        const DB_INSTANCE db = static_cast<DB_INSTANCE>(i);
+        const std::string path = VGDB::GetDBPath(db);
+        const std::string schema =
+            SOURCE_DIR "/schema/" + std::filesystem::path(VGDB::GetSqlFile(path)).filename().string();
+        CreateFromSchema(db);
+        std::string old;
+        std::set<std::string> tables;
+        ASSERT_EQ(0, VGDB::GetTables(db, tables));
+        for (const std::string& table : tables) {
+            // The oldest form that can be: the key columns alone, with a row.
+            std::string keys;
+            ASSERT_EQ(
+                0, VGDB::LoadFirstFieldFromDB(
+                       db, "SELECT group_concat(name) FROM pragma_table_info('" + table + "') WHERE pk > 0",
+                       keys));
+            old += "CREATE TABLE " + table + "(" + (keys.empty() ? "dummy" : keys) + "); INSERT INTO " +
+                   table + " DEFAULT VALUES;";
+        }
+        VGDB::CloseAll();
+        std::filesystem::remove(path);
+        Sql(db, old);
+        std::string sql;
+        VGDB::MissingNames missing;
+        EXPECT_EQ(0, VGDB::GetMissingSql(path, schema, sql, missing)) << path;
+        EXPECT_EQ(0, VGDB::Executep(path, sql)) << path;
+    }
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(SchemaRepair, TellsWhichFileIsAtFault) {
+    const std::string path = VGDB::GetDBPath(kDb);
+    const std::string schema = VGDB::GetSqlFile(path);
+    std::string sql;
+    EXPECT_EQ(-1, VGDB::GetMissingSql(path, schema, sql, m_missing));
+    EXPECT_EQ(1, CountInLog("Cannot read schema file " + schema));
+    EXPECT_EQ(-1, Repair("CREATE TABLE t(id"));
+    EXPECT_EQ(1, CountInLog("Schema file " + schema + ": incomplete input"));
+    EXPECT_EQ(-1, Repair("CREATE TABLE t(id);"));
+    EXPECT_EQ(1, CountInLog(path + ": unable to open database file"));
+    WriteFile(path, std::string(4096, 'x'));
+    EXPECT_EQ(-1, Repair("CREATE TABLE t(id);"));
+    EXPECT_EQ(1, CountInLog(path + ": file is not a database"));
+}
+
+}  // namespace
