@@ -145,7 +145,7 @@ TEST_F(SchemaRepair, TellsWhichFileIsAtFault) {
     const std::string schema = VGDB::GetSqlFile(path);
     std::string sql;
     EXPECT_EQ(-1, VGDB::GetMissingSql(path, schema, sql, m_missing));
-    EXPECT_EQ(1, CountInLog("Cannot read schema file " + schema));
+    EXPECT_EQ(1, CountInLog("No schema file " + schema));
     EXPECT_EQ(-1, Repair("CREATE TABLE t(id"));
     EXPECT_EQ(1, CountInLog("Schema file " + schema + ": incomplete input"));
     EXPECT_EQ(-1, Repair("CREATE TABLE t(id);"));

@@ -4,12 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <utility>
 
 #include "platform/log/library_log.h"
+#include "platform/settings/file_rewrite.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/table_sql.h"
 #include "platform/vgdb/vgdb.h"
@@ -76,13 +75,13 @@ int VGDB::DropTable(DB_INSTANCE db, const std::string& table) {
 int VGDB::Vacuum(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).RunAlone("VACUUM;"); }
 
 int VGDB::ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath) {
-    std::ifstream file(sqlPath, std::ios::binary);
-    std::ostringstream text;
-    if (!file || (file.peek() != std::ifstream::traits_type::eof() && !(text << file.rdbuf()))) {
-        VG_LIB_LOG("Cannot read %s\n", sqlPath.c_str());
-        return -1;
-    }
-    return Execute(db, text.str());
+    std::string sql;
+    const FileRead read = ReadWholeFile(sqlPath, sql);
+    if (read == FileRead::kRead)
+        return Execute(db, std::move(sql));
+    if (read == FileRead::kMissing)
+        VG_LIB_LOG("No file %s\n", sqlPath.c_str());
+    return -1;
 }
 
 int VGDB::DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::string& sqlPath) {

@@ -9,13 +9,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <sstream>
 #include <vector>
 
 #include "platform/log/library_log.h"
+#include "platform/settings/file_rewrite.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/statement.h"
 #include "platform/vgdb/table_sql.h"
@@ -125,17 +124,17 @@ std::string AddColumnSql(sqlite3* declared, const std::string& table, const Colu
 }
 
 int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
-    std::ifstream file(sqlFile, std::ios::binary);
-    std::ostringstream text;
-    // A folder opens as a file does, but gives nothing to read.
-    if (!file || !(text << file.rdbuf())) {
-        VG_LIB_LOG("Cannot read schema file %s\n", sqlFile.c_str());
+    std::string text;
+    const FileRead read = ReadWholeFile(sqlFile, text);
+    if (read != FileRead::kRead) {
+        if (read == FileRead::kMissing)
+            VG_LIB_LOG("No schema file %s\n", sqlFile.c_str());
         return -1;
     }
     sqlite3* db = nullptr;
     const int opened = sqlite3_open(":memory:", &db);
     declared.reset(db);
-    if (opened != SQLITE_OK || sqlite3_exec(db, text.str().c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (opened != SQLITE_OK || sqlite3_exec(db, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
         VG_LIB_LOG("Schema file %s: %s\n", sqlFile.c_str(), sqlite3_errmsg(db));
         return -1;
     }
