@@ -1,0 +1,11 @@
+-- Faces.
+
+-- A face that a task met.
+CREATE TABLE facerecord (
+    id         INTEGER PRIMARY KEY,
+    task_id    INTEGER DEFAULT 0,
+    camera_id  INTEGER DEFAULT 0,
+    start_time INTEGER DEFAULT 0,
+    stop_time  INTEGER DEFAULT 0,
+    path       TEXT    DEFAULT ''
+);
