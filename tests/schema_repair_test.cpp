@@ -62,9 +62,9 @@ TEST_F(SchemaRepair, AddsMissingColumnsAsTheyAreDeclared) {
                         "DEFAULT \"\");"));
     EXPECT_EQ((Names{{"camera", {"model", "fps", "rate", "raw", "flag", "a \"b"}}}), m_missing);
     EXPECT_EQ("1|x|keep|it's|-1|1.5||1|\n", Rows(kDb, "SELECT * FROM camera"));
-    EXPECT_EQ("model|TEXT|1|('it''s')\nfps|INTEGER|0|(-1)\n",
+    EXPECT_EQ("model|TEXT|1|'it''s'\nfps|INTEGER|0|-1\n",
               Rows(kDb,
-                   "SELECT name, type, \"notnull\", '(' || trim(dflt_value, '()') || ')' FROM "
+                   "SELECT name, type, \"notnull\", dflt_value FROM "
                    "pragma_table_info('camera') WHERE name IN ('model', 'fps')"));
     EXPECT_EQ("1\n", Rows(kDb, "SELECT count(*) FROM camera WHERE model = 'IT''S'")) << "collation";
 }
@@ -76,6 +76,7 @@ TEST_F(SchemaRepair, RefusesAColumnThatSqliteCannotAdd) {
         bool alsoWhenEmpty;
     } cases[] = {
         {"c INTEGER NOT NULL", "the rows that are there would have no value for it", false},
+        {"c TEXT DEFAULT ('a' || 'b')", "the rows that are there would have no value for it", false},
         {"c TEXT DEFAULT CURRENT_TIMESTAMP", "the rows that are there would have no value for it", false},
         {"c INTEGER UNIQUE", "it is unique", true},
         {"c AS (id + 1)", "it is generated", true},

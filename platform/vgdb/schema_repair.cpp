@@ -28,6 +28,8 @@ struct LessNoCase {
     }
 };
 
+constexpr const char* kLiteralWords[] = {"NULL", "TRUE", "FALSE"};
+
 struct Column {
     std::string name;
     std::string type;
@@ -77,18 +79,24 @@ bool IsUnique(sqlite3* declared, const std::string& table, const std::string& co
                                 VGDB::QuoteEscape(column) + " COLLATE NOCASE");
 }
 
-// A literal or a signed number; anything else is worked out by SQLite for each new row.
-bool IsConstant(const std::string& defaultSql) {
-    const unsigned char first = static_cast<unsigned char>(defaultSql.front());
+// Whether the text is one quoted literal from its first character to its last.
+bool IsQuoted(const std::string& sql, char quote) {
+    size_t end = sql.find(quote, 1);
+    while (end != std::string::npos && end + 1 < sql.size() && sql[end + 1] == quote)
+        end = sql.find(quote, end + 2);
+    return end != std::string::npos && end + 1 == sql.size();
+}
+
+// A literal or a signed number; anything else is an expression, which SQLite works out for each new row.
+bool IsLiteral(const std::string& sql) {
+    const char first = sql.front();
     if (first == '\'' || first == '"')
-        return defaultSql.size() > 1 && defaultSql.back() == static_cast<char>(first);
-    if (std::isdigit(first) || first == '-' || first == '+' || first == '.')
-        return std::all_of(defaultSql.begin() + 1, defaultSql.end(),
+        return IsQuoted(sql, first);
+    if (std::isdigit(static_cast<unsigned char>(first)) || first == '-' || first == '+' || first == '.')
+        return std::all_of(sql.begin() + 1, sql.end(),
                            [](unsigned char c) { return std::isalnum(c) || c == '.'; });
-    for (const char* const word : {"NULL", "TRUE", "FALSE"})
-        if (sqlite3_stricmp(defaultSql.c_str(), word) == 0)
-            return true;
-    return (first == 'x' || first == 'X') && defaultSql.size() > 2 && defaultSql[1] == '\'';
+    return std::any_of(std::begin(kLiteralWords), std::end(kLiteralWords),
+                       [&sql](const char* word) { return sqlite3_stricmp(sql.c_str(), word) == 0; });
 }
 
 // Why SQLite cannot add the column to the table as it stands; null when it can.
@@ -101,7 +109,7 @@ const char* WhyNotAddable(sqlite3* declared, sqlite3* db, const std::string& tab
         return "it is unique";
     const bool defaultIsNull = !column.defaultSql || sqlite3_stricmp(column.defaultSql->c_str(), "NULL") == 0;
     const bool needsEmptyTable =
-        (column.notNull && defaultIsNull) || (column.defaultSql && !IsConstant(*column.defaultSql));
+        (column.notNull && defaultIsNull) || (column.defaultSql && !IsLiteral(*column.defaultSql));
     if (needsEmptyTable && HasRow(db, "SELECT 1 FROM " + QuoteName(table) + " LIMIT 1"))
         return "the rows that are there would have no value for it";
     return nullptr;
@@ -114,7 +122,8 @@ std::string AddColumnSql(sqlite3* declared, const std::string& table, const Colu
     if (column.notNull)
         sql += " NOT NULL";
     if (column.defaultSql)
-        sql += " DEFAULT (" + *column.defaultSql + ")";
+        sql += " DEFAULT " +
+               (IsLiteral(*column.defaultSql) ? *column.defaultSql : "(" + *column.defaultSql + ")");
     const char* collation = nullptr;
     sqlite3_table_column_metadata(declared, nullptr, table.c_str(), column.name.c_str(), nullptr, &collation,
                                   nullptr, nullptr, nullptr);
