@@ -1,16 +1,16 @@
 // What a database lacks of its schema file.
 //
 //   1. Load the schema file into a database in memory: what it declares.
-//   2. Read the tables and columns of both databases.
-//   3. For each declared table that is not there: the SQL that makes it, its first rows included.
-//   4. For each declared column that its table lacks: the ALTER TABLE that adds it.
+//   2. For each declared table that the database lacks: the SQL that makes it, its first rows included.
+//   3. For each declared column that its table lacks: the ALTER TABLE that adds it.
 //
 // Tables and columns that are there, and whatever the database has beyond its schema file, stay as they are.
 
 #include <algorithm>
 #include <cctype>
-#include <map>
+#include <iterator>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/log/library_log.h"
@@ -22,12 +22,6 @@
 
 namespace {
 
-struct LessNoCase {
-    bool operator()(const std::string& a, const std::string& b) const {
-        return sqlite3_stricmp(a.c_str(), b.c_str()) < 0;
-    }
-};
-
 constexpr const char* kLiteralWords[] = {"NULL", "TRUE", "FALSE"};
 
 struct Column {
@@ -38,34 +32,6 @@ struct Column {
     bool inPrimaryKey = false;
     bool generated = false;
 };
-
-// Columns by table, tables by name, as SQLite compares names.
-using Tables = std::map<std::string, std::vector<Column>, LessNoCase>;
-
-int ReadTables(sqlite3* db, Tables& tables) {
-    Statement rows;
-    const int prepared =
-        rows.Prepare(db,
-                     "SELECT t.name, c.name, c.type, c.dflt_value, c.\"notnull\", c.pk, c.hidden"
-                     " FROM sqlite_schema AS t, pragma_table_xinfo(t.name) AS c"
-                     " WHERE t.type = 'table' AND t.name NOT LIKE 'sqlite\\_%' ESCAPE '\\'"
-                     " ORDER BY t.rowid, c.cid");
-    if (prepared != SQLITE_OK)
-        return prepared;
-    int code = rows.Step();
-    for (; code == SQLITE_ROW; code = rows.Step()) {
-        Column column;
-        column.name = rows.String(1);
-        column.type = rows.String(2);
-        if (rows.Text(3))
-            column.defaultSql = rows.String(3);
-        column.notNull = rows.Int(4) != 0;
-        column.inPrimaryKey = rows.Int(5) != 0;
-        column.generated = rows.Int(6) != 0;
-        tables[rows.String(0)].push_back(std::move(column));
-    }
-    return code == SQLITE_DONE ? SQLITE_OK : code;
-}
 
 // True when the query gives a row. A query that fails gives none.
 bool HasRow(sqlite3* db, const std::string& query) {
@@ -97,6 +63,58 @@ bool IsLiteral(const std::string& sql) {
                            [](unsigned char c) { return std::isalnum(c) || c == '.'; });
     return std::any_of(std::begin(kLiteralWords), std::end(kLiteralWords),
                        [&sql](const char* word) { return sqlite3_stricmp(sql.c_str(), word) == 0; });
+}
+
+// Whether the table is there; with a column, whether the table has it. Asks the schema that SQLite has
+// loaded, which compares names as every statement does and costs no statement.
+bool Has(sqlite3* db, const std::string& table, const char* column) {
+    return sqlite3_table_column_metadata(db, "main", table.c_str(), column, nullptr, nullptr, nullptr,
+                                         nullptr, nullptr) == SQLITE_OK;
+}
+
+int ListTables(sqlite3* db, std::vector<std::string>& tables) {
+    Statement rows;
+    if (const int code = rows.Prepare(db,
+                                      "SELECT name FROM sqlite_schema"
+                                      " WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'"
+                                      " ORDER BY rowid"))
+        return code;
+    int code = rows.Step();
+    for (; code == SQLITE_ROW; code = rows.Step())
+        tables.push_back(rows.String(0));
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+int ListMissingColumns(sqlite3* declared, sqlite3* db, const std::string& table,
+                       std::vector<std::string>& missing) {
+    Statement row;
+    const std::string all = "SELECT * FROM " + QuoteName(table);
+    if (const int code = row.Prepare(declared, all.c_str()))
+        return code;
+    for (int i = 0; i < sqlite3_column_count(row.Get()); ++i) {
+        const char* const name = sqlite3_column_name(row.Get(), i);
+        if (!Has(db, table, name))
+            missing.emplace_back(name);
+    }
+    return SQLITE_OK;
+}
+
+int Describe(sqlite3* declared, const std::string& table, const std::string& name, Column& column) {
+    Statement row;
+    const std::string query = "SELECT type, dflt_value, \"notnull\", pk, hidden FROM pragma_table_xinfo(" +
+                              VGDB::QuoteEscape(table) + ") WHERE name = " + VGDB::QuoteEscape(name);
+    if (const int code = row.Prepare(declared, query.c_str()))
+        return code;
+    if (const int code = row.Step(); code != SQLITE_ROW)
+        return code;
+    column.name = name;
+    column.type = row.String(0);
+    if (row.Text(1))
+        column.defaultSql = row.String(1);
+    column.notNull = row.Int(2) != 0;
+    column.inPrimaryKey = row.Int(3) != 0;
+    column.generated = row.Int(4) != 0;
+    return SQLITE_OK;
 }
 
 // Why SQLite cannot add the column to the table as it stands; null when it can.
@@ -150,6 +168,30 @@ int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
     return 0;
 }
 
+// Appends the statements that add the missing columns of a table. A column that cannot be added is logged and
+// makes the result -1; the others are looked at all the same, so that the log names every one.
+int AppendMissingColumns(sqlite3* declared, sqlite3* db, const std::string& dbPath, const std::string& table,
+                         std::string& sql, VGDB::MissingNames& missing) {
+    std::vector<std::string> names;
+    if (ListMissingColumns(declared, db, table, names))
+        return -1;
+    int result = 0;
+    for (const std::string& name : names) {
+        missing[table].insert(name);
+        Column column;
+        if (Describe(declared, table, name, column))
+            return -1;
+        if (const char* const why = WhyNotAddable(declared, db, table, column)) {
+            LibraryLog(__LINE__, "GetMissingSql", "%s: cannot add column %s to table %s: %s\n",
+                       dbPath.c_str(), name.c_str(), table.c_str(), why);
+            result = -1;
+        } else {
+            AppendSqlCommand(sql, AddColumnSql(declared, table, column));
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 int VGDB::GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
@@ -161,42 +203,23 @@ int VGDB::GetMissingSql(const std::string& dbPath, const std::string& sqlFile, s
     sqlite3* const db = connection.Handle();
     if (!db)
         return -1;
-
-    Tables wanted;
-    Tables present;
-    if (ReadTables(declared.get(), wanted)) {
+    std::vector<std::string> tables;
+    if (ListTables(declared.get(), tables)) {
         VG_LIB_LOG("Schema file %s: %s\n", sqlFile.c_str(), sqlite3_errmsg(declared.get()));
         return -1;
     }
-    if (ReadTables(db, present)) {
-        connection.LogFailure(__func__, "read the schema");
+    // Loads the schema of the database; what is wrong with the file shows here.
+    if (const char* const look = "SELECT 1 FROM sqlite_schema"; connection.RunAlone(look))
         return -1;
-    }
 
     int result = 0;
-    for (const auto& [table, columns] : wanted) {
-        const auto found = present.find(table);
-        if (found == present.end()) {
+    for (const std::string& table : tables) {
+        if (!Has(db, table, nullptr)) {
             missing[table].insert("*");
             if (AppendTableSql(declared.get(), table, sql))
                 result = -1;
-            continue;
-        }
-        for (const Column& column : columns) {
-            const bool there =
-                std::any_of(found->second.begin(), found->second.end(), [&column](const Column& other) {
-                    return sqlite3_stricmp(other.name.c_str(), column.name.c_str()) == 0;
-                });
-            if (there)
-                continue;
-            missing[table].insert(column.name);
-            if (const char* const why = WhyNotAddable(declared.get(), db, table, column)) {
-                VG_LIB_LOG("%s: cannot add column %s to table %s: %s\n", dbPath.c_str(), column.name.c_str(),
-                           table.c_str(), why);
-                result = -1;
-                continue;
-            }
-            AppendSqlCommand(sql, AddColumnSql(declared.get(), table, column));
+        } else if (AppendMissingColumns(declared.get(), db, dbPath, table, sql, missing)) {
+            result = -1;
         }
     }
     return result;
