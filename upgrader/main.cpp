@@ -1,12 +1,13 @@
 // vgupgrader OLD-BUILD: brings the data of an older package build to this one.
 //
 //   1. Parse the build number of the package that was installed before, and log it.
-//   2. Tell the data access whether the system is in non-rec mode.
-//   3. Repair the schema of the 17 databases.
-//   4. Run the migrations that the old build never had.
-//   5. Stamp the package version into settings.conf.
+//   2. Wait for another upgrade of the same package tree.
+//   3. Tell the data access whether the system is in non-rec mode.
+//   4. Repair the schema of the 17 databases.
+//   5. Run the migrations that the old build never had.
+//   6. Stamp the package version into settings.conf.
 //
-// Exit status: 0, 255 (-1) when a migration failed, 1 without an argument.
+// Exit status: 0; 1 without an argument; 255 (-1) when a migration failed or another upgrade does not end.
 
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/driver.h"
 #include "upgrader/log.h"
+#include "upgrader/upgrade_lock.h"
 
 namespace {
 
@@ -36,6 +38,10 @@ int main(int argc, char* argv[]) {
     }
     const uint32_t oldBuild = ParseBuild(argv[1]);
     UPG_LOG("pre-upgrade version:%u\n", oldBuild);
+
+    UpgradeLock lock;
+    if (!lock.Acquire())
+        return -1;
 
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     RepairSchema();

@@ -1,0 +1,73 @@
+#include "upgrader/upgrade_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "platform/host/paths.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kPollInterval{100};
+
+// The process that holds a flock on the open file, 0 when the kernel does not tell. A line of /proc/locks is
+//   1: FLOCK  ADVISORY  WRITE 1234 fe:00:5678 0 EOF
+// The device is left aside: some file systems show another one there than stat gives.
+int HolderOf(int fd) {
+    struct stat status {};
+    if (fstat(fd, &status) != 0)
+        return 0;
+    const std::string inode = ":" + std::to_string(status.st_ino);
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream fields(line);
+        std::string number, kind, mode, access, file;
+        int pid = 0;
+        // The line of a process that waits has "->" before the kind and is thereby left aside.
+        if (fields >> number >> kind >> mode >> access >> pid >> file && kind == "FLOCK" &&
+            file.ends_with(inode))
+            return pid;
+    }
+    return 0;
+}
+
+}  // namespace
+
+UpgradeLock::~UpgradeLock() {
+    if (m_folder >= 0)
+        close(m_folder);
+}
+
+bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
+    const std::string folder = SysPath(kTargetDir);
+    m_folder = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_folder < 0) {
+        LogMessage(site, "Cannot open %s: %s\n", folder.c_str(), std::strerror(errno));
+        return true;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    for (bool told = false; flock(m_folder, LOCK_EX | LOCK_NB) != 0; told = true) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            LogMessage(site, "Cannot lock %s: %s\n", folder.c_str(), std::strerror(errno));
+            return true;  // a file system without locks upgrades as it always did
+        }
+        const int holder = HolderOf(m_folder);
+        if (!told)
+            LogMessage(site, "Waiting for process %d, which is upgrading this package.\n", holder);
+        if (std::chrono::steady_clock::now() >= deadline) {
+            LogMessage(site, "Process %d is still upgrading this package, giving up; nothing was changed.\n",
+                       holder);
+            return false;
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
+    return true;
+}
