@@ -23,6 +23,14 @@ int VGFileGetVal(const std::string& path, const char* key, std::string& value, b
     return 1;
 }
 
+int VGFileGetAll(const std::string& path, std::map<std::string, std::string>& values) {
+    std::string content;
+    if (ReadWholeFile(path, content) == FileRead::kFailed)
+        return -1;
+    values = AllValues(content);
+    return 0;
+}
+
 int VGFileSetVal(const std::string& path, const char* key, const char* value, bool /*reserved1*/,
                  bool /*reserved2*/) {
     const std::string text = OrEmpty(value);

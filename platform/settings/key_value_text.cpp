@@ -97,6 +97,15 @@ std::optional<std::string> FindValue(std::string_view text, std::string_view key
     return std::nullopt;
 }
 
+std::map<std::string, std::string> AllValues(std::string_view text) {
+    std::map<std::string, std::string> values;
+    for (Line line; NextLine(text, line);) {
+        if (IsStorableKey(line.key))
+            values.try_emplace(std::string(line.key), DecodeValue(line.value));
+    }
+    return values;
+}
+
 std::string WithValue(std::string_view text, std::string_view key, std::string_view value) {
     std::string result;
     result.reserve(text.size() + key.size() + value.size() + 8);

@@ -2,6 +2,7 @@
 // looks like is told in key_value_file.h. Nothing here touches the disk; the time taken is linear.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,6 +17,9 @@ bool IsStorableValue(std::string_view value);
 
 // The value of the first line that holds the key.
 std::optional<std::string> FindValue(std::string_view text, std::string_view key);
+
+// Every key with the value that FindValue gives for it.
+std::map<std::string, std::string> AllValues(std::string_view text);
 
 // The text with the key holding the value: in place of the first line with the key, at the end when there is
 // none. Further lines with the key go; every other line stays as it is, and so does the first when it holds
