@@ -1,0 +1,70 @@
+#include "platform/notification/notification_filter.h"
+
+#include "platform/host/paths.h"
+#include "platform/settings/key_value_file.h"
+#include "platform/settings/settings.h"
+#include "platform/support/strings.h"
+
+namespace {
+
+std::string SettingsKey(VG_NOTIFY_TYPE type) { return "noti_filter_" + FindNotifyType(type)->key; }
+
+}  // namespace
+
+int NotificationFilter::Reload() {
+    std::map<std::string, std::string> settings;
+    if (VGFileGetAll(SysPath(kSettingsConf), settings))
+        return -1;
+    FilterMap filters;
+    for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {
+        const auto type = static_cast<VG_NOTIFY_TYPE>(number);
+        if (const auto setting = settings.find(SettingsKey(type)); setting != settings.end())
+            filters[type] = String2Int(setting->second.c_str());
+    }
+    m_filters = m_stored = filters;
+    return 0;
+}
+
+int NotificationFilter::GetFilterSettingByType(VG_NOTIFY_TYPE type) const {
+    const auto filter = m_filters.find(type);
+    return filter != m_filters.end() ? filter->second : GetDefFilterSettingByType(type);
+}
+
+void NotificationFilter::SetFilterSettingByType(VG_NOTIFY_TYPE type, int filter) {
+    if (FindNotifyType(type))
+        m_filters[type] = filter;
+}
+
+int NotificationFilter::Save() {
+    for (const auto& [type, filter] : m_filters) {
+        const auto stored = m_stored.find(type);
+        if (stored != m_stored.end() && stored->second == filter)
+            continue;
+        if (SetSettingConfValue(SettingsKey(type).c_str(), std::to_string(filter)))
+            return -1;
+        m_stored[type] = filter;
+    }
+    return 0;
+}
+
+bool NotificationFilter::IsDeprecated(VG_NOTIFY_TYPE type) {
+    const NotifyType* known = FindNotifyType(type);
+    return !known || known->deprecated;
+}
+
+int NotificationFilter::GetDefFilterSettingByType(VG_NOTIFY_TYPE type) {
+    const NotifyType* known = FindNotifyType(type);
+    return known ? known->defaultFilter : 0;
+}
+
+int NotificationFilter::GetGroupingIdByNotiType(VG_NOTIFY_TYPE type) {
+    const NotifyType* known = FindNotifyType(type);
+    return known ? known->group : 0;
+}
+
+std::set<std::string> NotificationFilter::GetNotiFilterKeys() {
+    std::set<std::string> keys;
+    for (int type = 0; type < NOTIFY_TYPE_COUNT; ++type)
+        keys.insert(SettingsKey(static_cast<VG_NOTIFY_TYPE>(type)));
+    return keys;
+}
