@@ -1,9 +1,209 @@
 // Notification events, filters, schedules and messages.
+#include <cstdlib>
+#include <initializer_list>
+#include <list>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/camera/camera.h"
+#include "platform/host/paths.h"
+#include "platform/notification/home_mode_setting.h"
+#include "platform/notification/notification_filter.h"
+#include "platform/notification/notify_sche.h"
+#include "platform/notification/notify_schedule.h"
+#include "platform/notification/notify_types.h"
+#include "platform/settings/key_value_file.h"
+#include "platform/settings/settings.h"
+#include "platform/support/strings.h"
+#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/notification_mail.h"
+#include "upgrader/missing_schema.h"
+#include "upgrader/once.h"
 
 namespace migrations {
+namespace {
 
-int NotiFilterAddRecStorageColumn() { return 0; }
+constexpr const char* kHomeModeScheduleFlag = "upgrade_home_mode_noti_schedule";
+constexpr const char* kFailedToSetHomeModeSchedule =
+    "Failed to set home mode notify schedule in setting conf.\n";
+
+// Types 0 to 121 were the types of the build that made the event table.
+constexpr int kEventTypeCount = 122;
+
+// The digits of a word of the camera schedules since UpdateCamNotiSchedFilter. More than one for every
+// notification type is a damaged setting, not a width.
+constexpr unsigned long kCamScheduleWidth = 8;
+constexpr unsigned long kMaxCamScheduleWidth = 122;
+
+// Switches types on in the system schedule, all week.
+int SwitchOnInSystemSchedule(std::initializer_list<int> types, LogSite site = LogSite::Here()) {
+    VGGeneric::NotifySche schedule;
+    if (schedule.Reload(false)) {
+        LogMessage(site, "Failed to reload vggeneric.\n");
+        return -1;
+    }
+    for (int day = 0; day < NotifySchedule::kDays; ++day)
+        for (int slot = 0; slot < NotifySchedule::kSlotsPerDay; ++slot)
+            for (const int type : types)
+                schedule.SetNotifySchedule(day, slot, static_cast<VG_NOTIFY_TYPE>(type), true);
+    if (schedule.Save()) {
+        LogMessage(site, "Failed to update notification schedule.\n");
+        return -1;
+    }
+    return 0;
+}
+
+std::string InsertEvent(int group, int type, int filter, int homeModeFilter) {
+    return std::string("INSERT INTO ") + gszTableNotificationEvent +
+           " (event_group, event_type, filter,home_mode_filter) VALUES (" + std::to_string(group) + ", " +
+           std::to_string(type) + ", " + std::to_string(filter) + ", " + std::to_string(homeModeFilter) +
+           ");";
+}
+
+int UpdateNotificationEventDB() {
+    NotificationFilter setting;
+    if (setting.Reload()) {
+        UPG_LOG("Failed to reload notification filter.\n");
+        return -1;
+    }
+    const NotificationFilter::FilterMap& filters = setting.GetFilterMap();
+
+    QueryResult homeMode;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableHomeModeNotifyFilter, homeMode,
+                 "Execute failed for Sql cmd: %s\n"))
+        return -1;
+    if (homeMode.NumRows() != 1 || !homeMode.Next()) {
+        UPG_LOG("Failed to load homemode notify filter table\n");
+        return -1;
+    }
+
+    std::string batch;
+    for (int number = 0; number < kEventTypeCount; ++number) {
+        const auto type = static_cast<VG_NOTIFY_TYPE>(number);
+        if (NotificationFilter::IsDeprecated(type))
+            continue;
+        const std::string key = HomeModeSetting::GetNotiTypeKey(type);
+        const bool hasHomeModeFilter = !key.empty() && homeMode.Text(key.c_str());
+        const auto filter = filters.find(type);
+        if (filter == filters.end() && !hasHomeModeFilter)
+            continue;
+        batch += InsertEvent(
+            NotificationFilter::GetGroupingIdByNotiType(type), number,
+            filter != filters.end() ? filter->second : NotificationFilter::GetDefFilterSettingByType(type),
+            hasHomeModeFilter ? homeMode.Int(key.c_str()) : 0);
+    }
+    batch += InsertEvent(1, 90, 1, -1);  // on purpose beside what the loop gave for type 90
+    if (ExecuteSql(DB_SYSTEM, batch, "Failed to execute command %s.\n"))
+        return -1;
+
+    // The rows hold the filters now. Keys that stay behind do no harm, whereas a failure would bring this
+    // migration back and its rows twice.
+    (void)VGFileRemoveKeys(SysPath(kSettingsConf), NotificationFilter::GetNotiFilterKeys(), false);
+    return 0;
+}
+
+// The flags of a slot kept their places when the schedule was extended.
+uint32_t ConvertSystemScheduleSlot(uint32_t slot) { return slot; }
+
+// The width of the camera schedules' words before the conversion; nothing when it cannot be told.
+std::optional<unsigned long> ReadCamScheduleWidth(const char* key, LogSite site = LogSite::Here()) {
+    char text[256];
+    if (GetSettingsConfValue(key, "0", text, sizeof text) < 0) {
+        LogMessage(site, "Failed to get %s from settings.conf, skip.\n", key);
+        return std::nullopt;
+    }
+    const unsigned long width = std::strtoul(text, nullptr, 0);
+    if (width > kMaxCamScheduleWidth) {
+        LogMessage(site, "Wrong %s in settings.conf [%s], skip.\n", key, text);
+        return std::nullopt;
+    }
+    return width;
+}
+
+std::string WidenCamSchedule(const std::string& schedule, unsigned long oldWidth) {
+    const std::string prefix(oldWidth < kCamScheduleWidth ? kCamScheduleWidth - oldWidth : 0, 'F');
+    std::vector<std::string> words = SplitString(schedule, ',');
+    for (std::string& word : words) {
+        if (word.size() < oldWidth)
+            word.insert(0, oldWidth - word.size(), '0');
+        word.insert(0, prefix);
+    }
+    return JoinStrings(words, ",");
+}
+
+namespace once {
+
+int UpdateNotifyScheduleForHomeModeRelated() { return SwitchOnInSystemSchedule({59, 60}); }
+
+int UpdateNotificationEvent() {
+    if (UpdateNotificationEventDB()) {
+        UPG_LOG("Failed to update notification event data base\n");
+        return -1;
+    }
+    return 0;
+}
+
+int ExtendSystemNotifySchedule() {
+    VGGeneric::NotifySche system;
+    if (system.Reload(false)) {
+        UPG_LOG("Failed to reload vggeneric.\n");
+        return -1;
+    }
+    NotifySchedule schedule;
+    if (schedule.LoadScheduleFromString(system.GetNotifyScheduleStrByGroup(1), ConvertSystemScheduleSlot) ||
+        system.SetNotifyScheduleByGroup(1, schedule.GetStringFromSchedule()) || system.Save()) {
+        UPG_LOG("Failed to extend system notification schedule.\n");
+        return -1;
+    }
+    return 0;
+}
+
+int UpdateNotificationPeopleVechileSetting() {
+    const std::string table = gszTableNotificationEvent;
+    const int group = NotificationFilter::GetGroupingIdByNotiType(NOTIFY_PEOPLE_VEHICLE_DETECTED);
+    return ExecuteSql(DB_SYSTEM,
+                      "INSERT INTO " + table +
+                          " (event_group,event_type,filter,home_mode_filter) SELECT * FROM"
+                          " (SELECT " +
+                          std::to_string(group) +
+                          ",109,1,1) AS A"
+                          " WHERE NOT EXISTS (SELECT * FROM " +
+                          table + " WHERE event_type = 109);",
+                      "Failed to insert notification event for people / vehicle detected.\n");
+}
+
+int DisableNotificationMDWebhookFilter() {
+    QueryResult webhook;
+    if (QuerySql(DB_SYSTEM,
+                 std::string("SELECT EXISTS (SELECT 1 FROM ") + gszTableNotificationWebhook +
+                     ") AS isWebhookExist;",
+                 webhook, "Failed to get notification webhook.\n"))
+        return -1;
+    if (webhook.Next() && webhook.Bool("isWebhookExist"))
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      std::string("UPDATE ") + gszTableNotificationEvent +
+                          " SET filter = filter & -33 WHERE  event_type = 5;",
+                      "Failed to update notification event for motion detected.\n");
+}
+
+}  // namespace once
+
+int ExtendSystemNotifySchedule() {
+    return RunOnce("upgrade_extend_system_noti_schedule", kFailedToSetHomeModeSchedule,
+                   once::ExtendSystemNotifySchedule);
+}
+
+}  // namespace
+
+int NotiFilterAddRecStorageColumn() {
+    if (!WasSchemaMissing(DB_SYSTEM, gszTableNotificationFilter, "rec_storage_removed"))
+        return 0;
+    return SwitchOnInSystemSchedule({33, 34});
+}
 
 // Not settled: serial number of this device at the push service.
 int AddDsSerialForPushService() { return 0; }
@@ -17,14 +217,24 @@ int RemoveSkypeMsn() { return 0; }
 // Not settled: notification settings and the folder @VGUserPhoto.
 int UpdateNotifiSettings() { return 0; }
 
-int UpdateEnablePushService() { return 0; }
+int UpdateEnablePushService() {
+    const std::string table = "notificationpushservice";
+    for (const char* column : {"enable_push_service", "mobile_enable", "orva_mail_enable"})
+        if (!VGDB::IsColumnExist(DB_SYSTEM, table, column))
+            return 0;
+    return ExecuteSql(
+        DB_SYSTEM,
+        "UPDATE " + table +
+            " SET enable_push_service = IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0);",
+        "Failed to execute sql: %s\n");
+}
 
 // Not settled: the retired push-service switch.
 int RemoveEnablePushService() { return 0; }
 
 int SyncHosNotifyOnce() { return 0; }
 
-int DelDupNotiMail() { return 0; }
+int DelDupNotiMail() { return ClearDuplicateNotiMail(); }
 
 // Not settled: notification variables of variable.conf and the settings key vg_pkg_name.
 int MoveNotiVarsToDb() { return 0; }
@@ -32,19 +242,62 @@ int MoveNotiVarsToDb() { return 0; }
 // Not settled: table notificationadvance: interval of compact messages.
 int UpdateCompactMsgInterval() { return 0; }
 
-int UpdateNotifyScheduleForHomeModeRelated() { return 0; }
+int UpdateNotifyScheduleForHomeModeRelated() {
+    return RunOnce(kHomeModeScheduleFlag, kFailedToSetHomeModeSchedule,
+                   once::UpdateNotifyScheduleForHomeModeRelated);
+}
 
 // Not settled: schedule key arch_file_complete, renamed to arch_daily_archived_recordings.
 int UpdateArchivingDailyReportSchedule() { return 0; }
 
-int UpdateIntercomRexNotificationSettings() { return 0; }
+int UpdateIntercomRexNotificationSettings() {
+    NotificationFilter filter;
+    if (filter.Reload()) {
+        UPG_LOG("Failed to load notificationfilter.\n");
+        return -1;
+    }
+    filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, filter.GetFilterSettingByType(NOTIFY_INTERCOM_ACCESS));
+    if (filter.Save()) {
+        UPG_LOG("Failed to save notification filter settings.\n");
+        return -1;
+    }
+
+    const std::string table = gszTableHomeModeNotifyFilter;
+    QueryResult homeMode;
+    if (QuerySql(DB_SYSTEM, "SELECT * FROM " + table, homeMode,
+                 "Failed to load camdetsetting from DB. [%s]\n"))
+        return -1;
+    if (homeMode.NumRows() != 1) {
+        UPG_LOG("Wrong home mode settings.\n");
+        return -1;
+    }
+    if (!homeMode.Next()) {
+        UPG_LOG("Failed to fetch home mode settings.\n");
+        return -1;
+    }
+    const char* access = homeMode.Text("intercom_access");
+    if (!access)  // no home-mode value to take over; '' would be one
+        return 0;
+    const std::string value = VGDB::QuoteEscape(access);
+    return ExecuteSql(
+        DB_SYSTEM, "UPDATE " + table + " SET intercom_access = " + value + ", intercom_rex = " + value + ";",
+        "VGDBExecute error [%s]\n");
+}
 
 // Not settled: company name of the host's notifications.
 int SetHosNotifiyCompanyNameToConf() { return 0; }
 
-int UpdateNotificationEvent() { return 0; }
+int UpdateNotificationEvent() {
+    return RunOnce("upgrade_notification_event", "Failed to set Update notification event in setting conf.\n",
+                   once::UpdateNotificationEvent);
+}
 
-int UpdateSystemNotifySchedule() { return 0; }
+int UpdateSystemNotifySchedule() {
+    // The flag only spares the step before; without it the schedule is extended all the same.
+    if (SetSettingConfValue(kHomeModeScheduleFlag, Bool2String(true)))
+        UPG_LOG(kFailedToSetHomeModeSchedule);
+    return ExtendSystemNotifySchedule();
+}
 
 // Not settled: recording-server ids of home-mode events.
 int UpdateServerIdOfHomeModeEvent() { return 0; }
@@ -61,7 +314,10 @@ int SyncHosNotifySettingsToVgs() { return 0; }
 // Not settled: customised messages under @VGData/mails: names of recording-server parameters.
 int RenameNotificationParamsSlaveDS() { return 0; }
 
-int UpdateNotificationPeopleVechileSetting() { return 0; }
+int UpdateNotificationPeopleVechileSetting() {
+    return RunOnceAfterStamp("upgrade_notification_people_vehicle", 0,
+                             once::UpdateNotificationPeopleVechileSetting);
+}
 
 // Not settled: table notificationpushservice: a mail provider that is no longer offered.
 int RemoveNotificationYahooServiceProviderOption() { return 0; }
@@ -69,8 +325,39 @@ int RemoveNotificationYahooServiceProviderOption() { return 0; }
 // Not settled: table notificationpushservice.
 int ChangeDefaultBookmarkArchiveNumLimit() { return 0; }
 
-int UpdateCamNotiSchedFilter() { return 0; }
+int UpdateCamNotiSchedFilter() {
+    constexpr const char* kWidthKey = "cam_noti_sched_char_num";
+    const std::optional<unsigned long> width = ReadCamScheduleWidth(kWidthKey);
+    if (!width)
+        return -1;
+    if (*width == kCamScheduleWidth)
+        return 0;
 
-int DisableNotificationMDWebhookFilter() { return 0; }
+    std::list<Camera> cameras;
+    if (CamGetList(CamFilterRule(), cameras)) {
+        UPG_LOG("Failed to get camera list.\n");
+        return -1;
+    }
+    std::string batch;
+    for (const Camera& camera : cameras) {
+        if (camera.GetNotifySchedule().empty())
+            continue;
+        batch += " UPDATE camera SET notifyschedule = " +
+                 VGDB::QuoteEscape(WidenCamSchedule(camera.GetNotifySchedule(), *width)) +
+                 " WHERE id = " + std::to_string(camera.GetId()) + ";";
+    }
+    if (ExecuteSql(DB_SYSTEM, batch, "Failed to execute execute sql: %s.\n"))
+        return -1;
+    if (SetSettingConfValue(kWidthKey, StringPrintf("%lu", kCamScheduleWidth))) {
+        UPG_LOG(kFailedToSetFlag, kWidthKey);
+        return -1;
+    }
+    return 0;
+}
+
+int DisableNotificationMDWebhookFilter() {
+    return RunOnceAfterStamp("upgrade_notify_md_webhook_disable", -1,
+                             once::DisableNotificationMDWebhookFilter);
+}
 
 }  // namespace migrations

@@ -1,5 +1,6 @@
 // Recordings, snapshots, bookmarks, edge storage and where they are kept.
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/notification_mail.h"
 
 namespace migrations {
 
@@ -52,7 +53,8 @@ int CheckAndUpdateSnapshotOwner() { return 0; }
 // Not settled: the point-of-sale folder @POS, renamed to @Transactions.
 int RenameTransactionDirectory() { return 0; }
 
-int UpdateSnapshotSortAndNamingRule() { return 0; }
+// The second mail address goes; what becomes of the snapshots' sort_info and naming_rule is not settled.
+int UpdateSnapshotSortAndNamingRule() { return ClearDuplicateNotiMail(); }
 
 // Not settled: default storage of analytics recordings.
 int InsertDefaultIVAStoragePath() { return 0; }
