@@ -53,11 +53,12 @@ TEST_F(NotificationEvents, FiltersAreReadFromTheSettingsAndOnlyChangesAreWritten
     EXPECT_EQ(1, filter.GetFilterSettingByType(NOTIFY_INTERCOM_REX)) << "the default";
 
     filter.SetFilterSettingByType(NOTIFY_MOTION_DETECTED, 37);
-    ASSERT_EQ(0, filter.Save());
-    EXPECT_EQ(before, Settings());
     filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, 1);
     ASSERT_EQ(0, filter.Save());
-    EXPECT_EQ(before + "noti_filter_intercom_rex=\"1\"\r\n", Settings());
+    EXPECT_EQ(before, Settings()) << "what a type has by default is not stored";
+    filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, 2);
+    ASSERT_EQ(0, filter.Save());
+    EXPECT_EQ(before + "noti_filter_intercom_rex=\"2\"\r\n", Settings());
 }
 
 TEST_F(NotificationEvents, FiltersCannotBeReadFromAFolder) {
@@ -200,9 +201,11 @@ TEST_F(NotificationEvents, RequestToExitReportsWhatItCannotTakeOver) {
               CountInLog("VGDBExecute error "
                          "[UPDATE homemodenotifyfilter SET intercom_access = '5', intercom_rex = '5';]\n"));
 
-    std::filesystem::remove_all(std::filesystem::path(Path(kSettingsConf)).parent_path());
+    WriteSettings("noti_filter_intercom_access=\"6\"\n");
+    std::filesystem::create_directories(Path(kSettingsConf) + ".vgtmp");  // in the way of a write
     EXPECT_EQ(-1, migrations::UpdateIntercomRexNotificationSettings());
     EXPECT_EQ(1, CountInLog("Failed to save notification filter settings.\n"));
+    std::filesystem::remove(Path(kSettingsConf));
     std::filesystem::create_directories(Path(kSettingsConf));
     EXPECT_EQ(-1, migrations::UpdateIntercomRexNotificationSettings());
     EXPECT_EQ(1, CountInLog("Failed to load notificationfilter.\n"));

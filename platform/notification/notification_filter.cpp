@@ -31,7 +31,7 @@ int NotificationFilter::GetFilterSettingByType(VG_NOTIFY_TYPE type) const {
 }
 
 void NotificationFilter::SetFilterSettingByType(VG_NOTIFY_TYPE type, int filter) {
-    if (FindNotifyType(type))
+    if (FindNotifyType(type) && GetFilterSettingByType(type) != filter)
         m_filters[type] = filter;
 }
 
