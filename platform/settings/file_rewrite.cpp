@@ -25,9 +25,6 @@ namespace {
 // One name for all writers: only the holder of the lock uses it, so what stands there before is litter.
 constexpr std::string_view kTemporarySuffix = ".vgtmp";
 
-// No file of settings comes near; a damaged one must not eat the memory of a NAS.
-constexpr size_t kMaxFileSize = size_t{256} << 20;
-
 // Not blocking, since a FIFO in the file's place would stop the upgrade for good.
 constexpr int kReadFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
@@ -72,21 +69,27 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
 
 bool ReadAll(int fd, const std::string& path, std::string& content) {
     struct stat state {};
-    if (fstat(fd, &state) == 0 && !S_ISREG(state.st_mode)) {
-        VG_LIB_LOG("Failed to read %s, not a regular file.\n", path.c_str());
-        return false;
+    if (fstat(fd, &state) == 0) {
+        if (!S_ISREG(state.st_mode)) {
+            VG_LIB_LOG("Failed to read %s, not a regular file.\n", path.c_str());
+            return false;
+        }
+        if (std::cmp_greater(state.st_size, kMaxFileSize)) {
+            VG_LIB_LOG("Failed to read %s, %s.\n", path.c_str(), std::strerror(EFBIG));
+            return false;
+        }
+        content.reserve(static_cast<size_t>(state.st_size));
     }
     std::array<char, 65536> buffer;
     for (;;) {
         const ssize_t count = RetryInterrupted([&] { return read(fd, buffer.data(), buffer.size()); });
         if (count == 0)
             return true;
-        if (count > 0 && content.size() < kMaxFileSize) {
-            content.append(buffer.data(), static_cast<size_t>(count));
-            continue;
+        if (count < 0) {
+            VG_LIB_LOG("Failed to read %s, %s.\n", path.c_str(), std::strerror(errno));
+            return false;
         }
-        VG_LIB_LOG("Failed to read %s, %s.\n", path.c_str(), std::strerror(count < 0 ? errno : EFBIG));
-        return false;
+        content.append(buffer.data(), static_cast<size_t>(count));
     }
 }
 

@@ -1,11 +1,15 @@
 // Small files that are read and replaced as a whole. Failures are logged here, never with content.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 
 enum class FileRead { kRead, kMissing, kFailed };
+
+// A larger file is not read: no file of the package comes near, and a damaged one must not eat the memory.
+inline constexpr size_t kMaxFileSize = size_t{1} << 30;
 
 // Reads a regular file. A missing file (or folder) is no failure; the content is then empty.
 FileRead ReadWholeFile(const std::string& path, std::string& content);

@@ -1,6 +1,8 @@
 #include "platform/settings/key_value_file.h"
 
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "platform/log/library_log.h"
 #include "platform/settings/file_rewrite.h"
