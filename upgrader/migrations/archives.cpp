@@ -19,8 +19,6 @@ int UpdateOneTimeArchAndLapseStatus() { return 0; }
 
 int IntegrateArchiveSettingOnce() { return 0; }
 
-int IntegratePrePostRecTimeOnce() { return 0; }
-
 int ArchRecMethodToPayloadOnce() { return 0; }
 
 }  // namespace migrations

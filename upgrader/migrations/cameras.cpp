@@ -1,4 +1,6 @@
 // Cameras and their streams.
+#include "upgrader/dataaccess/sql.h"
+#include "upgrader/implement/integrate_external_profile_to_cam.h"
 #include "upgrader/migrations/migrations.h"
 
 namespace migrations {
@@ -36,7 +38,10 @@ int CreateRtspKeepAlive() { return 0; }
 // Not settled: table camera: codec optimisation.
 int CreateCodecOptimization() { return 0; }
 
-int CopyLiveviewModeToMobile() { return 0; }
+int CopyLiveviewModeToMobile() {
+    return ExecuteSql(DB_SYSTEM, "UPDATE camera SET mobile_liveview_mode = liveview_mode;",
+                      "Failed to execute sql: %s\n");
+}
 
 // Not settled: passive infrared settings of the cameras.
 int UpdatePir() { return 0; }
@@ -107,7 +112,7 @@ int CreateMissingCamSettingsConf() { return 0; }
 // Not settled: names of camera capability files.
 int RenameCapFile() { return 0; }
 
-int IntegrateExternalProfileToCam() { return 0; }
+int IntegrateExternalProfileToCam() { return implement::IntegrateExternalProfileToCam().Run(); }
 
 // Not settled: device type of thermal cameras.
 int UpdateThermalCameraDeviceType() { return 0; }

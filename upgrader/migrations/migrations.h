@@ -113,6 +113,7 @@ int ResetWritingEvtPath();
 int InsertDefaultFaceStoragePath();
 int UpdateBookmarkDurationAndMap();
 int ChownCamReclog();
+int IntegratePrePostRecTimeOnce();
 int SetFrameTimeCorrection();
 int ResetCamManualRecEn();
 int TransferRecordingEncryptTable();
@@ -127,7 +128,6 @@ int UpdateArchAndLapseRotParam();
 int LimitMaxLengthOfArchTaskNameTo32();
 int UpdateOneTimeArchAndLapseStatus();
 int IntegrateArchiveSettingOnce();
-int IntegratePrePostRecTimeOnce();
 int ArchRecMethodToPayloadOnce();
 
 // notifications.cpp: Notification events, filters, schedules and messages.

@@ -1,6 +1,16 @@
 // Recordings, snapshots, bookmarks, edge storage and where they are kept.
+#include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
 #include "upgrader/migrations/migrations.h"
 #include "upgrader/migrations/notification_mail.h"
+#include "upgrader/once.h"
+
+namespace {
+namespace once {
+
+int IntegratePrePostRecTimeOnce() { return implement::IntegrateExternalPrePostRecTimeToCam().Run(); }
+
+}  // namespace once
+}  // namespace
 
 namespace migrations {
 
@@ -80,6 +90,10 @@ int InsertDefaultFaceStoragePath() { return 0; }
 int UpdateBookmarkDurationAndMap() { return 0; }
 
 int ChownCamReclog() { return 0; }
+
+int IntegratePrePostRecTimeOnce() {
+    return RunOnce("upgrade_integrate_pre_post_rec", kFailedToSetFlag, once::IntegratePrePostRecTimeOnce);
+}
 
 // Not settled: frame time correction of the recordings.
 int SetFrameTimeCorrection() { return 0; }
