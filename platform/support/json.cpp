@@ -10,6 +10,13 @@ namespace {
 
 constexpr int kMaxDepth = 100;
 
+Json::StreamWriterBuilder MakeBuilder(const char* indentation) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = indentation;
+    builder["emitUTF8"] = true;
+    return builder;
+}
+
 }  // namespace
 
 int JsonParse(const std::string& text, Json::Value& value, bool comments, bool strict) {
@@ -32,11 +39,11 @@ int JsonParse(const std::string& text, Json::Value& value, bool comments, bool s
 }
 
 std::string JsonWrite(const Json::Value& value, bool compact) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = compact ? "" : "\t";
-    builder["emitUTF8"] = true;
+    // Making a builder costs more than writing a short value.
+    static const Json::StreamWriterBuilder compactBuilder = MakeBuilder("");
+    static const Json::StreamWriterBuilder indentedBuilder = MakeBuilder("\t");
     try {
-        return Json::writeString(builder, value);
+        return Json::writeString(compact ? compactBuilder : indentedBuilder, value);
     } catch (const std::exception&) {
         return {};
     }

@@ -9,10 +9,19 @@
 
 namespace {
 
+// Rows of one INSERT. To prepare a statement costs more than to insert a row; a statement of all rows would
+// cost SQLite memory for all of them at once.
+constexpr int kRowsPerInsert = 200;
+
 // The statements of the entries noted since the last flush.
-std::string& NotedSql() {
-    static std::string sql;
-    return sql;
+struct Noted {
+    std::string sql;
+    int rows = 0;
+};
+
+Noted& NotedEntries() {
+    static Noted noted;
+    return noted;
 }
 
 std::string ParamsToJson(const std::vector<std::string>& params) {
@@ -27,15 +36,22 @@ std::string ParamsToJson(const std::vector<std::string>& params) {
 void VGLog(int logType, const std::string& user, int itemId, const std::vector<std::string>& params, int dsId,
            long extra) {
     const std::string values =
-        StringPrintf("%d, %s, %d, %s, %d, %lld, %ld", logType, VGDB::QuoteEscape(user).c_str(), itemId,
+        StringPrintf("(%d, %s, %d, %s, %d, %lld, %ld)", logType, VGDB::QuoteEscape(user).c_str(), itemId,
                      VGDB::QuoteEscape(ParamsToJson(params)).c_str(), dsId,
                      static_cast<long long>(std::time(nullptr)), extra);
-    AppendSqlCommand(
-        NotedSql(),
-        "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra) VALUES(" + values + ")");
+    Noted& noted = NotedEntries();
+    if (noted.rows % kRowsPerInsert != 0) {
+        noted.sql += ",\n";
+    } else {
+        if (noted.rows > 0)
+            noted.sql += ";\n";
+        noted.sql += "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra) VALUES\n";
+    }
+    noted.sql += values;
+    ++noted.rows;
 }
 
 int VGLogFlush() {
-    std::string sql = std::exchange(NotedSql(), {});
+    std::string sql = std::exchange(NotedEntries(), {}).sql;
     return sql.empty() ? 0 : VGDB::Execute(DB_LOG, std::move(sql));
 }
