@@ -1,0 +1,224 @@
+#include "platform/files/files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "platform/files/copy_entry.h"
+#include "platform/files/folder.h"
+#include "platform/files/rename_entry.h"
+#include "platform/log/library_log.h"
+
+namespace {
+
+// A copy under way, in the destination's folder. The next move into that folder removes one that was left.
+constexpr const char* kTemporaryName = ".vgupgrader.moving";
+
+bool IsAbsent(int error) { return error == ENOENT || error == ENOTDIR; }
+
+int LogStays(const Folder& from, const std::string& name, const Folder& to, const char* reason) {
+    VG_LIB_LOG("Failed to move %s to %s. [%s]\n", from.PathOf(name).c_str(), to.PathOf(name).c_str(), reason);
+    return -1;
+}
+
+int LogNotRemoved(const std::string& path) {
+    VG_LIB_LOG("Failed to remove %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return -1;
+}
+
+int LogNotFlushed(const std::string& path) {
+    VG_LIB_LOG("Failed to flush %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return -1;
+}
+
+// An entry by the open folder that holds it.
+struct Place {
+    Folder folder;
+    std::string name;
+};
+
+// Returns 1 when the entry is there, 0 when it is not, -1 (logged) when that cannot be told.
+int Find(const std::string& path, Place& place, struct stat& status) {
+    const std::filesystem::path entry = path;
+    place = {Folder::Open(entry.parent_path()), entry.filename()};
+    if (place.folder && place.folder.Stat(place.name, status))
+        return 1;
+    if (IsAbsent(errno))
+        return 0;
+    VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return -1;
+}
+
+int RemoveEntry(const Folder& folder, const std::string& name);
+
+int RemoveFolderEntry(const Folder& folder, const std::string& name) {
+    std::vector<std::string> names;
+    const Folder inner = folder.OpenFolder(name);
+    if (!inner || !inner.List(names))
+        return LogNotRemoved(folder.PathOf(name));
+    int result = 0;
+    for (const std::string& child : names) {
+        if (RemoveEntry(inner, child))
+            result = -1;
+    }
+    if (result == 0 && unlinkat(folder.Fd(), name.c_str(), AT_REMOVEDIR) != 0)
+        return LogNotRemoved(folder.PathOf(name));
+    return result;
+}
+
+int RemoveEntry(const Folder& folder, const std::string& name) {
+    struct stat status {};
+    if (!folder.Stat(name, status))
+        return errno == ENOENT ? 0 : LogNotRemoved(folder.PathOf(name));
+    if (folder.IsMountPoint(status)) {
+        errno = EBUSY;
+        return LogNotRemoved(folder.PathOf(name));
+    }
+    if (S_ISDIR(status.st_mode))
+        return RemoveFolderEntry(folder, name);
+    return unlinkat(folder.Fd(), name.c_str(), 0) == 0 ? 0 : LogNotRemoved(folder.PathOf(name));
+}
+
+int RemoveAndFlush(const Place& place) {
+    const int result = RemoveEntry(place.folder, place.name);
+    return place.folder.Sync() ? result : LogNotFlushed(place.folder.PathOf(place.name));
+}
+
+int MoveEntry(const Folder& from, const std::string& name, const Folder& to);
+
+int MergeFolder(const Folder& from, const std::string& name, const Folder& to) {
+    std::vector<std::string> names;
+    const Folder source = from.OpenFolder(name);
+    const Folder destination = to.OpenFolder(name);
+    if (!source || !destination || !source.List(names))
+        return LogStays(from, name, to, std::strerror(errno));
+    if (source.IsSameAs(destination))
+        return 0;
+    int result = 0;
+    for (const std::string& child : names) {
+        if (MoveEntry(source, child, destination))
+            result = -1;
+    }
+    if (!destination.Sync())
+        return LogNotFlushed(to.PathOf(name));
+    if (result == 0 && unlinkat(from.Fd(), name.c_str(), AT_REMOVEDIR) != 0)
+        return LogNotRemoved(from.PathOf(name));
+    return result;
+}
+
+// What becomes of a source whose name stands at the destination: by an earlier run, or by somebody else.
+int MergeEntry(const Folder& from, const std::string& name, const Folder& to) {
+    struct stat source {};
+    struct stat existing {};
+    if (!from.Stat(name, source) || !to.Stat(name, existing))
+        return LogStays(from, name, to, std::strerror(errno));
+    if (S_ISDIR(source.st_mode) && S_ISDIR(existing.st_mode))
+        return MergeFolder(from, name, to);
+    if (!HaveSameContent(from, to, name))
+        return LogStays(from, name, to, std::strerror(EEXIST));
+    if (!to.Sync())
+        return LogNotFlushed(to.PathOf(name));
+    return unlinkat(from.Fd(), name.c_str(), 0) == 0 ? 0 : LogNotRemoved(from.PathOf(name));
+}
+
+int CopyIntoPlace(const Folder& from, const std::string& name, const Folder& to) {
+    if (RemoveEntry(to, kTemporaryName))
+        return -1;
+    if (CopyEntry(from, name, to, kTemporaryName)) {
+        (void)RemoveEntry(to, kTemporaryName);  // gives its space back; logged there
+        return -1;
+    }
+    if (!RenameEntry(to, kTemporaryName, to, name))
+        return LogStays(from, name, to, std::strerror(errno));
+    return to.Sync() ? 0 : LogNotFlushed(to.PathOf(name));
+}
+
+bool CanBeCopied(const struct stat& status) {
+    return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode);
+}
+
+int MoveEntry(const Folder& from, const std::string& name, const Folder& to) {
+    struct stat source {};
+    if (!from.Stat(name, source))
+        return errno == ENOENT ? 0 : LogStays(from, name, to, std::strerror(errno));
+    if (from.IsMountPoint(source))
+        return LogStays(from, name, to, std::strerror(EBUSY));
+
+    struct stat existing {};
+    if (to.Stat(name, existing))
+        return MergeEntry(from, name, to);
+    if (errno != ENOENT)
+        return LogStays(from, name, to, std::strerror(errno));
+
+    if (RenameEntry(from, name, to, name))
+        return 0;
+    if (errno != EXDEV)
+        return LogStays(from, name, to, std::strerror(errno));
+    if (!CanBeCopied(source))
+        return LogStays(from, name, to, "Neither a file, a folder nor a link");
+    if (CopyIntoPlace(from, name, to))
+        return -1;
+    return MergeEntry(from, name, to);  // removes what the copy holds
+}
+
+}  // namespace
+
+int VGFileMove(const std::string& path, const std::string& toFolder) {
+    Place source;
+    struct stat status {};
+    if (const int found = Find(path, source, status); found <= 0)
+        return found;
+    const Folder destination = Folder::Open(toFolder);
+    if (!destination) {
+        VG_LIB_LOG("Failed to move %s to %s. [%s]\n", path.c_str(), toFolder.c_str(), std::strerror(errno));
+        return -1;
+    }
+    if (source.folder.IsSameAs(destination))
+        return 0;
+    const int result = MoveEntry(source.folder, source.name, destination);
+    if (!destination.Sync() || !source.folder.Sync())
+        return LogNotFlushed(path);
+    return result;
+}
+
+int VGFileRemove(const std::string& path) {
+    Place place;
+    struct stat status {};
+    const int found = Find(path, place, status);
+    if (found > 0 && (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)))
+        return RemoveAndFlush(place);
+    return found < 0 ? -1 : 0;
+}
+
+int VGFolderRemove(const std::string& path) {
+    Place place;
+    struct stat status {};
+    const int found = Find(path, place, status);
+    if (found > 0 && S_ISDIR(status.st_mode))
+        return RemoveAndFlush(place);
+    return found < 0 ? -1 : 0;
+}
+
+int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
+    std::vector<std::string> names;
+    const Folder files = Folder::Open(folder);
+    if (!files && IsAbsent(errno))
+        return 0;
+    if (!files || !files.List(names)) {
+        VG_LIB_LOG("Failed to read %s. [%s]\n", folder.c_str(), std::strerror(errno));
+        return -1;
+    }
+    int result = 0;
+    for (const std::string& name : names) {
+        struct stat status {};
+        if (!name.ends_with(suffix) || !files.Stat(name, status) || !S_ISREG(status.st_mode))
+            continue;
+        if (unlinkat(files.Fd(), name.c_str(), 0) != 0)
+            result = LogNotRemoved(files.PathOf(name));
+    }
+    return result;
+}
