@@ -3,7 +3,7 @@
 
 namespace AxisAcsLog {
 
-// Rebuilds the counts of the door event log.
+// Rebuilds table axisacsevtlogcnt, the door events of each controller by day, from the door event log.
 int Recount();
 
 }  // namespace AxisAcsLog

@@ -44,7 +44,9 @@ struct Place {
 // Returns 1 when the entry is there, 0 when it is not, -1 (logged) when that cannot be told.
 int Find(const std::string& path, Place& place, struct stat& status) {
     const std::filesystem::path entry = path;
-    place = {Folder::Open(entry.parent_path()), entry.filename()};
+    const std::string parent = entry.parent_path();
+    place.name = entry.filename();
+    place.folder = Folder::Open(parent);
     if (place.folder && place.folder.Stat(place.name, status))
         return 1;
     if (IsAbsent(errno))

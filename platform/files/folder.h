@@ -29,6 +29,8 @@ private:
 // Each call that fails gives false, or an object that is false, and sets errno.
 class Folder {
 public:
+    Folder() = default;
+
     // Opens a folder by its real path; symbolic links in the path are followed.
     static Folder Open(const std::string& path);
 

@@ -3,7 +3,7 @@
 
 namespace RecordingCount {
 
-// Rebuilds the counts of recordings.
+// Rebuilds table recordingcnt, the recordings of each camera by day, from the recordings.
 int Recount();
 
 }  // namespace RecordingCount

@@ -1,5 +1,7 @@
 // Action rules.
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/not_settled.h"
+#include "upgrader/once.h"
 
 namespace migrations {
 
@@ -33,6 +35,9 @@ int UpdateWavHeaderToCustomAdoPattern() { return 0; }
 // Not settled: passwords of rule actions.
 int UpdateActionRulePassword() { return 0; }
 
-int RenameActionRuleBmkWebhookParam() { return 0; }
+// Not settled: table actionrule: a webhook parameter of bookmark actions.
+int RenameActionRuleBmkWebhookParam() {
+    return RunOnce("upgrade_rename_actionrule_webhook_param", kFailedToSetFlag, NotSettled);
+}
 
 }  // namespace migrations

@@ -5,6 +5,7 @@
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/not_settled.h"
 #include "upgrader/once.h"
 
 namespace migrations {
@@ -84,7 +85,11 @@ int UpdateCameraAlertEventType() {
                    once::UpdateCameraAlertEventType);
 }
 
-int UpdateRecAlertEventType() { return 0; }
+// Not settled: table alertevent: types of recording events.
+int UpdateRecAlertEventType() {
+    return RunOnce("upgrade_rec_alert_event_type", "Failed to set Update rec event type in setting conf.\n",
+                   NotSettled);
+}
 
 // Not settled: table camera: events that raise an alert.
 int RaiseAlertActionInCamCheckedAlertEvent() { return 0; }

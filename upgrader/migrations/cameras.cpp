@@ -2,6 +2,8 @@
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/implement/integrate_external_profile_to_cam.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/not_settled.h"
+#include "upgrader/once.h"
 
 namespace migrations {
 
@@ -134,7 +136,11 @@ int InitOrvacamLogArchSetting() { return 0; }
 // Not settled: the maker's own cameras: day_to_night_threshold, night_to_day_threshold and ir_led_intensity.
 int CorrectOrvacamOptimizeSettings() { return 0; }
 
-int UpdatePairedSpeakerType() { return 0; }
+// Not settled: table camera: type of the paired speaker.
+int UpdatePairedSpeakerType() {
+    return RunOnce("upgrade_camera_paired_speaker_type",
+                   "Failed to set Update Camera paired speaker type in setting conf.\n", NotSettled);
+}
 
 // Not settled: automatic firmware upgrade of the maker's own cameras at start.
 int OrvacamStartUpAutoUpgrade() { return 0; }

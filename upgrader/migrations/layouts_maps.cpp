@@ -1,5 +1,7 @@
 // Layouts, e-maps and geo-maps.
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/not_settled.h"
+#include "upgrader/once.h"
 
 namespace migrations {
 
@@ -30,7 +32,8 @@ int RemoveEmapShortcut() { return 0; }
 // Not settled: the default layout.
 int CreateDefLayout() { return 0; }
 
-int CopyEmapItemToGeoMapItem() { return 0; }
+// Not settled: table emapitem: items that also become items of the geo-map.
+int CopyEmapItemToGeoMapItem() { return RunOnce("upgrade_copy_emap_item", kFailedToSetFlag, NotSettled); }
 
 // Not settled: table emap: channels of e-maps in layouts.
 int UpdateLayoutEmapChannel() { return 0; }

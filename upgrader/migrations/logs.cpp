@@ -1,4 +1,6 @@
 // The user-visible log and its limits.
+#include "platform/userlog/adv_log.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations/migrations.h"
 
 namespace migrations {
@@ -15,6 +17,9 @@ int UpdateLogUserName() { return 0; }
 // Not settled: table log_rotate_settings: how many log archives are kept.
 int ChangeDefaultLogArchiveNumLimit() { return 0; }
 
-int AddAdvLogAndDropAbandoned() { return 0; }
+int AddAdvLogAndDropAbandoned() {
+    return ExecuteSql(DB_SYSTEM, GetAdvLogInsertSql() + GetAbandonAdvLogDelSql(),
+                      "Failed to execute sql: %s\n");
+}
 
 }  // namespace migrations

@@ -232,7 +232,9 @@ int UpdateEnablePushService() {
 // Not settled: the retired push-service switch.
 int RemoveEnablePushService() { return 0; }
 
-int SyncHosNotifyOnce() { return 0; }
+int SyncHosNotifyOnce() {
+    return RunOnce("sync_hos_notify", "Failed to set key to settings.conf\n", SyncHosNotifySettingsToVgs);
+}
 
 int DelDupNotiMail() { return ClearDuplicateNotiMail(); }
 

@@ -1,11 +1,35 @@
-// Files and folders of the package: retired ones go, others move.
+// Files and folders of the package: retired ones go, others move. What the library cannot move or remove it
+// logs by path.
+#include <string>
+#include <string_view>
+
+#include "platform/files/files.h"
+#include "platform/files/resolve_path.h"
+#include "platform/host/paths.h"
 #include "upgrader/migrations/migrations.h"
+
+namespace {
+
+// Old builds kept their data in the package's share, whose name is a link to the volume that holds it.
+constexpr std::string_view kShareDir = "/var/services/vigilo/";
+constexpr std::string_view kPackageDataDir = "/var/packages/Vigilo/target/@vigilo/";
+constexpr std::string_view kAddOnsDir = "/var/packages/Vigilo/target/@VGData/AddOns/";
+
+std::string In(std::string_view folder, std::string_view name) {
+    return ResolvePath(std::string(folder).append(name));
+}
+
+int MoveFromShare(std::string_view name) {
+    return VGFileMove(In(kShareDir, name), ResolvePath(kPackageDataDir));
+}
+
+}  // namespace
 
 namespace migrations {
 
-int MoveDBBackupFile() { return 0; }
+int MoveDBBackupFile() { return MoveFromShare("@VGDBBackup"); }
 
-int RemoveLocalDisplayAddOnDir() { return 0; }
+int RemoveLocalDisplayAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "LocalDisplay")); }
 
 // Not settled: read-only bits of files.
 int UnregReadOnlyBit() { return 0; }
@@ -16,20 +40,24 @@ int Changeowner() { return 0; }
 // Not settled: owner and mode of the database files.
 int UpdateOwnerAndPrivilege() { return 0; }
 
-int RemoveGzLogFiles() { return 0; }
+int RemoveGzLogFiles() { return VGFolderRemoveFiles(ResolvePath(kLogDir), ".gz"); }
 
-int MoveCmsDataFolders() { return 0; }
+int MoveCmsDataFolders() {
+    const int data = MoveFromShare("@CMS");
+    const int syncData = MoveFromShare("@CmsSyncData");
+    return data < 0 || syncData < 0 ? -1 : 0;
+}
 
 // Not settled: owner of the recording servers' folders.
 int ChangeCmsRecServerDirOwner() { return 0; }
 
-int RemoveVideoAnalyticsAddOnDir() { return 0; }
+int RemoveVideoAnalyticsAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "VideoAnalytics")); }
 
-int RemoveACAPServiceFile() { return 0; }
+int RemoveACAPServiceFile() { return VGFileRemove(In(kAddOnsDir, "AxisACAP")); }
 
-int RemoveOldVGlogSendConf() { return 0; }
+int RemoveOldVGlogSendConf() { return VGFileRemove(In("/etc/syslog-ng/patterndb.d/", "sendLog.conf")); }
 
-int RemoveFailoverServiceFile() { return 0; }
+int RemoveFailoverServiceFile() { return VGFileRemove(In(kAddOnsDir, "Failover")); }
 
 // Not settled: permissions of the package's share and of shared folders that hold archived logs.
 int UpdateVGSharePermission() { return 0; }

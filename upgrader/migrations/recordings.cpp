@@ -1,9 +1,11 @@
 // Recordings, snapshots, bookmarks, edge storage and where they are kept.
 #include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations/not_settled.h"
 #include "upgrader/migrations/notification_mail.h"
 #include "upgrader/once.h"
 
+namespace migrations {
 namespace {
 namespace once {
 
@@ -11,8 +13,6 @@ int IntegratePrePostRecTimeOnce() { return implement::IntegrateExternalPrePostRe
 
 }  // namespace once
 }  // namespace
-
-namespace migrations {
 
 // Not settled: table event: events of recording servers.
 int RemoveSlaveEvtInEvtTable() { return 0; }
@@ -78,7 +78,11 @@ int DisableRecLimit() { return 0; }
 // Not settled: data of external events.
 int UpdateExtEventData() { return 0; }
 
-int UpdateEdgeStorageSetting() { return 0; }
+// Not settled: settings of edge storage.
+int UpdateEdgeStorageSetting() {
+    return RunOnce("upgrade_edge_storage_setting",
+                   "Failed to set Update Edge Storage Setting in setting conf.\n", NotSettled);
+}
 
 // Not settled: events that were being written: column writingEvtPath and its files.
 int ResetWritingEvtPath() { return 0; }
@@ -89,7 +93,10 @@ int InsertDefaultFaceStoragePath() { return 0; }
 // Not settled: bookmarks: duration and map.
 int UpdateBookmarkDurationAndMap() { return 0; }
 
-int ChownCamReclog() { return 0; }
+// Not settled: owner of the recording log files of the cameras.
+int ChownCamReclog() {
+    return RunOnce("chown_cam_reclog", "Failed to set Update Manager value in setting conf.\n", NotSettled);
+}
 
 int IntegratePrePostRecTimeOnce() {
     return RunOnce("upgrade_integrate_pre_post_rec", kFailedToSetFlag, once::IntegratePrePostRecTimeOnce);
