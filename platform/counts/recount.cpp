@@ -37,7 +37,7 @@ std::string CountedQuery(const DayCount& count) {
     std::string row;
     for (const std::string& key : count.keyColumns)
         row += AsInteger(key) + " || ',' || ";
-    row += AsInteger(count.timeColumn) + " / 86400";
+    row += "(" + AsInteger(count.timeColumn) + " / 86400)";
     return "SELECT keys || ',' || COUNT(*) FROM (SELECT " + row + " AS keys FROM " + count.countedTable +
            ") GROUP BY keys ORDER BY 1;";
 }

@@ -232,6 +232,7 @@ int UpdateEnablePushService() {
 // Not settled: the retired push-service switch.
 int RemoveEnablePushService() { return 0; }
 
+// Not settled: what SyncHosNotifySettingsToVgs takes over.
 int SyncHosNotifyOnce() {
     return RunOnce("sync_hos_notify", "Failed to set key to settings.conf\n", SyncHosNotifySettingsToVgs);
 }

@@ -1,0 +1,135 @@
+// Rows that move and remove files of the package.
+#include <filesystem>
+#include <string>
+
+#include "tests/support/system_tree.h"
+#include "upgrader/migrations/migrations.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kAddOns = "/var/packages/Vigilo/target/@VGData/AddOns/";
+constexpr const char* kData = "/var/packages/Vigilo/target/@vigilo/";
+
+class PackageFiles : public SystemTree {
+protected:
+    static bool Exists(const std::string& path) { return fs::exists(fs::symlink_status(Path(path))); }
+};
+
+TEST_F(PackageFiles, MovesTheFoldersOfTheShareBesideTheDatabases) {
+    // The share is a link to its volume, which must not lead out of the prefix.
+    WriteFile(Path("/volume1/vigilo/@VGDBBackup/2019/system.db"), "backup");
+    WriteFile(Path("/volume1/vigilo/@CMS/slaves"), "slaves");
+    WriteFile(Path("/volume1/vigilo/@CmsSyncData/1/data"), "data");
+    WriteFile(Path("/volume1/vigilo/recordings/1.mp4"), "stays");
+    fs::create_directories(Path("/var/services"));
+    fs::create_symlink("/volume1/vigilo", Path("/var/services/vigilo"));
+    WriteFile(Path(kData) + "@CMS/own", "own");
+
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::MoveDBBackupFile());
+        EXPECT_EQ(0, migrations::MoveCmsDataFolders());
+        EXPECT_EQ("backup", ReadFile(Path(kData) + "@VGDBBackup/2019/system.db"));
+        EXPECT_EQ("slaves", ReadFile(Path(kData) + "@CMS/slaves"));
+        EXPECT_EQ("own", ReadFile(Path(kData) + "@CMS/own"));
+        EXPECT_EQ("data", ReadFile(Path(kData) + "@CmsSyncData/1/data"));
+        EXPECT_EQ("stays", ReadFile(Path("/volume1/vigilo/recordings/1.mp4")));
+        EXPECT_FALSE(Exists("/volume1/vigilo/@CMS"));
+        EXPECT_FALSE(Exists("/volume1/vigilo/@VGDBBackup"));
+    }
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(PackageFiles, LeaveTheShareWhereItIsThePackagesOwnFolder) {
+    WriteFile(Path(kData) + "@CMS/slaves", "slaves");
+    fs::create_directories(Path("/var/services"));
+    fs::create_symlink(kData, Path("/var/services/vigilo"));
+    EXPECT_EQ(0, migrations::MoveCmsDataFolders());
+    EXPECT_EQ("slaves", ReadFile(Path(kData) + "@CMS/slaves"));
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(PackageFiles, OneFolderThatCannotMoveDoesNotKeepTheOther) {
+    WriteFile(Path("/var/services/vigilo/@CMS"), "a file of that name");
+    WriteFile(Path(kData) + "@CMS/own", "own");
+    WriteFile(Path("/var/services/vigilo/@CmsSyncData/data"), "data");
+    EXPECT_EQ(-1, migrations::MoveCmsDataFolders());
+    EXPECT_EQ("a file of that name", ReadFile(Path("/var/services/vigilo/@CMS")));
+    EXPECT_EQ("data", ReadFile(Path(kData) + "@CmsSyncData/data"));
+    EXPECT_EQ(1, CountInLog("Failed to move"));
+}
+
+TEST_F(PackageFiles, RemoveAddOnFoldersButNotWhatTheirLinksPointTo) {
+    struct {
+        int (*row)();
+        std::string folder;
+    } const cases[] = {
+        {migrations::RemoveLocalDisplayAddOnDir, "LocalDisplay"},
+        {migrations::RemoveVideoAnalyticsAddOnDir, "VideoAnalytics"},
+    };
+    WriteFile(Path(kAddOns) + "Other/info", "stays");
+    WriteFile(Path("/home/precious"), "stays");
+    for (const auto& [row, folder] : cases) {
+        const std::string path = Path(kAddOns) + folder;
+        WriteFile(path + "/deep/er/file", "x");
+        fs::create_directory_symlink(Path("/home"), path + "/deep/home");
+        EXPECT_EQ(0, row()) << folder;
+        EXPECT_FALSE(Exists(kAddOns + folder));
+
+        fs::create_directory_symlink(Path("/home"), path);
+        EXPECT_EQ(0, row()) << folder << ": a link is no add-on folder";
+        EXPECT_TRUE(Exists(kAddOns + folder));
+    }
+    EXPECT_EQ("stays", ReadFile(Path(kAddOns) + "Other/info"));
+    EXPECT_EQ("stays", ReadFile(Path("/home/precious")));
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(PackageFiles, RemoveServiceFilesAndLinksButNotFolders) {
+    struct {
+        int (*row)();
+        std::string path;
+    } const cases[] = {
+        {migrations::RemoveACAPServiceFile, kAddOns + std::string("AxisACAP")},
+        {migrations::RemoveFailoverServiceFile, kAddOns + std::string("Failover")},
+        {migrations::RemoveOldVGlogSendConf, "/etc/syslog-ng/patterndb.d/sendLog.conf"},
+    };
+    WriteFile(Path("/home/precious"), "stays");
+    for (const auto& [row, path] : cases) {
+        EXPECT_EQ(0, row()) << path << ": not even its folder is there";
+        WriteFile(Path(path), "service");
+        WriteFile(Path(path) + ".bak", "stays");
+        EXPECT_EQ(0, row());
+        EXPECT_FALSE(Exists(path));
+
+        fs::create_symlink(Path("/home/precious"), Path(path));
+        EXPECT_EQ(0, row());
+        EXPECT_FALSE(Exists(path));
+
+        WriteFile(Path(path) + "/inside", "stays");
+        EXPECT_EQ(0, row());
+        EXPECT_EQ("stays", ReadFile(Path(path) + "/inside"));
+        EXPECT_EQ("stays", ReadFile(Path(path) + ".bak"));
+    }
+    EXPECT_EQ("stays", ReadFile(Path("/home/precious")));
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(PackageFiles, RemoveCompressedLogsOnly) {
+    const std::string logs = Path("/var/log/vigilo/");
+    for (const char* name : {"a.log.gz", ".gz", "b.1.gz", "gz", "c.gz.log", "d.GZ", "e.gzip"})
+        WriteFile(logs + name, name);
+    WriteFile(logs + "folder.gz/f.gz", "f");
+    fs::create_symlink("gz", logs + "link.gz");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::RemoveGzLogFiles());
+        std::set<std::string> left;
+        for (const auto& entry : fs::directory_iterator(logs))
+            left.insert(entry.path().filename());
+        EXPECT_EQ((std::set<std::string>{"gz", "c.gz.log", "d.GZ", "e.gzip", "folder.gz", "link.gz"}), left);
+    }
+    EXPECT_EQ("f", ReadFile(logs + "folder.gz/f.gz"));
+}
+
+}  // namespace
