@@ -120,6 +120,31 @@ TEST_F(SettledRows, CutArchiveTaskNamesTo32Characters) {
     EXPECT_EQ("", Log());
 }
 
+TEST_F(SettledRows, SaveEachCameraAndThenTheHomeModeWithoutChangingAValue) {
+    Sql(DB_SYSTEM, "CREATE TABLE layout(id INTEGER);");
+    EXPECT_EQ(0, migrations::SaveAllCamAndHomeMode()) << "no tables";
+    Sql(DB_SYSTEM,
+        "CREATE TABLE camera(id INTEGER PRIMARY KEY, name TEXT, extra BLOB);"
+        "INSERT INTO camera VALUES(2, 'it''s', x'00ff'), (1, NULL, 1.5);"
+        "CREATE TABLE homemodesetting(mode_on INTEGER);"
+        "INSERT INTO homemodesetting VALUES(1);"
+        "CREATE TABLE saved(what TEXT);"
+        "CREATE TRIGGER cam AFTER UPDATE ON camera BEGIN INSERT INTO saved VALUES(NEW.id); END;"
+        "CREATE TRIGGER home AFTER UPDATE ON homemodesetting BEGIN INSERT INTO saved VALUES('home'); END;");
+    const std::string cameras = Rows(DB_SYSTEM, "SELECT id, quote(name), quote(extra) FROM camera");
+    EXPECT_EQ(0, migrations::SaveAllCamAndHomeMode());
+    EXPECT_EQ("1\n2\nhome\n", Rows(DB_SYSTEM, "SELECT what FROM saved"));
+    EXPECT_EQ(cameras, Rows(DB_SYSTEM, "SELECT id, quote(name), quote(extra) FROM camera"));
+    EXPECT_EQ("1\n", Rows(DB_SYSTEM, "SELECT mode_on FROM homemodesetting"));
+
+    Sql(DB_SYSTEM,
+        "CREATE TRIGGER broken BEFORE UPDATE ON camera WHEN NEW.id = 1 BEGIN"
+        " SELECT RAISE(ABORT, 'broken'); END;");
+    EXPECT_EQ(-1, migrations::SaveAllCamAndHomeMode());
+    EXPECT_EQ("1\n2\nhome\n2\nhome\n", Rows(DB_SYSTEM, "SELECT what FROM saved"))
+        << "one camera does not keep the others";
+}
+
 TEST_F(SettledRows, TheAdvancedLogAndTheAddOnServiceChangeNothing) {
     CreateNewSystem();
     const std::string before = ReadFile(VGDB::GetDBPath(DB_SYSTEM));

@@ -1,5 +1,11 @@
 // Rows that move and remove files of the package.
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <filesystem>
+#include <set>
 #include <string>
 
 #include "tests/support/system_tree.h"
@@ -130,6 +136,43 @@ TEST_F(PackageFiles, RemoveCompressedLogsOnly) {
         EXPECT_EQ((std::set<std::string>{"gz", "c.gz.log", "d.GZ", "e.gzip", "folder.gz", "link.gz"}), left);
     }
     EXPECT_EQ("f", ReadFile(logs + "folder.gz/f.gz"));
+}
+
+// What even root cannot remove, for as long as the object lives.
+class Immutable {
+public:
+    explicit Immutable(const std::string& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+        int flags = 0;
+        m_set = ioctl(m_fd, FS_IOC_GETFLAGS, &flags) == 0 && Set(flags | FS_IMMUTABLE_FL);
+    }
+    Immutable(const Immutable&) = delete;
+    Immutable& operator=(const Immutable&) = delete;
+    ~Immutable() {
+        if (m_set)
+            Set(0);
+        close(m_fd);
+    }
+    bool IsSet() const { return m_set; }
+
+private:
+    bool Set(int flags) const { return ioctl(m_fd, FS_IOC_SETFLAGS, &flags) == 0; }
+
+    int m_fd;
+    bool m_set = false;
+};
+
+TEST_F(PackageFiles, OneLogThatCannotBeRemovedDoesNotKeepTheOthers) {
+    const std::string logs = Path("/var/log/vigilo/");
+    for (const char* name : {"a.gz", "b.gz", "c.gz"})
+        WriteFile(logs + name, name);
+    const Immutable kept(logs + "b.gz");
+    if (!kept.IsSet())
+        GTEST_SKIP() << "this file system knows no immutable files";
+    EXPECT_EQ(-1, migrations::RemoveGzLogFiles());
+    EXPECT_FALSE(Exists("/var/log/vigilo/a.gz"));
+    EXPECT_TRUE(Exists("/var/log/vigilo/b.gz"));
+    EXPECT_FALSE(Exists("/var/log/vigilo/c.gz"));
+    EXPECT_EQ(1, CountInLog("Failed to remove " + logs + "b.gz. ["));
 }
 
 }  // namespace

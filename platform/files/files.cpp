@@ -130,13 +130,13 @@ int MergeEntry(const Folder& from, const std::string& name, const Folder& to) {
 int CopyIntoPlace(const Folder& from, const std::string& name, const Folder& to) {
     if (RemoveEntry(to, kTemporaryName))
         return -1;
-    if (CopyEntry(from, name, to, kTemporaryName)) {
-        (void)RemoveEntry(to, kTemporaryName);  // gives its space back; logged there
-        return -1;
+    if (CopyEntry(from, name, to, kTemporaryName) == 0) {
+        if (RenameEntry(to, kTemporaryName, to, name))
+            return to.Sync() ? 0 : LogNotFlushed(to.PathOf(name));
+        LogStays(from, name, to, std::strerror(errno));
     }
-    if (!RenameEntry(to, kTemporaryName, to, name))
-        return LogStays(from, name, to, std::strerror(errno));
-    return to.Sync() ? 0 : LogNotFlushed(to.PathOf(name));
+    (void)RemoveEntry(to, kTemporaryName);  // gives its space back; logged there
+    return -1;
 }
 
 bool CanBeCopied(const struct stat& status) {

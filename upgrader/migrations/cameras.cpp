@@ -1,4 +1,9 @@
 // Cameras and their streams.
+#include <list>
+
+#include "platform/camera/camera.h"
+#include "platform/notification/home_mode_setting.h"
+#include "platform/vgdb/vgdb.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/implement/integrate_external_profile_to_cam.h"
 #include "upgrader/migrations/migrations.h"
@@ -119,7 +124,17 @@ int IntegrateExternalProfileToCam() { return implement::IntegrateExternalProfile
 // Not settled: device type of thermal cameras.
 int UpdateThermalCameraDeviceType() { return 0; }
 
-int SaveAllCamAndHomeMode() { return 0; }
+int SaveAllCamAndHomeMode() {
+    std::list<Camera> cameras;
+    if (VGDB::CheckTableExist(DB_SYSTEM, gszTableCamera) && CamGetList(CamFilterRule(), cameras))
+        return -1;
+    int result = 0;
+    for (const Camera& camera : cameras) {
+        if (camera.Save())
+            result = -1;
+    }
+    return HomeModeSetting::Save() ? -1 : result;
+}
 
 // Not settled: table orvacam: time zones.
 int UpdateOrvaCamTimeZone() { return 0; }
