@@ -1,0 +1,220 @@
+// One privilege profile: its columns, and how they are read and written.
+#include "platform/account/priv_profile.h"
+
+#include <cstdlib>
+#include <unordered_map>
+
+#include "platform/account/rows.h"
+#include "platform/support/strings.h"
+
+template <class Profile, class Visit>
+void PrivProfile::VisitColumns(Profile& profile, Visit&& visit) {
+    visit("name", profile.m_name);
+    visit("privilege", profile.m_privilege);
+    visit("description", profile.m_description);
+    visit("custom_uid", profile.m_customUid);
+    visit("inacamids", profile.m_firstCam.ids);
+    visit("inacamgrpids", profile.m_firstCam.grpIds);
+    visit("allcamdsids", profile.m_firstCam.dsIds);
+    visit("ina_operation", profile.m_operation);
+    visit("ina_adv_oper", profile.m_advOperMask);
+    visit("ina_adv_operator", profile.m_advOperator);
+    visit("ina_emap_ids", profile.m_emap[ITEM_PRIV_VIEW].ids);
+    visit("all_emap_ds_ids", profile.m_emap[ITEM_PRIV_VIEW].dsIds);
+    visit("ina_layout_ids", profile.m_layout[ITEM_PRIV_VIEW].ids);
+    visit("all_layout_type", profile.m_layout[ITEM_PRIV_VIEW].all);
+    visit("ina_edit_layout_ids", profile.m_layout[ITEM_PRIV_EDIT].ids);
+    visit("all_edit_layout_type", profile.m_layout[ITEM_PRIV_EDIT].all);
+    visit("ina_edit_emap_ids", profile.m_emap[ITEM_PRIV_EDIT].ids);
+    visit("all_edit_emap_ds_ids", profile.m_emap[ITEM_PRIV_EDIT].dsIds);
+    visit("ina_iomodule_ids", profile.m_ioModule.ids);
+    visit("all_iomodule_ds_ids", profile.m_ioModule.dsIds);
+    visit("ina_server_ids", profile.m_server.ids);
+    visit("all_server_avail", profile.m_server.all);
+    visit("ina_ipspeaker_ids", profile.m_ipSpeaker.ids);
+    visit("ina_ipspeaker_grp_ids", profile.m_ipSpeaker.grpIds);
+    visit("all_ipspeaker_ds_ids", profile.m_ipSpeaker.dsIds);
+}
+
+template <class Profile, class Visit>
+void PrivProfile::VisitCameraColumns(Profile& profile, Visit&& visit) {
+    visit("ina_live_cam_ids", profile.m_cam[CAM_PRIV_LIVE].ids);
+    visit("ina_play_cam_ids", profile.m_cam[CAM_PRIV_PLAY].ids);
+    visit("ina_lens_cam_ids", profile.m_cam[CAM_PRIV_LENS].ids);
+    visit("ina_audio_cam_ids", profile.m_cam[CAM_PRIV_AUDIO].ids);
+    visit("ina_digiout_cam_ids", profile.m_cam[CAM_PRIV_DIGIOUT].ids);
+    visit("ina_live_camgrp_ids", profile.m_cam[CAM_PRIV_LIVE].grpIds);
+    visit("ina_play_camgrp_ids", profile.m_cam[CAM_PRIV_PLAY].grpIds);
+    visit("ina_lens_camgrp_ids", profile.m_cam[CAM_PRIV_LENS].grpIds);
+    visit("ina_audio_camgrp_ids", profile.m_cam[CAM_PRIV_AUDIO].grpIds);
+    visit("ina_digiout_camgrp_ids", profile.m_cam[CAM_PRIV_DIGIOUT].grpIds);
+    visit("live_allcamds_ids", profile.m_cam[CAM_PRIV_LIVE].dsIds);
+    visit("play_allcamds_ids", profile.m_cam[CAM_PRIV_PLAY].dsIds);
+    visit("lens_allcamds_ids", profile.m_cam[CAM_PRIV_LENS].dsIds);
+    visit("audio_allcamds_ids", profile.m_cam[CAM_PRIV_AUDIO].dsIds);
+    visit("digiout_allcamds_ids", profile.m_cam[CAM_PRIV_DIGIOUT].dsIds);
+}
+
+template <class Profile, class Visit>
+void PrivProfile::VisitDoorColumns(Profile& profile, Visit&& visit) {
+    visit("ina_authorize_door_ids", profile.m_door[DOOR_PRIV_AUTHORIZE].ids);
+    visit("ina_manual_lock_door_ids", profile.m_door[DOOR_PRIV_MANUAL_LOCK].ids);
+    visit("ina_manual_unlock_door_ids", profile.m_door[DOOR_PRIV_MANUAL_UNLOCK].ids);
+    visit("ina_manual_access_door_ids", profile.m_door[DOOR_PRIV_MANUAL_ACCESS].ids);
+    visit("authorize_alldoords_ids", profile.m_door[DOOR_PRIV_AUTHORIZE].dsIds);
+    visit("manual_lock_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_LOCK].dsIds);
+    visit("manual_unlock_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_UNLOCK].dsIds);
+    visit("manual_access_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_ACCESS].dsIds);
+}
+
+namespace {
+
+using Text = std::optional<std::string>;
+using Number = std::optional<long long>;
+using IdSet = std::set<int>;
+
+// Reads the columns of one row.
+struct ReadColumn {
+    const DBResult_tag* rows;
+    unsigned int row;
+
+    void operator()(const char* column, Text& value) const {
+        const char* field = VGDBFetchField(rows, row, column);
+        value = field ? Text(field) : std::nullopt;
+    }
+    void operator()(const char* column, Number& value) const {
+        const char* field = VGDBFetchField(rows, row, column);
+        value = field ? Number(std::strtoll(field, nullptr, 10)) : std::nullopt;
+    }
+    void operator()(const char* column, IdSet& ids) const {
+        const char* field = VGDBFetchField(rows, row, column);
+        ids = String2IdSet(field ? field : "");
+    }
+};
+
+std::string SqlValue(const Text& value) { return value ? VGDB::QuoteEscape(*value) : "NULL"; }
+std::string SqlValue(const Number& value) { return value ? std::to_string(*value) : "NULL"; }
+std::string SqlValue(const IdSet& ids) { return VGDB::QuoteEscape(IdSet2String(ids)); }
+
+// Collects "column = value, ..." of an UPDATE.
+struct Assignments {
+    std::string sql;
+
+    template <class Value>
+    void operator()(const char* column, const Value& value) {
+        if (!sql.empty())
+            sql += ", ";
+        sql += column;
+        sql += " = ";
+        sql += SqlValue(value);
+    }
+};
+
+// Whether any list names something.
+struct DeniesAny {
+    bool found = false;
+
+    void operator()(const char* /*column*/, const IdSet& ids) { found |= !ids.empty(); }
+};
+
+// What writes a profile's row of a table by object. A row is made only for a profile that needs one: an empty
+// row where there was none would say that rights by object had been decided, and grant them all.
+std::string UpdateByObjectSql(const char* table, int id, const Assignments& columns,
+                              const DeniesAny& denials) {
+    std::string sql;
+    if (denials.found)
+        sql = StringPrintf(
+            "INSERT INTO %s(privprofile_id) SELECT %d"
+            " WHERE NOT EXISTS (SELECT 1 FROM %s WHERE privprofile_id = %d);",
+            table, id, table, id);
+    return sql + "UPDATE " + table + " SET " + columns.sql + " WHERE privprofile_id = " + std::to_string(id) +
+           ";";
+}
+
+void SetAccess(IdSet& denied, int id, bool grant) {
+    if (grant)
+        denied.erase(id);
+    else
+        denied.insert(id);
+}
+
+}  // namespace
+
+// Three queries however many profiles there are.
+int PrivProfile::LoadList(const PrivProfileFilterRule& rule, std::list<PrivProfile>& profiles) {
+    const std::string among = rule.ids.empty() ? "" : " IN (" + IdSet2String(rule.ids) + ")";
+    const std::string byObject = among.empty() ? ";" : " WHERE privprofile_id" + among + ";";
+    Rows profileRows, cameraRows, doorRows;
+    if (QueryRows(
+            "SELECT * FROM privilegeprofile" + (among.empty() ? "" : " WHERE id" + among) + " ORDER BY id;",
+            profileRows) ||
+        QueryRows("SELECT * FROM privilegepercamera" + byObject, cameraRows) ||
+        QueryRows("SELECT * FROM privilegeperdoor" + byObject, doorRows))
+        return -1;
+
+    profiles.clear();
+    std::unordered_map<int, PrivProfile*> byId;
+    for (unsigned int row = 0; VGDBFetchRow(profileRows.get(), &row) == 0;) {
+        PrivProfile& profile = profiles.emplace_back();
+        profile.m_id = String2Int(VGDBFetchField(profileRows.get(), row, "id"));
+        VisitColumns(profile, ReadColumn{profileRows.get(), row});
+        byId[profile.m_id] = &profile;
+    }
+    const auto find = [&byId](const Rows& rows, unsigned int row) {
+        const auto found = byId.find(String2Int(VGDBFetchField(rows.get(), row, "privprofile_id")));
+        return found == byId.end() ? nullptr : found->second;
+    };
+    for (unsigned int row = 0; VGDBFetchRow(cameraRows.get(), &row) == 0;)
+        if (PrivProfile* profile = find(cameraRows, row))
+            VisitCameraColumns(*profile, ReadColumn{cameraRows.get(), row});
+    for (unsigned int row = 0; VGDBFetchRow(doorRows.get(), &row) == 0;)
+        if (PrivProfile* profile = find(doorRows, row))
+            VisitDoorColumns(*profile, ReadColumn{doorRows.get(), row});
+    return 0;
+}
+
+int PrivProfile::Load(int id) {
+    std::list<PrivProfile> profiles;
+    if (LoadList({.ids = {id}}, profiles) || profiles.empty())
+        return -1;
+    *this = profiles.front();
+    return 0;
+}
+
+std::string PrivProfile::GetUpdateSql() const {
+    if (m_id == 0)
+        return "";
+    Assignments columns, cameraColumns, doorColumns;
+    VisitColumns(*this, columns);
+    VisitCameraColumns(*this, cameraColumns);
+    VisitDoorColumns(*this, doorColumns);
+    DeniesAny cameras, doors;
+    VisitCameraColumns(*this, cameras);
+    VisitDoorColumns(*this, doors);
+    return "UPDATE privilegeprofile SET " + columns.sql + " WHERE id = " + std::to_string(m_id) + ";" +
+           UpdateByObjectSql("privilegepercamera", m_id, cameraColumns, cameras) +
+           UpdateByObjectSql("privilegeperdoor", m_id, doorColumns, doors);
+}
+
+int PrivProfile::Save() const { return m_id != 0 && VGDB::Execute(DB_SYSTEM, GetUpdateSql()) == 0 ? 0 : -1; }
+
+int PrivProfile::Delete() const {
+    if (m_id == 0)
+        return -1;
+    const std::string sql = StringPrintf(
+        "DELETE FROM privilegepercamera WHERE privprofile_id = %d;"
+        "DELETE FROM privilegeperdoor WHERE privprofile_id = %d;"
+        "DELETE FROM privilegeprofile WHERE id = %d;",
+        m_id, m_id, m_id);
+    return VGDB::Execute(DB_SYSTEM, sql) == 0 ? 0 : -1;
+}
+
+bool PrivProfile::IsDefaultProfileId(int id) {
+    return id == kAllObjManagerId || id == kAllObjSpectatorId || (id > 0 && id == GetDefAdminProfileId());
+}
+
+void PrivProfile::SetLayoutAccess(int layoutId, ITEM_PRIV_TYPE right, bool grant) {
+    SetAccess(m_layout[right].ids, layoutId, grant);
+}
+
+void PrivProfile::SetAllIOAccess(int dsId, bool grant) { SetAccess(m_ioModule.dsIds, dsId, grant); }
