@@ -1,32 +1,155 @@
 // Operations that a privilege profile denies: bits of a mask first, characters of a string later.
+#include <initializer_list>
+#include <string>
+
+#include "platform/account/priv_profile.h"
+#include "platform/support/strings.h"
+#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/once.h"
+
+namespace {
+
+// Length of the strings that the masks became, of which the mask gives the first 64 characters.
+constexpr size_t kConvertedLength = 128;
+constexpr int kMaskBits = 64;
+
+// How the statements tell the levels: 1 are managers, 2 are spectators.
+constexpr const char* kOfManagers = ") WHERE privilege = 1;";
+constexpr const char* kOfSpectators = ") WHERE privilege = 2;";
+constexpr const char* kOfSpectatorsOldForm = ") WHERE privilege =2";
+constexpr const char* kOfBothOldForm = ") WHERE privilege =2 or privilege =1";
+constexpr const char* kOfBothButDefaultManager = ") WHERE (privilege = 2 OR privilege = 1) AND id <> 1;";
+
+constexpr const char* kFailedToSetManagerFlag = "Failed to set Update Manager value in setting conf.\n";
+
+// Operations, as bits of the mask, that the profiles of some levels are denied.
+struct Denial {
+    const char* mask;
+    const char* levels;
+};
+
+// Adds the operations to what the profiles are denied, which a second run does not change.
+int DenyOperations(std::initializer_list<Denial> denials, LogSite site = LogSite::Here()) {
+    std::string sql;
+    for (const auto& [mask, levels] : denials)
+        sql += std::string("UPDATE privilegeprofile SET ina_adv_oper = (ina_adv_oper | ") + mask + levels;
+    return ExecuteSql(DB_SYSTEM, sql, "Failed to execute sql command [%s].\n", site);
+}
+
+// Admins and the default manager are denied no operation; a level that is missing counts as an admin's.
+bool IsDeniedNothing(const QueryResult& profile) {
+    return profile.Int("privilege") == 0 || profile.Int("id") == PrivProfile::kAllObjManagerId;
+}
+
+std::string AllAllowed() { return std::string(PrivProfile::kAdvOperLength, '0'); }
+
+namespace once {
+
+int UpdateManagerOperPriv() {
+    return DenyOperations({{"81002496", kOfBothButDefaultManager},  // bits 18, 20, 22, 23, 26
+                           {"53084160", kOfSpectators}});           // bits 17, 19, 21, 24, 25
+}
+
+int UpdateIVAOperPriv() { return DenyOperations({{"3221225472", kOfSpectators}}); }  // bits 30, 31
+
+int ExtendPrivAdvOper() {
+    const std::string query =
+        "SELECT id, privilege, ina_adv_oper FROM privilegeprofile WHERE privilege != -2 ORDER BY id;";
+    QueryResult rows;
+    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s\n"))
+        return -1;
+    std::string batch;
+    while (rows.Next()) {
+        std::string operations(kConvertedLength, IsDeniedNothing(rows) ? '0' : '1');
+        const auto mask = static_cast<unsigned long long>(rows.Int64("ina_adv_oper"));
+        for (int bit = 0; bit < kMaskBits; ++bit)
+            operations[static_cast<size_t>(bit)] = (mask >> bit & 1) != 0 ? '1' : '0';
+        batch += "UPDATE privilegeprofile SET ina_adv_operator = " + VGDB::QuoteEscape(operations) +
+                 " WHERE id = " + std::to_string(rows.Int("id")) + ";";
+    }
+    return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
+}
+
+}  // namespace once
+
+}  // namespace
 
 namespace migrations {
 
-int UpdateDelteRecPriv() { return 0; }
+int UpdateDelteRecPriv() { return DenyOperations({{"32", kOfSpectatorsOldForm}}); }  // bit 5
 
-int UpdateDelAndEditSnapshotPriv() { return 0; }
+int UpdateDelAndEditSnapshotPriv() {
+    return DenyOperations({{"18432", kOfSpectatorsOldForm}});
+}  // bits 11, 14
 
-int UpdateRecExportMountPriv() { return 0; }
+int UpdateRecExportMountPriv() { return DenyOperations({{"98304", kOfSpectatorsOldForm}}); }  // bits 15, 16
 
-int UpdateManagerOperPriv() { return 0; }
+int UpdateManagerOperPriv() {
+    return RunOnce("upgrade_manager_priv", kFailedToSetManagerFlag, once::UpdateManagerOperPriv);
+}
 
-int UpdateIVAOperPriv() { return 0; }
+// The message is the managers'; the package log has always had it so.
+int UpdateIVAOperPriv() {
+    return RunOnce("upgrade_iva_priv", kFailedToSetManagerFlag, once::UpdateIVAOperPriv);
+}
 
-int UpdateDoorPriv() { return 0; }
+int UpdateDoorPriv() { return DenyOperations({{"30769145708544", kOfSpectators}}); }  // bits 34 to 41, 43, 44
 
-int UpdateIntercomPriv() { return 0; }
+int UpdateIntercomPriv() { return DenyOperations({{"562949953421312", kOfSpectators}}); }  // bit 49
 
-int UpdatePOSPriv() { return 0; }
+int UpdatePOSPriv() {
+    return DenyOperations({{"105834591243206656", kOfSpectators},  // bits 51 to 54, 56
+                           {"4503599627370496", kOfManagers}});    // bit 52
+}
 
-int UpdateHomeModePriv() { return 0; }
+int UpdateHomeModePriv() { return DenyOperations({{"268435456", kOfBothOldForm}}); }  // bit 28
 
-int GrantAllObjMgrTransDeviceAddDelPriv() { return 0; }
+// Bit 52 was denied to every manager; the default manager gets it back. It is set before it is subtracted, so
+// that the statement clears it whatever its state.
+int GrantAllObjMgrTransDeviceAddDelPriv() {
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE privilegeprofile SET ina_adv_oper = (ina_adv_oper | 4503599627370496) -"
+                      " 4503599627370496 WHERE id = 1;",
+                      "Failed to execute sql command [%s].\n");
+}
 
-int ExtendPrivAdvOper() { return 0; }
+int ExtendPrivAdvOper() {
+    return RunOnce("upgrade_ina_adv_operator", "Failed to set upgrade_ina_adv_operator to conf\n",
+                   once::ExtendPrivAdvOper);
+}
 
-int CorrectAllObjPrivAdvOper() { return 0; }
+int CorrectAllObjPrivAdvOper() {
+    const std::string sql = StringPrintf(
+        "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;"
+        "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;",
+        AllAllowed().c_str(), PrivProfile::kAllObjManagerId, PrivProfile::GetAllObjViewerAdvOper().c_str(),
+        PrivProfile::kAllObjSpectatorId);
+    return ExecuteSql(DB_SYSTEM, sql, "Failed to execute sql: %s.\n");
+}
 
-int UpdatePrivAdvOper() { return 0; }
+// Strings that an older build left too short get the length of today. Longer ones are whole.
+int UpdatePrivAdvOper() {
+    const std::string query = StringPrintf(
+        "SELECT id, privilege, ina_adv_operator FROM privilegeprofile WHERE LENGTH(ina_adv_operator) < %d;",
+        PrivProfile::kAdvOperLength);
+    QueryResult rows;
+    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s.\n"))
+        return -1;
+    std::string batch;
+    while (rows.Next()) {
+        std::string operations;
+        if (IsDeniedNothing(rows))
+            operations = AllAllowed();
+        else if (rows.Int("id") == PrivProfile::kAllObjSpectatorId)
+            operations = PrivProfile::GetAllObjViewerAdvOper();
+        else
+            operations = PrivProfile::GetDefaultUserAdvOper(rows.String("ina_adv_operator"));
+        batch += StringPrintf("UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;",
+                              VGDB::EscapeString(operations).c_str(), rows.Int("id"));
+    }
+    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
+}
 
 }  // namespace migrations

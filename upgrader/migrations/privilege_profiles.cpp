@@ -1,15 +1,339 @@
 // Privilege profiles, their id lists and the accounts bound to them.
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/host/sdk_user.h"
+#include "platform/support/strings.h"
+#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations/migrations.h"
 #include "upgrader/migrations/not_settled.h"
 #include "upgrader/once.h"
 
+namespace {
+
+constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
+
+using Columns = std::vector<std::string>;
+
+// Columns of privilegepercamera, for the rights live, playback, lens, audio and digital output.
+const Columns kRightsToCameras = {"ina_live_cam_ids", "ina_play_cam_ids", "ina_lens_cam_ids",
+                                  "ina_audio_cam_ids", "ina_digiout_cam_ids"};
+const Columns kRightsToGroups = {"ina_live_camgrp_ids", "ina_play_camgrp_ids", "ina_lens_camgrp_ids",
+                                 "ina_audio_camgrp_ids", "ina_digiout_camgrp_ids"};
+const Columns kRightsToServers = {"live_allcamds_ids", "play_allcamds_ids", "lens_allcamds_ids",
+                                  "audio_allcamds_ids", "digiout_allcamds_ids"};
+
+// Columns of privilegeperdoor, for the rights authorize, manual lock, manual unlock and manual access.
+const Columns kRightsToDoors = {"ina_authorize_door_ids", "ina_manual_lock_door_ids",
+                                "ina_manual_unlock_door_ids", "ina_manual_access_door_ids"};
+const Columns kRightsToDoorServers = {"authorize_alldoords_ids", "manual_lock_alldoords_ids",
+                                      "manual_unlock_alldoords_ids", "manual_access_alldoords_ids"};
+
+bool HasColumns(const char* table, const Columns& columns) {
+    return std::all_of(columns.begin(), columns.end(), [table](const std::string& column) {
+        return VGDB::IsColumnExist(DB_SYSTEM, table, column);
+    });
+}
+
+// A row to be inserted: its columns with their SQL values.
+class NewRow {
+public:
+    void Add(const std::string& column, const std::string& value) {
+        m_columns.push_back(column);
+        m_values.push_back(value);
+    }
+    void Add(const Columns& columns, const std::string& value) {
+        for (const std::string& column : columns)
+            Add(column, value);
+    }
+
+    bool Fits(const char* table) const { return HasColumns(table, m_columns); }
+    std::string InsertSql(const char* table) const {
+        return std::string("INSERT INTO ") + table + "(" + JoinStrings(m_columns, ", ") + ") VALUES (" +
+               JoinStrings(m_values, ", ") + ");";
+    }
+
+private:
+    Columns m_columns;
+    std::vector<std::string> m_values;
+};
+
+// Every object of the system that a profile can deny: id lists, as SQL literals.
+struct ExistingObjects {
+    std::string cameras, cameraGroups, ioModules, servers, emaps, layouts, speakers, speakerGroups, doors;
+};
+
+// The ids in the table; none when there is no such table.
+int LoadIds(DB_INSTANCE db, const char* table, std::string& idList, LogSite site = LogSite::Here()) {
+    idList = VGDB::QuoteEscape("");
+    if (!VGDB::IsColumnExist(db, table, "id"))
+        return 0;
+    QueryResult rows;
+    if (QuerySql(db, StringPrintf("SELECT group_concat(id) AS ids FROM %s;", table), rows, kFailedToExecute,
+                 site))
+        return -1;
+    if (rows.Next())
+        idList = VGDB::QuoteEscape(IdSet2String(String2IdSet(rows.String("ids"))));
+    return 0;
+}
+
+int LoadExistingObjects(ExistingObjects& objects, const LogSite& site) {
+    const struct {
+        DB_INSTANCE db;
+        const char* table;
+        std::string& idList;
+    } kinds[] = {
+        {DB_SYSTEM, "camera", objects.cameras},      {DB_SYSTEM, "cameragroup", objects.cameraGroups},
+        {DB_SYSTEM, "iomodule", objects.ioModules},  {DB_SYSTEM, "slaveds", objects.servers},
+        {DB_SYSTEM, "emap", objects.emaps},          {DB_SYSTEM, "layout", objects.layouts},
+        {DB_SYSTEM, "ipspeaker", objects.speakers},  {DB_SYSTEM, "ipspeakergroup", objects.speakerGroups},
+        {DB_AXISACSCTRL, "axisdoor", objects.doors},
+    };
+    for (const auto& [db, table, idList] : kinds)
+        if (LoadIds(db, table, idList, site))
+            return -1;
+    return 0;
+}
+
+// The profile of level -2, for users who may use nothing: every existing object is denied by its id, so that
+// the profile holds on this server too, which no list of recording servers names.
+int InsertNoneProfile(LogSite site = LogSite::Here()) {
+    // Every layout type, as bits: whatever types there are, none has the sign's bit.
+    static const std::string kAllLayoutTypes = "2147483647";
+    static const std::string kAllServers = "1";
+    static const std::string kEveryOperationOfTheMask = "-1";
+    static const std::string kEveryOperation(128, '1');
+
+    if (!HasColumns("privilegeprofile", {"id", "privilege"}))
+        return 0;
+    QueryResult existing;
+    if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = -2;", existing,
+                 kFailedToExecute, site))
+        return -1;
+    if (existing.Next())
+        return 0;
+
+    ExistingObjects objects;
+    if (LoadExistingObjects(objects, site))
+        return -1;
+
+    NewRow profile;
+    profile.Add("name", "''");
+    profile.Add("privilege", "-2");
+    profile.Add("description", "''");
+    profile.Add("custom_uid", "0");
+    profile.Add("inacamids", objects.cameras);
+    profile.Add("inacamgrpids", objects.cameraGroups);
+    profile.Add("allcamdsids", objects.servers);
+    profile.Add("ina_adv_oper", kEveryOperationOfTheMask);
+    profile.Add("ina_adv_operator", VGDB::QuoteEscape(kEveryOperation));
+    profile.Add("ina_emap_ids", objects.emaps);
+    profile.Add("all_emap_ds_ids", objects.servers);
+    profile.Add("ina_layout_ids", objects.layouts);
+    profile.Add("all_layout_type", kAllLayoutTypes);
+    profile.Add("ina_edit_layout_ids", objects.layouts);
+    profile.Add("all_edit_layout_type", kAllLayoutTypes);
+    profile.Add("ina_edit_emap_ids", objects.emaps);
+    profile.Add("all_edit_emap_ds_ids", objects.servers);
+    profile.Add("ina_iomodule_ids", objects.ioModules);
+    profile.Add("all_iomodule_ds_ids", objects.servers);
+    profile.Add("ina_server_ids", objects.servers);
+    profile.Add("all_server_avail", kAllServers);
+    profile.Add("ina_ipspeaker_ids", objects.speakers);
+    profile.Add("ina_ipspeaker_grp_ids", objects.speakerGroups);
+    profile.Add("all_ipspeaker_ds_ids", objects.servers);
+
+    static const std::string kNewId = "(SELECT id FROM privilegeprofile WHERE privilege = -2)";
+    NewRow cameraRights;
+    cameraRights.Add("privprofile_id", kNewId);
+    cameraRights.Add(kRightsToCameras, objects.cameras);
+    cameraRights.Add(kRightsToGroups, objects.cameraGroups);
+    cameraRights.Add(kRightsToServers, objects.servers);
+
+    NewRow doorRights;
+    doorRights.Add("privprofile_id", kNewId);
+    doorRights.Add(kRightsToDoors, objects.doors);
+    doorRights.Add(kRightsToDoorServers, objects.servers);
+
+    // A profile that is closed only in part must not come to be; each upgrade tries again.
+    if (!profile.Fits("privilegeprofile") || !cameraRights.Fits("privilegepercamera") ||
+        !doorRights.Fits("privilegeperdoor"))
+        return 0;
+
+    // The new id may be one that a deleted profile had, whose rows by object are still there.
+    const std::string sql = profile.InsertSql("privilegeprofile") +
+                            "DELETE FROM privilegepercamera WHERE privprofile_id = " + kNewId + ";" +
+                            cameraRights.InsertSql("privilegepercamera") +
+                            "DELETE FROM privilegeperdoor WHERE privprofile_id = " + kNewId + ";" +
+                            doorRights.InsertSql("privilegeperdoor");
+    return ExecuteSql(DB_SYSTEM, sql, kFailedToExecute, site);
+}
+
+// 1. Levels of the old numbering, which began with the managers at 0, make room for the admins.
+int RenumberLevels(LogSite site = LogSite::Here()) {
+    const std::string query = "SELECT privilege FROM privilegeprofile WHERE id = 1";
+    QueryResult manager;
+    if (QuerySql(DB_SYSTEM, query, manager, kFailedToExecute, site))
+        return -1;
+    if (!manager.Next() || manager.Int("privilege") != 0)
+        return 0;
+    std::string sql = "UPDATE privilegeprofile SET privilege = (privilege + 1);";
+    // NULL plus 1 is NULL: without a level of its own, the next upgrade would renumber once more.
+    if (!manager.Text("privilege"))
+        sql += "UPDATE privilegeprofile SET privilege = 1 WHERE id = 1;";
+    return ExecuteSql(DB_SYSTEM, sql, kFailedToExecute, site);
+}
+
+// 2. Where there is no admin profile yet, it is created and the two default profiles get their names.
+int CreateAdminProfile(LogSite site = LogSite::Here()) {
+    const std::string query = "SELECT id FROM privilegeprofile WHERE privilege = 0";
+    QueryResult admins;
+    if (QuerySql(DB_SYSTEM, query, admins, kFailedToExecute, site))
+        return -1;
+    if (admins.Next())
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE privilegeprofile SET name = 'All-Object Manager',"
+                      " description = 'System default manager' WHERE id = 1;"
+                      "UPDATE privilegeprofile SET name = 'All-Object Spectator',"
+                      " description = 'System default spectator' WHERE id = 2;"
+                      "INSERT INTO privilegeprofile(name, privilege, inacamids, inacamgrpids, allcamdsids,"
+                      " custom_uid, description) VALUES ('', 0, '', '', '', 0, 'System default admin');",
+                      kFailedToExecute, site);
+}
+
+// The uid in the text, whether decimal, hexadecimal or octal. False for a shared profile, which has none, and
+// for a text that is no number.
+bool ParseUid(const std::string& text, unsigned int& uid) {
+    if (text.empty() || text == "0")
+        return false;
+    char* end = nullptr;
+    uid = static_cast<unsigned int>(std::strtoul(text.c_str(), &end, 0));
+    return end != text.c_str();
+}
+
+// 3. Per-user profiles are named after their user, who may have been renamed since.
+int NameUserProfiles(LogSite site = LogSite::Here()) {
+    QueryResult profiles;
+    if (QuerySql(DB_SYSTEM, "SELECT custom_uid, id FROM privilegeprofile;", profiles, kFailedToExecute, site))
+        return -1;
+    std::string batch;
+    while (profiles.Next()) {
+        unsigned int uid = 0;
+        if (!ParseUid(profiles.String("custom_uid"), uid))
+            continue;
+        ORVAUSER* user = nullptr;
+        if (SDKUser::UserGetByUID(uid, user)) {
+            LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
+            continue;
+        }
+        // The name stands as the host gives it, unquoted.
+        batch += "UPDATE privilegeprofile SET name = 'custom_" + user->name +
+                 "' WHERE id = " + profiles.String("id") + ";";
+        SDKUser::UserFree(user);
+    }
+    return ExecuteSql(DB_SYSTEM, batch, kFailedToExecute, site);
+}
+
+}  // namespace
+
 namespace migrations {
 
-int UpdatePrivilegeProfile() { return 0; }
+// The lists by recording server become one list of cameras and one of servers.
+int UpdatePrivilegeProfile() {
+    constexpr int kEveryCamera = -1;
+    if (!HasColumns("privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}) ||
+        !HasColumns("privilegeprofile", {"id", "inacamids", "allcamdsids"}))
+        return 0;
 
-int UpdatePrivProfileAndPrivPerCam() { return 0; }
+    QueryResult servers;
+    if (QuerySql(DB_SYSTEM, "SELECT privprofileid, dsid, inacamids FROM privilegeprofilecam;", servers,
+                 kFailedToExecute))
+        return -1;
+    struct Denied {
+        std::set<int> cameras, servers;
+    };
+    std::map<int, Denied> deniedByProfile;
+    while (servers.Next()) {
+        Denied& denied = deniedByProfile[servers.Int("privprofileid")];
+        std::set<int> cameras = String2IdSet(servers.String("inacamids"));
+        if (cameras.erase(kEveryCamera) > 0)
+            denied.servers.insert(servers.Int("dsid"));
+        denied.cameras.merge(cameras);
+    }
 
-int ClearInaCamsInDefPrivProf() { return 0; }
+    QueryResult profiles;
+    if (QuerySql(DB_SYSTEM, "SELECT id, inacamids, allcamdsids FROM privilegeprofile;", profiles,
+                 kFailedToExecute))
+        return -1;
+    std::string batch;
+    while (profiles.Next()) {
+        const auto denied = deniedByProfile.find(profiles.Int("id"));
+        if (denied == deniedByProfile.end())
+            continue;
+        auto& [cameras, wholeServers] = denied->second;
+        cameras.merge(String2IdSet(profiles.String("inacamids")));
+        cameras.erase(kEveryCamera);
+        wholeServers.merge(String2IdSet(profiles.String("allcamdsids")));
+        const std::string cameraList = IdSet2String(cameras);
+        const std::string serverList = IdSet2String(wholeServers);
+        if (cameraList == profiles.String("inacamids") && serverList == profiles.String("allcamdsids"))
+            continue;
+        batch += "UPDATE privilegeprofile SET inacamids = " + VGDB::QuoteEscape(cameraList) +
+                 ", allcamdsids = " + VGDB::QuoteEscape(serverList) +
+                 " WHERE id = " + std::to_string(denied->first) + ";";
+    }
+    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+}
+
+// Rights to cameras are told apart. A profile starts with what it was denied before in each right, so that
+// nobody gains access.
+int UpdatePrivProfileAndPrivPerCam() {
+    if (!HasColumns("privilegeprofile", {"id", "inacamids", "inacamgrpids", "allcamdsids"}) ||
+        !HasColumns("privilegepercamera", {"privprofile_id"}) ||
+        !HasColumns("privilegepercamera", kRightsToCameras) ||
+        !HasColumns("privilegepercamera", kRightsToGroups) ||
+        !HasColumns("privilegepercamera", kRightsToServers))
+        return 0;
+
+    QueryResult profiles;
+    if (QuerySql(DB_SYSTEM,
+                 "SELECT id, inacamids, inacamgrpids, allcamdsids FROM privilegeprofile"
+                 " WHERE id NOT IN (SELECT privprofile_id FROM privilegepercamera"
+                 " WHERE privprofile_id IS NOT NULL);",
+                 profiles, kFailedToExecute))
+        return -1;
+    std::string batch;
+    while (profiles.Next()) {
+        const auto list = [&profiles](const char* column) {
+            return VGDB::QuoteEscape(IdSet2String(String2IdSet(profiles.String(column))));
+        };
+        NewRow rights;
+        rights.Add("privprofile_id", std::to_string(profiles.Int("id")));
+        rights.Add(kRightsToCameras, list("inacamids"));
+        rights.Add(kRightsToGroups, list("inacamgrpids"));
+        rights.Add(kRightsToServers, list("allcamdsids"));
+        batch += rights.InsertSql("privilegepercamera");
+    }
+    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+}
+
+// The default profiles deny no camera.
+int ClearInaCamsInDefPrivProf() {
+    if (!HasColumns("privilegepercamera", {"privprofile_id"}) ||
+        !HasColumns("privilegepercamera", kRightsToCameras))
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE privilegepercamera SET " + JoinStrings(kRightsToCameras, " = '', ") +
+                          " = '' WHERE privprofile_id IN (1, 2);",
+                      kFailedToExecute);
+}
 
 // Not settled: table privilegeprofile: the right to edit layouts.
 int UpdateEditLayoutPrivilege() { return 0; }
@@ -38,9 +362,18 @@ int UpdatePrivPerCam() {
 // Not settled: table privilegeprofile: all_ipspeaker_ds_ids and operation bits of IP speakers.
 int UpdateIPSpeakerPrivilege() { return 0; }
 
-int DeleteNonexistentPrivProfileFromSubTable() { return 0; }
+int DeleteNonexistentPrivProfileFromSubTable() {
+    if (!HasColumns("privilegeprofile", {"id"}))
+        return 0;
+    std::string batch;
+    for (const char* table : {"privilegepercamera", "privilegeperdoor"})
+        if (HasColumns(table, {"privprofile_id"}))
+            batch += StringPrintf(
+                "DELETE FROM %s WHERE privprofile_id NOT IN (SELECT id FROM privilegeprofile);", table);
+    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+}
 
-int CreateNonePrivProfile() { return 0; }
+int CreateNonePrivProfile() { return InsertNoneProfile(); }
 
 // Not settled: default right to web maps.
 int UpdateWebMapDefPriv() {
@@ -48,9 +381,30 @@ int UpdateWebMapDefPriv() {
                    NotSettled);
 }
 
-int UpdateVGAccountPrivProfileList() { return 0; }
+// Accounts come to be bound to a list of profiles.
+int UpdateVGAccountPrivProfileList() {
+    if (!HasColumns("account", {"privprofileid", "privprofileids"}))
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE account SET privprofileids = CAST(CAST(privprofileid AS INTEGER) AS TEXT)"
+                      " WHERE CAST(privprofileid AS INTEGER) > 0"
+                      " AND (privprofileids IS NULL OR privprofileids = '');",
+                      kFailedToExecute);
+}
 
-int UpdateMapPrivOfNonePrivProfile() { return 0; }
+int UpdateMapPrivOfNonePrivProfile() {
+    if (!HasColumns("privilegeprofile", {"privilege", "ina_emap_ids", "all_emap_ds_ids", "ina_edit_emap_ids",
+                                         "all_edit_emap_ds_ids"}))
+        return 0;
+    std::string emaps, servers;
+    if (LoadIds(DB_SYSTEM, "emap", emaps) || LoadIds(DB_SYSTEM, "slaveds", servers))
+        return -1;
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE privilegeprofile SET ina_emap_ids = " + emaps +
+                          ", all_emap_ds_ids = " + servers + ", ina_edit_emap_ids = " + emaps +
+                          ", all_edit_emap_ds_ids = " + servers + " WHERE privilege = -2;",
+                      kFailedToExecute);
+}
 
 // Not settled: intrusion objects of the all-object profiles.
 int RemoveAllObjIntrusion() { return 0; }
@@ -61,8 +415,12 @@ int UpdateAllObjSpecPrivilege() { return 0; }
 // Not settled: profiles of the administrators' accounts.
 int CorrectAdminUserPrivProfile() { return RunOnce("upgrade_admin_privilige", kFailedToSetFlag, NotSettled); }
 
-int UpdateDefPrivProfile() { return 0; }
+int UpdateDefPrivProfile() {
+    if (RenumberLevels() || CreateAdminProfile() || NameUserProfiles())
+        return -1;
+    return 0;
+}
 
-int ReCreateNonePrivProfile() { return 0; }
+int ReCreateNonePrivProfile() { return InsertNoneProfile(); }
 
 }  // namespace migrations
