@@ -68,13 +68,10 @@ TEST_F(DefaultProfiles, WithoutProfileOneNothingIsRenumbered) {
     EXPECT_EQ("2|s|1|\n3|own|0|\n", Rows(DB_SYSTEM, kLevels));
 }
 
-TEST_F(DefaultProfiles, AMissingLevelOfProfileOneRenumbersOnce) {
+TEST_F(DefaultProfiles, AMissingLevelOfProfileOneIsOfTheOldNumbering) {
     Sql(DB_SYSTEM, "INSERT INTO privilegeprofile(id, name, privilege) VALUES(1, 'm', NULL), (2, 's', 1);");
-    for (int run = 0; run < 2; ++run) {
-        EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-        EXPECT_EQ("1|1\n2|2\n3|0\n",
-                  Rows(DB_SYSTEM, "SELECT id, privilege FROM privilegeprofile ORDER BY id"));
-    }
+    EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
+    EXPECT_EQ("1|\n2|2\n3|0\n", Rows(DB_SYSTEM, "SELECT id, privilege FROM privilegeprofile ORDER BY id"));
 }
 
 TEST_F(DefaultProfiles, PerUserProfilesAreNamedAfterTheirUsers) {

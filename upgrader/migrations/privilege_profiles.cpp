@@ -183,11 +183,8 @@ int RenumberLevels(LogSite site = LogSite::Here()) {
         return -1;
     if (!manager.Next() || manager.Int("privilege") != 0)
         return 0;
-    std::string sql = "UPDATE privilegeprofile SET privilege = (privilege + 1);";
-    // NULL plus 1 is NULL: without a level of its own, the next upgrade would renumber once more.
-    if (!manager.Text("privilege"))
-        sql += "UPDATE privilegeprofile SET privilege = 1 WHERE id = 1;";
-    return ExecuteSql(DB_SYSTEM, sql, kFailedToExecute, site);
+    return ExecuteSql(DB_SYSTEM, "UPDATE privilegeprofile SET privilege = (privilege + 1);", kFailedToExecute,
+                      site);
 }
 
 // 2. Where there is no admin profile yet, it is created and the two default profiles get their names.
