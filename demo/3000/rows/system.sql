@@ -1,0 +1,26 @@
+-- Events that raise an alert, start a live trigger or a recording, as masks: bits 0 and 1, bit 24, bit 31.
+UPDATE camera SET alert_event = 3;
+UPDATE camera SET alert_event = 16777217, adv_live_trig_event = 5     WHERE id IN (2, 9);
+UPDATE camera SET alert_event = -2147483648, adv_contious_trig_event = 8388608 WHERE id = 7;
+UPDATE camera SET alert_event = 0                                     WHERE id = 12;
+
+-- Profiles restrict cameras as such, not yet by right; there is no admin and no none profile yet.
+INSERT INTO privilegeprofile
+    (id, name,                 privilege, custom_uid, inacamids, inacamgrpids, allcamdsids, ina_adv_oper)
+VALUES
+    (1, 'Manager',             1, '0',     '',      '',  '',  0),
+    (2, 'Spectator',           2, '0',     '',      '',  '',  3),
+    (5, 'Night shift',         1, '0',     '',      '',  '',  64),
+    (6, 'Reception',           2, '0',     '5,6',   '1', '2', 3),
+    (7, 'custom_alice.old',    2, '1026',  '12',    '',  '',  7),
+    (8, 'custom_mueller.old',  2, '0x404', '1,2,3', '',  '1', 1),
+    (9, 'custom_gone',         2, '1099',  '',      '',  '',  0);
+
+-- The type of motion detection is on in home mode, type 7 there alone.
+INSERT INTO homemodenotifyfilter VALUES ('33', '1', '3', '7');
+INSERT INTO notificationfilter VALUES (1);
+INSERT INTO notificationschedule
+SELECT column1, replace(printf('%0336d', 0), '0', '1') FROM (VALUES (0), (5));
+
+-- User labels 0 and 2 are on.
+INSERT INTO eventlabelsetting VALUES (4, 0, 5, '["Delivery","Besuch","Störung","",""]');

@@ -1,0 +1,6 @@
+CREATE TABLE bookmark (
+    id         INTEGER PRIMARY KEY,
+    camera_id  INTEGER,
+    name       TEXT,
+    start_time INTEGER
+);

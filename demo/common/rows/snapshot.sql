@@ -1,0 +1,1 @@
+INSERT INTO snapshot VALUES (1, 1, 1430470010, 'Front door-20150501-084650.jpg');
