@@ -1,0 +1,108 @@
+// The sample systems of old builds, upgraded as a whole by the real program.
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/system_tree.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class SampleSystem : public SystemTree, public testing::WithParamInterface<const char*> {
+protected:
+    SampleSystem() {
+        const std::string make = SOURCE_DIR "/scripts/sample-system " + std::string(GetParam());
+        EXPECT_EQ(0, std::system((make + " '" + Path("") + "'").c_str()));
+        InstallSchemaFiles();
+    }
+
+    // Every file of the tree but the databases and the package log, by path; folders as such.
+    static std::map<std::string, std::string> Files() {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(Path(""))) {
+            const std::string path = entry.path();
+            if (entry.path().extension() != ".db" && path != Path("/var/log/vigilo/vgupgrader.log"))
+                files[path] = entry.is_regular_file() ? ReadFile(path) : "a folder";
+        }
+        return files;
+    }
+
+    static std::string Quoted(const std::string& name) { return '"' + name + '"'; }
+
+    // The rows of every table, by database and table.
+    static std::map<std::string, std::string> Tables() {
+        std::map<std::string, std::string> tables;
+        for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
+            const DB_INSTANCE db = static_cast<DB_INSTANCE>(i);
+            std::set<std::string> names;
+            EXPECT_EQ(0, VGDB::GetTables(db, names));
+            for (const std::string& name : names)
+                tables[std::to_string(i) + ' ' + name] =
+                    Rows(db, "SELECT rowid, * FROM " + Quoted(name) + " ORDER BY rowid");
+        }
+        VGDB::CloseAll();
+        return tables;
+    }
+
+    static int Upgrade() { return RunUpgrader(GetParam()); }
+};
+
+TEST_P(SampleSystem, UpgradesWithoutAFailure) {
+    EXPECT_EQ(0, Upgrade()) << Log();
+    EXPECT_EQ(0, CountInLog("update failed")) << Log();
+}
+
+TEST_P(SampleSystem, EndsAtTheDeclaredSchema) {
+    ASSERT_EQ(0, Upgrade()) << Log();
+    for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
+        const std::string path = VGDB::GetDBPath(static_cast<DB_INSTANCE>(i));
+        std::string sql;
+        VGDB::MissingNames missing;
+        EXPECT_EQ(0, VGDB::GetMissingSql(path, VGDB::GetSqlFile(path), sql, missing)) << path;
+        EXPECT_EQ("", sql) << path;
+    }
+}
+
+TEST_P(SampleSystem, IsLeftAloneByASecondUpgrade) {
+    ASSERT_EQ(0, Upgrade()) << Log();
+    const auto tables = Tables();
+    const auto files = Files();
+    ASSERT_EQ(0, Upgrade()) << Log();
+    for (const auto& [table, rows] : Tables())
+        EXPECT_EQ(tables.at(table), rows) << table;
+    EXPECT_EQ(files, Files());
+}
+
+// What no migration is about: who records what, and what has been recorded.
+TEST_P(SampleSystem, KeepsItsRecordingsAndNames) {
+    const std::pair<DB_INSTANCE, const char*> queries[] = {
+        {DB_SYSTEM, "SELECT id, name, vendor, mobile_resolution FROM camera"},
+        {DB_SYSTEM,
+         "SELECT id, name, camera_id, stream_profile, pre_rec_time, post_rec_time FROM iva_setting"},
+        {DB_SYSTEM, "SELECT id, name, privprofileid FROM account"},
+        {DB_SYSTEM, "SELECT id, emap_id, position FROM emapitem"},
+        {DB_RECORDING, "SELECT id, camera_id, start_time, stop_time, path FROM recording"},
+        {DB_RECORDING, "SELECT id, camera_id, event_type, start_time, stop_time, path FROM event"},
+        {DB_SNAPSHOT, "SELECT id, camera_id, create_time, path FROM snapshot"},
+        {DB_AXISACSEVTLOG, "SELECT * FROM axisacsevtlog"},
+        {DB_LOG, "SELECT id, log_type, user, item_id, params, log_time FROM log WHERE id <= 4"},
+    };
+    std::vector<std::string> before;
+    for (const auto& [db, query] : queries)
+        before.push_back(Rows(db, query));
+    ASSERT_EQ(0, Upgrade()) << Log();
+    for (size_t i = 0; i < std::size(queries); ++i) {
+        EXPECT_NE("", before[i]) << queries[i].second;
+        EXPECT_EQ(before[i], Rows(queries[i].first, queries[i].second)) << queries[i].second;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OfBuild, SampleSystem, testing::Values("6500", "3000", "2300"),
+                         [](const auto& build) { return std::string(build.param); });
+
+}  // namespace
