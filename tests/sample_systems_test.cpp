@@ -73,20 +73,26 @@ TEST_P(SampleSystem, IsLeftAloneByTheNextUpgrade) {
     EXPECT_EQ(files, Files());
 }
 
-// As when somebody runs the command by hand again. Only old profiles are not left alone: the first run has
-// ended by renumbering their levels, by which the masks of operations go, and by adding the admin profile,
-// which gets its row of denied cameras now. The strings of operations, which count, were made once and stay.
+// As when somebody runs the command by hand again.
 TEST_P(SampleSystem, IsLeftAloneByTheSameUpgrade) {
+    // But from an old build: the first run has ended by renumbering the levels of profiles, by which the
+    // masks of operations go, and by adding the admin profile, which gets its row of denied cameras only now;
+    // and it has counted the log before its own entries. The strings of operations were made from the masks
+    // once and stay.
+    std::set<std::string> mayDiffer;
+    if (GetParam() != std::string("6500"))
+        mayDiffer = {"0 privilegeprofile", "0 privilegepercamera", "5 logcnt", "5 logeventcnt"};
     const std::string profiles = "SELECT id, name, privilege, ina_adv_operator FROM privilegeprofile";
-    const bool oldProfiles = GetParam() != std::string("6500");
+
     ASSERT_EQ(0, Upgrade()) << Log();
     const auto tables = Tables();
     const auto files = Files();
     const std::string strings = Rows(DB_SYSTEM, profiles);
     ASSERT_EQ(0, Upgrade()) << Log();
     for (const auto& [table, rows] : Tables()) {
-        if (!oldProfiles || (table != "0 privilegeprofile" && table != "0 privilegepercamera"))
+        if (!mayDiffer.contains(table)) {
             EXPECT_EQ(tables.at(table), rows) << table;
+        }
     }
     EXPECT_EQ(files, Files());
     EXPECT_EQ(strings, Rows(DB_SYSTEM, profiles));
