@@ -38,7 +38,8 @@ class Walk : public SystemTree {
 protected:
     int Run(const std::vector<UpgradeEntry>& table, uint32_t build) {
         g_ran.clear();
-        return DoAction(table.data(), build);
+        UpgradeRecord record(build);
+        return DoAction(table.data(), build, record);
     }
 };
 

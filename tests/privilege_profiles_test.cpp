@@ -387,7 +387,8 @@ protected:
             UpdatePrivAdvOper,
         };
         InstallSchemaFiles();
-        RepairSchema();
+        UpgradeRecord record(oldBuild);
+        RepairSchema(record);
         for (const UpgradeEntry& entry : MigrationRegistry) {
             const bool due = entry.threshold == 0 || oldBuild < entry.threshold;
             if (!due || std::find(functions.begin(), functions.end(), entry.function) == functions.end())

@@ -2,18 +2,20 @@
 
 #include <exception>
 
-#include "platform/userlog/vglog.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/log.h"
 #include "upgrader/missing_schema.h"
 
 namespace {
 
-int RepairDatabase(const std::string& path, VGDB::MissingNames& missing) {
+int RepairDatabase(DB_INSTANCE db, const std::string& path, UpgradeRecord& record) {
     const std::string sqlFile = VGDB::GetSqlFile(path);
+    VGDB::MissingNames& missing = g_missingSchema[static_cast<size_t>(db)];
     std::string sql;
     if (VGDB::GetMissingSql(path, sqlFile, sql, missing))
         return -1;
+    if (!sql.empty())
+        record.NoteMissing(db, missing);
     return VGDB::Executep(path, sql, nullptr, false, true, true, true, {});
 }
 
@@ -24,34 +26,35 @@ bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild) {
 // A migration reports by its result; what it throws all the same (no memory left) is its failure, not the
 // upgrade's.
 int RunMigration(const UpgradeEntry& entry) {
-    int result = -1;
     try {
-        result = entry.function();
+        return entry.function();
     } catch (const std::exception& error) {
         UPG_LOG("Migration ended by an exception: %s\n", error.what());
+        return -1;
     }
-    (void)VGLogFlush();  // costs log entries, not the migration; logged there
-    return result;
 }
 
 }  // namespace
 
-void RepairSchema() {
-    g_missingSchema.resize(DB_INSTANCE_COUNT);
-    for (int db = 0; db < DB_INSTANCE_COUNT; ++db) {
-        const std::string path = VGDB::GetDBPath(static_cast<DB_INSTANCE>(db));
-        if (RepairDatabase(path, g_missingSchema[static_cast<size_t>(db)]))
+void RepairSchema(UpgradeRecord& record) {
+    for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
+        const auto db = static_cast<DB_INSTANCE>(number);
+        const std::string path = VGDB::GetDBPath(db);
+        if (RepairDatabase(db, path, record))
             UPG_LOG("Failed to repair missing schema of %s\n", path.c_str());
     }
 }
 
-int DoAction(const UpgradeEntry* table, uint32_t oldBuild) {
-    int overall = 0;
-    for (int i = 0; table[i].function; ++i) {
+int DoAction(const UpgradeEntry* table, uint32_t oldBuild, UpgradeRecord& record) {
+    int overall = record.Result();
+    for (int i = record.NextRow(); table[i].function; ++i) {
         const UpgradeEntry& entry = table[i];
         if (!IsDue(entry, oldBuild))
             continue;
-        if (RunMigration(entry) < 0) {
+        record.BeginUnit(i);
+        const bool failed = RunMigration(entry) < 0;
+        const bool lost = record.CommitUnit(i, failed ? -1 : overall) < 0;
+        if (failed || lost) {
             UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", i, entry.threshold,
                     reinterpret_cast<void*>(entry.function));
             overall = -1;

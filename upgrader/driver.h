@@ -4,11 +4,12 @@
 #include <cstdint>
 
 #include "upgrader/registry.h"
+#include "upgrader/upgrade_record.h"
 
 // Repairs the schema of the 17 databases: creates what the schema files declare and the databases lack, and
 // notes in g_missingSchema what that was. A database that cannot be repaired is logged and left.
-void RepairSchema();
+void RepairSchema(UpgradeRecord& record);
 
-// Runs the rows of the table that the old build calls for, in table order, and never stops at a failure.
-// Returns 0, or -1 when at least one migration failed.
-int DoAction(const UpgradeEntry* table, uint32_t oldBuild);
+// Runs the rows of the table that the old build calls for, in table order, from the record's row on, each as
+// one unit; never stops at a failure. Returns 0, or -1 when at least one migration failed.
+int DoAction(const UpgradeEntry* table, uint32_t oldBuild, UpgradeRecord& record);

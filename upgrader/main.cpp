@@ -3,9 +3,10 @@
 //   1. Parse the build number of the package that was installed before, and log it.
 //   2. Wait for another upgrade of the same package tree.
 //   3. Tell the data access whether the system is in non-rec mode.
-//   4. Repair the schema of the 17 databases.
-//   5. Run the migrations that the old build never had.
-//   6. Stamp the package version into settings.conf.
+//   4. Finish what an interrupted upgrade left.
+//   5. Repair the schema of the 17 databases.
+//   6. Run the migrations that the old build never had.
+//   7. Stamp the package version into settings.conf.
 //
 // Exit status: 0; 1 without an argument; 255 (-1) when a migration failed or another upgrade does not end.
 
@@ -18,7 +19,10 @@
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/driver.h"
 #include "upgrader/log.h"
+#include "upgrader/missing_schema.h"
+#include "upgrader/registry.h"
 #include "upgrader/upgrade_lock.h"
+#include "upgrader/upgrade_record.h"
 
 namespace {
 
@@ -44,9 +48,13 @@ int main(int argc, char* argv[]) {
         return -1;
 
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
-    RepairSchema();
-    const int result = DoAction(MigrationRegistry, oldBuild);
+    g_missingSchema.resize(DB_INSTANCE_COUNT);
+    UpgradeRecord record(oldBuild);
+    record.Recover();
+    RepairSchema(record);
+    const int result = DoAction(MigrationRegistry, oldBuild, record);
     (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgVersion(true));  // logged by the library
+    record.Close();
     VGDB::CloseAll();
     return result;
 }

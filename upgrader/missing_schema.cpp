@@ -1,6 +1,6 @@
 #include "upgrader/missing_schema.h"
 
-std::vector<VGDB::MissingNames> g_missingSchema;
+std::vector<VGDB::MissingNames> g_missingSchema(DB_INSTANCE_COUNT);
 
 bool WasSchemaMissing(DB_INSTANCE db, const std::string& table, const std::string& column, LogSite site) {
     if (static_cast<size_t>(db) >= g_missingSchema.size())

@@ -22,8 +22,8 @@ public:
     // The filter of a type, its default when none is set.
     int GetFilterSettingByType(VG_NOTIFY_TYPE type) const;
 
-    // Sets a filter, on disk after Save(). A number that is no type is left out; a type that has the filter by its
-    // default stays absent.
+    // Sets a filter, on disk after Save(). A number that is no type is left out; a type that has the filter
+    // by its default stays absent.
     void SetFilterSettingByType(VG_NOTIFY_TYPE type, int filter);
 
     // Writes the filters that differ from what was read. Returns 0 when they are on disk.

@@ -5,8 +5,10 @@
 //   4. read and edit again: the file may have changed before the lock was there
 //   5. prepare the new file beside the old one: complete, with its mode and owner, flushed
 //   6. put it in place: rename, flush the folder
+// In a unit, step 6 gives the new file a name of the unit's, under which it waits for the unit's end.
 #include "platform/settings/file_rewrite.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -16,6 +18,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <map>
+#include <optional>
 #include <utility>
 
 #include "platform/log/library_log.h"
@@ -150,11 +154,18 @@ bool Lock(const FilePlace& place, FileDescriptor& file) {
     return false;
 }
 
+bool Flush(int fd) {
+    return RetryInterrupted([&] { return fsync(fd); }) == 0;
+}
+
 // The new content of a file, beside it under a temporary name until it is put in place.
 class PreparedFile {
 public:
-    explicit PreparedFile(const FilePlace& place)
-        : place_(place), temporaryName_(place.name + std::string(kTemporarySuffix)) {}
+    // The file will stand in the folder of the place, under the given name.
+    PreparedFile(const FilePlace& place, std::string finalName)
+        : place_(place),
+          finalName_(std::move(finalName)),
+          temporaryName_(place.name + std::string(kTemporarySuffix)) {}
     PreparedFile(const PreparedFile&) = delete;
     PreparedFile& operator=(const PreparedFile&) = delete;
     ~PreparedFile() { Discard(); }
@@ -168,9 +179,9 @@ public:
         return false;
     }
 
-    // Makes the prepared file the one that stands at the place, for good.
+    // Gives the prepared file its name, for good.
     bool PutInPlace() {
-        if (IsOurs() && renameat(Folder(), temporaryName_.c_str(), Folder(), place_.name.c_str()) == 0) {
+        if (IsOurs() && renameat(Folder(), temporaryName_.c_str(), Folder(), finalName_.c_str()) == 0) {
             file_ = FileDescriptor();
             if (Flush(Folder()))
                 return true;
@@ -213,10 +224,6 @@ private:
         return fchmod(file_.get(), old.st_mode & 07777) == 0;
     }
 
-    static bool Flush(int fd) {
-        return RetryInterrupted([&] { return fsync(fd); }) == 0;
-    }
-
     // False when something that does not know of the lock has put another file under the temporary name.
     bool IsOurs() const {
         struct stat own {};
@@ -236,13 +243,73 @@ private:
     }
 
     const FilePlace& place_;
+    std::string finalName_;
     std::string temporaryName_;
     FileDescriptor file_;  // open from the creation to the renaming
 };
 
+// A file that waits for the end of the unit, and its lock.
+struct WaitingFile {
+    FilePlace place;
+    FileDescriptor lock;
+    std::string content;  // what the file will hold
+};
+
+struct Unit {
+    std::string tag;
+    std::map<std::string, WaitingFile> files;  // by the path that callers use
+};
+
+std::optional<Unit>& OpenUnit() {
+    static std::optional<Unit> unit;
+    return unit;
+}
+
+// The file as the open unit has prepared it; null when it has not, or there is no unit.
+WaitingFile* FindWaiting(const std::string& path) {
+    auto& unit = OpenUnit();
+    if (!unit)
+        return nullptr;
+    const auto found = unit->files.find(path);
+    return found != unit->files.end() ? &found->second : nullptr;
+}
+
+constexpr std::string_view kUnitSuffix = ".vgunit-";
+
+std::string WaitingName(const FilePlace& place, const std::string& tag) {
+    return place.name + std::string(kUnitSuffix) + tag;
+}
+
+// Finds and locks the file and reads it again under the lock.
+bool LockAndRead(const std::string& path, WaitingFile& file) {
+    return FindPlace(path, file.place) && Lock(file.place, file.lock) &&
+           (!file.lock || ReadAll(file.lock.get(), file.place.path, file.content));
+}
+
+bool Replace(WaitingFile& file, std::string content, const std::string& finalName) {
+    PreparedFile prepared(file.place, finalName);
+    if (!prepared.Prepare(content, file.lock) || !prepared.PutInPlace())
+        return false;
+    file.content = std::move(content);
+    return true;
+}
+
+bool RenameWaiting(const FilePlace& place, const std::string& tag) {
+    const int folder = place.folder.get();
+    if (renameat(folder, WaitingName(place, tag).c_str(), folder, place.name.c_str()) == 0 && Flush(folder))
+        return true;
+    if (errno != ENOENT)
+        VG_LIB_LOG("Failed to replace %s, %s.\n", place.path.c_str(), std::strerror(errno));
+    return false;
+}
+
 }  // namespace
 
 FileRead ReadWholeFile(const std::string& path, std::string& content) {
+    if (const WaitingFile* const waiting = FindWaiting(path)) {
+        content = waiting->content;
+        return FileRead::kRead;
+    }
     content.clear();
     const FileDescriptor file(open(path.c_str(), kReadFlags));
     if (file)
@@ -260,17 +327,74 @@ int RewriteFile(const std::string& path, const FileEdit& edit) {
     if (edit(content) == content)
         return 0;
 
-    FilePlace place;
-    FileDescriptor file;
-    if (!FindPlace(path, place) || !Lock(place, file))
+    auto& unit = OpenUnit();
+    WaitingFile fresh;
+    WaitingFile* file = &fresh;
+    if (WaitingFile* const waiting = FindWaiting(path))
+        file = waiting;
+    else if (!LockAndRead(path, fresh))
         return -1;
-    content.clear();
-    if (file && !ReadAll(file.get(), place.path, content))
-        return -1;
-    const std::string newContent = edit(content);
-    if (newContent == content)
+    std::string edited = edit(file->content);
+    if (edited == file->content)
         return 0;
+    if (!Replace(*file, std::move(edited), unit ? WaitingName(file->place, unit->tag) : file->place.name))
+        return -1;
+    if (unit && file == &fresh)
+        unit->files.emplace(path, std::move(fresh));
+    return 0;
+}
 
-    PreparedFile prepared(place);
-    return prepared.Prepare(newContent, file) && prepared.PutInPlace() ? 0 : -1;
+void FileUnit::Begin(const std::string& tag) {
+    Discard();
+    OpenUnit().emplace().tag = tag;
+}
+
+std::vector<std::string> FileUnit::Paths() {
+    std::vector<std::string> paths;
+    if (const auto& unit = OpenUnit())
+        for (const auto& [path, file] : unit->files)
+            paths.push_back(path);
+    return paths;
+}
+
+int FileUnit::PutInPlace() {
+    const std::optional<Unit> unit = std::exchange(OpenUnit(), std::nullopt);
+    int result = 0;
+    if (unit)
+        for (const auto& [path, file] : unit->files)
+            if (!RenameWaiting(file.place, unit->tag))
+                result = -1;
+    return result;
+}
+
+void FileUnit::Discard() {
+    const std::optional<Unit> unit = std::exchange(OpenUnit(), std::nullopt);
+    if (unit)
+        for (const auto& [path, file] : unit->files)
+            unlinkat(file.place.folder.get(), WaitingName(file.place, unit->tag).c_str(), 0);
+}
+
+int FileUnit::Finish(const std::string& path, const std::string& tag) {
+    FilePlace place;
+    if (!FindPlace(path, place))
+        return -1;
+    // Gone when the rename was done before the interruption.
+    return RenameWaiting(place, tag) || errno == ENOENT ? 0 : -1;
+}
+
+void FileUnit::RemoveLeftovers(const std::string& path) {
+    FilePlace place;
+    if (access(path.substr(0, path.rfind('/')).c_str(), F_OK) != 0 || !FindPlace(path, place))
+        return;
+    const int folder = dup(place.folder.get());
+    DIR* const entries = fdopendir(folder);
+    if (!entries) {
+        close(folder);
+        return;
+    }
+    const std::string waiting = place.name + std::string(kUnitSuffix);
+    while (const dirent* const entry = readdir(entries))
+        if (std::string_view(entry->d_name).starts_with(waiting))
+            unlinkat(place.folder.get(), entry->d_name, 0);
+    closedir(entries);
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 enum class FileRead { kRead, kMissing, kFailed };
 
@@ -25,3 +26,30 @@ using FileEdit = std::function<std::string(std::string_view)>;
 // latter only after it has reached the disk; a temporary file that a killed process has left is removed by
 // the next replacement. Nothing is written, locked or touched when the edit changes nothing.
 [[nodiscard]] int RewriteFile(const std::string& path, const FileEdit& edit);
+
+// Replacements that take effect together with something else, such as the commit of a database. While a unit
+// is open, RewriteFile prepares the new file completely and flushed, under a name of the unit's, and keeps
+// the lock; ReadWholeFile gives what was prepared. The tag tells the units of one program apart.
+namespace FileUnit {
+
+// Opens a unit; what an open one had prepared is discarded.
+void Begin(const std::string& tag);
+
+// The files that the open unit has prepared.
+std::vector<std::string> Paths();
+
+// Ends the unit: every prepared file becomes the one that stands. Returns -1 when one cannot (logged); the
+// others do all the same.
+[[nodiscard]] int PutInPlace();
+
+// Ends the unit as if nothing had been prepared.
+void Discard();
+
+// After an interruption: puts the file in place that a unit had prepared, if that has not been done. Returns
+// -1 when it cannot be (logged).
+[[nodiscard]] int Finish(const std::string& path, const std::string& tag);
+
+// After an interruption: removes what units had prepared for the file that never took effect.
+void RemoveLeftovers(const std::string& path);
+
+}  // namespace FileUnit

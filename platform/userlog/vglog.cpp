@@ -11,12 +11,12 @@ namespace {
 
 // Rows of one INSERT. To prepare a statement costs more than to insert a row; a statement of all rows would
 // cost SQLite memory for all of them at once.
-constexpr int kRowsPerInsert = 200;
+constexpr size_t kRowsPerInsert = 200;
 
-// The statements of the entries noted since the last flush.
+// The entries noted since the last flush: the rows of one INSERT each.
 struct Noted {
-    std::string sql;
-    int rows = 0;
+    std::vector<std::string> inserts;
+    size_t rows = 0;
 };
 
 Noted& NotedEntries() {
@@ -40,18 +40,23 @@ void VGLog(int logType, const std::string& user, int itemId, const std::vector<s
                      VGDB::QuoteEscape(ParamsToJson(params)).c_str(), dsId,
                      static_cast<long long>(std::time(nullptr)), extra);
     Noted& noted = NotedEntries();
-    if (noted.rows % kRowsPerInsert != 0) {
-        noted.sql += ",\n";
-    } else {
-        if (noted.rows > 0)
-            noted.sql += ";\n";
-        noted.sql += "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra) VALUES\n";
-    }
-    noted.sql += values;
-    ++noted.rows;
+    if (noted.rows++ % kRowsPerInsert == 0)
+        noted.inserts.push_back(values);
+    else
+        noted.inserts.back() += ",\n" + values;
 }
 
 int VGLogFlush() {
-    std::string sql = std::exchange(NotedEntries(), {}).sql;
-    return sql.empty() ? 0 : VGDB::Execute(DB_LOG, std::move(sql));
+    std::vector<std::string> inserts = std::exchange(NotedEntries(), {}).inserts;
+    if (inserts.empty())
+        return 0;
+    std::string schema;
+    const DB_INSTANCE db = VGDB::JoinUnit(DB_LOG, schema) == 0 ? DB_SYSTEM : DB_LOG;
+    std::string sql;
+    for (std::string& rows : inserts) {
+        sql += "INSERT INTO " + schema +
+               "log(log_type, user, item_id, params, ds_id, log_time, extra) VALUES\n" + rows + ";\n";
+        rows = {};
+    }
+    return VGDB::Execute(db, std::move(sql));
 }

@@ -15,6 +15,7 @@
 void VGLog(int logType, const std::string& user, int itemId, const std::vector<std::string>& params, int dsId,
            long extra);
 
-// Writes what was noted, in one transaction, and forgets it. Returns 0 on success or when there was nothing;
-// a failure is logged here and costs the entries.
+// Writes what was noted, in one transaction (that of the main database while a unit is open, see
+// VGDB::JoinUnit), and forgets it. Returns 0 on success or when there was nothing; a failure is logged here
+// and costs the entries.
 int VGLogFlush();

@@ -7,6 +7,7 @@
 
 #include "platform/log/library_log.h"
 #include "platform/vgdb/result.h"
+#include "platform/vgdb/vgdb.h"
 
 namespace {
 
@@ -17,30 +18,12 @@ constexpr int kBusyAgainTimeoutMs = 500;
 
 constexpr size_t kShownOfStatement = 200;
 
+bool g_unitIsOpen = false;
+
 std::map<std::string, Connection>& Connections() {
     static std::map<std::string, Connection> connections;
     return connections;
 }
-
-// The transaction of one call: the outermost one, or a savepoint of what is open already.
-class CallTransaction {
-public:
-    explicit CallTransaction(sqlite3* db) : m_db(db), m_nested(sqlite3_get_autocommit(db) == 0) {}
-
-    int Begin() { return Exec(m_nested ? "SAVEPOINT vgdb_call" : "BEGIN IMMEDIATE"); }
-    int Commit() { return Exec(m_nested ? "RELEASE vgdb_call" : "COMMIT"); }
-    void Rollback() {
-        // After some failures (disk full, no memory) SQLite has rolled back on its own.
-        if (sqlite3_get_autocommit(m_db) == 0)
-            Exec(m_nested ? "ROLLBACK TO vgdb_call; RELEASE vgdb_call" : "ROLLBACK");
-    }
-
-private:
-    int Exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr); }
-
-    sqlite3* m_db;
-    bool m_nested;
-};
 
 int BindParams(const Statement& statement, std::list<std::string>::const_iterator& param,
                const std::list<std::string>::const_iterator& end) {
@@ -97,6 +80,13 @@ Connection& Connection::To(const std::string& path) {
     return Connections().try_emplace(path, path).first->second;
 }
 
+std::vector<Connection*> AllConnections() {
+    std::vector<Connection*> all;
+    for (auto& [path, connection] : Connections())
+        all.push_back(&connection);
+    return all;
+}
+
 void CloseAllConnections() { Connections().clear(); }
 
 sqlite3* Connection::Handle() {
@@ -147,17 +137,7 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
     if (kind == TextKind::Query) {
         code = RunStatements(sql.c_str(), result ? &rows : nullptr, params);
     } else if (kind == TextKind::Script) {
-        CallTransaction transaction(db);
-        code = transaction.Begin();
-        if (code != SQLITE_OK) {
-            LogFailure("Execute", sql.c_str());
-        } else {
-            code = RunStatements(sql.c_str(), result ? &rows : nullptr, params);
-            if (code == SQLITE_OK && (code = transaction.Commit()) != SQLITE_OK)
-                LogFailure("Commit", sql.c_str());
-            if (code != SQLITE_OK)
-                transaction.Rollback();
-        }
+        code = RunInTransaction(sql.c_str(), result ? &rows : nullptr, params);
     }
     if (code != SQLITE_OK) {
         GrowImpatient(code);
@@ -166,6 +146,24 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
     if (result)
         *result = rows ? rows.release() : new DBResult_tag;
     return 0;
+}
+
+int Connection::RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
+                                 const std::list<std::string>& params) {
+    int code = g_unitIsOpen && !m_inUnit ? BeginUnitTransaction() : SQLITE_OK;
+    if (code == SQLITE_OK)
+        code = Exec(m_inUnit ? "SAVEPOINT call" : "BEGIN IMMEDIATE");
+    if (code != SQLITE_OK)
+        return code;
+    code = RunStatements(sql, rows, params);
+    if (code == SQLITE_OK)
+        code = Exec(m_inUnit ? "RELEASE call" : "COMMIT");
+    // After some failures (disk full, no memory) SQLite has rolled everything back on its own.
+    const bool lost = sqlite3_get_autocommit(m_db.get()) != 0;
+    if (code != SQLITE_OK && !lost)
+        (void)Exec(m_inUnit ? "ROLLBACK TO call; RELEASE call" : "ROLLBACK");
+    m_unitLost = m_unitLost || (m_inUnit && lost);
+    return code;
 }
 
 int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
@@ -188,14 +186,72 @@ int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* ro
     return SQLITE_OK;
 }
 
-int Connection::RunAlone(const char* sql) {
-    sqlite3* const db = Handle();
-    if (!db)
-        return -1;
-    const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    if (code == SQLITE_OK)
+void Connection::SetUnitOpen(bool open) { g_unitIsOpen = open; }
+
+bool Connection::IsUnitOpen() { return g_unitIsOpen; }
+
+int Connection::Exec(const std::string& sql) {
+    const int code = sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK)
+        LogFailure("Execute", sql.c_str());
+    return code;
+}
+
+int Connection::Attach(const std::string& path, const std::string& schema) {
+    if (std::find(m_attached.begin(), m_attached.end(), schema) != m_attached.end())
         return 0;
-    LogFailure("Execute", sql);
+    if (!Handle() || (!m_inUnit && BeginUnitTransaction() != SQLITE_OK) ||
+        Exec("ATTACH " + VGDB::QuoteEscape(path) + " AS " + schema) != SQLITE_OK)
+        return -1;
+    m_attached.push_back(schema);
+    return 0;
+}
+
+int Connection::SchemaVersion() const {
+    Statement version;
+    return version.Prepare(m_db.get(), "PRAGMA schema_version") == SQLITE_OK && version.Step() == SQLITE_ROW
+               ? version.Int(0)
+               : 0;
+}
+
+int Connection::BeginUnitTransaction() {
+    if (const int code = Exec("BEGIN IMMEDIATE"); code != SQLITE_OK)
+        return code;
+    m_inUnit = true;
+    m_changesBefore = sqlite3_total_changes(m_db.get());
+    m_schemaBefore = SchemaVersion();
+    return SQLITE_OK;
+}
+
+bool Connection::HasUnitChanged() const {
+    return m_inUnit && (m_unitLost || sqlite3_total_changes(m_db.get()) != m_changesBefore ||
+                        SchemaVersion() != m_schemaBefore);
+}
+
+int Connection::CommitUnit() {
+    if (!m_inUnit)
+        return 0;
+    int code = m_unitLost ? SQLITE_ABORT : SQLITE_OK;
+    if (code == SQLITE_OK)
+        code = Exec("COMMIT");
+    RollbackUnit();
+    return code == SQLITE_OK ? 0 : -1;
+}
+
+void Connection::RollbackUnit() {
+    if (m_inUnit && sqlite3_get_autocommit(m_db.get()) == 0)
+        sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    m_inUnit = false;
+    m_unitLost = false;
+    for (const std::string& schema : m_attached)
+        (void)Exec("DETACH " + schema);  // goes with the connection at the latest
+    m_attached.clear();
+}
+
+int Connection::RunAlone(const char* sql) {
+    if (!Handle())
+        return -1;
+    const int code = Exec(sql);
     GrowImpatient(code);
-    return -1;
+    return code == SQLITE_OK ? 0 : -1;
 }

@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/vgdb/statement.h"
 
@@ -28,14 +29,38 @@ public:
     // Logs SQLite's text about the last failure, with the database and the beginning of the statement.
     void LogFailure(const char* function, const char* sql) const;
 
+    // Units: see VGDB::BeginUnit. The transaction of a unit begins with the first text that may write.
+    static void SetUnitOpen(bool open);
+    static bool IsUnitOpen();
+
+    // Makes another database a schema of this connection until the unit ends.
+    [[nodiscard]] int Attach(const std::string& path, const std::string& schema);
+    bool HasUnitChanged() const;
+    [[nodiscard]] int CommitUnit();
+    void RollbackUnit();
+
 private:
+    int BeginUnitTransaction();
+    int Exec(const std::string& sql);
+    int SchemaVersion() const;
+    int RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
+                         const std::list<std::string>& params);
     int RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
                       const std::list<std::string>& params);
     void GrowImpatient(int code);
 
     std::string m_path;
     SqliteHandle m_db;
+
+    bool m_inUnit = false;    // the transaction of a unit has begun
+    bool m_unitLost = false;  // SQLite has rolled it back on its own
+    int m_changesBefore = 0;  // rows changed, and version of the schema, when it began
+    int m_schemaBefore = 0;
+    std::vector<std::string> m_attached;  // schemas of other databases in the unit
 };
+
+// Every connection that has been used.
+std::vector<Connection*> AllConnections();
 
 // Closes every connection; the next use opens anew.
 void CloseAllConnections();
