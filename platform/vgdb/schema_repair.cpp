@@ -159,7 +159,7 @@ int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
         return -1;
     }
     sqlite3* db = nullptr;
-    const int opened = sqlite3_open(":memory:", &db);
+    const int opened = OpenSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &db);
     declared.reset(db);
     if (opened != SQLITE_OK || sqlite3_exec(db, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
         VG_LIB_LOG("Schema file %s: %s\n", sqlFile.c_str(), sqlite3_errmsg(db));
