@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <unordered_map>
 
-#include "platform/account/rows.h"
 #include "platform/support/strings.h"
+#include "platform/vgdb/rows.h"
 
 template <class Profile, class Visit>
 void PrivProfile::VisitColumns(Profile& profile, Visit&& visit) {
@@ -144,12 +144,13 @@ void SetAccess(IdSet& denied, int id, bool grant) {
 int PrivProfile::LoadList(const PrivProfileFilterRule& rule, std::list<PrivProfile>& profiles) {
     const std::string among = rule.ids.empty() ? "" : " IN (" + IdSet2String(rule.ids) + ")";
     const std::string byObject = among.empty() ? ";" : " WHERE privprofile_id" + among + ";";
-    Rows profileRows, cameraRows, doorRows;
+    DBRows profileRows, cameraRows, doorRows;
     if (QueryRows(
+            DB_SYSTEM,
             "SELECT * FROM privilegeprofile" + (among.empty() ? "" : " WHERE id" + among) + " ORDER BY id;",
             profileRows) ||
-        QueryRows("SELECT * FROM privilegepercamera" + byObject, cameraRows) ||
-        QueryRows("SELECT * FROM privilegeperdoor" + byObject, doorRows))
+        QueryRows(DB_SYSTEM, "SELECT * FROM privilegepercamera" + byObject, cameraRows) ||
+        QueryRows(DB_SYSTEM, "SELECT * FROM privilegeperdoor" + byObject, doorRows))
         return -1;
 
     profiles.clear();
@@ -160,7 +161,7 @@ int PrivProfile::LoadList(const PrivProfileFilterRule& rule, std::list<PrivProfi
         VisitColumns(profile, ReadColumn{profileRows.get(), row});
         byId[profile.m_id] = &profile;
     }
-    const auto find = [&byId](const Rows& rows, unsigned int row) {
+    const auto find = [&byId](const DBRows& rows, unsigned int row) {
         const auto found = byId.find(String2Int(VGDBFetchField(rows.get(), row, "privprofile_id")));
         return found == byId.end() ? nullptr : found->second;
     };

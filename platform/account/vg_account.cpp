@@ -1,12 +1,13 @@
 #include "platform/account/vg_account.h"
 
-#include "platform/account/rows.h"
 #include "platform/support/strings.h"
+#include "platform/vgdb/rows.h"
 
 std::list<VGAccount> GetAccList(const AccFilterRule& rule) {
     const std::string among = rule.ids.empty() ? "" : " WHERE id IN (" + IdSet2String(rule.ids) + ")";
-    Rows rows;
-    if (QueryRows("SELECT id, name, privprofileid, privprofileids FROM account" + among + " ORDER BY id;",
+    DBRows rows;
+    if (QueryRows(DB_SYSTEM,
+                  "SELECT id, name, privprofileid, privprofileids FROM account" + among + " ORDER BY id;",
                   rows))
         return {};
     std::list<VGAccount> accounts;

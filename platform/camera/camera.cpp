@@ -1,21 +1,14 @@
 #include "platform/camera/camera.h"
 
-#include <memory>
-
 #include "platform/support/strings.h"
-#include "platform/vgdb/vgdb.h"
+#include "platform/vgdb/rows.h"
 
 namespace {
 
 constexpr const char* kNameColumn = "name";
 constexpr const char* kNotifyScheduleColumn = "notifyschedule";
 
-struct FreeResult {
-    void operator()(DBResult_tag* result) const { VGDBFreeResult(result); }
-};
-using Rows = std::unique_ptr<DBResult_tag, FreeResult>;
-
-std::string Field(const Rows& rows, unsigned int row, const char* column) {
+std::string Field(const DBRows& rows, unsigned int row, const char* column) {
     const char* text = VGDBFetchField(rows.get(), row, column);
     return text ? text : "";
 }
@@ -42,10 +35,9 @@ int Camera::Save() const {
 
 int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras) {
     cameras.clear();
-    DBResult_tag* result = nullptr;
-    if (VGDB::Execute(DB_SYSTEM, ListQuery(rule), &result))
+    DBRows rows;
+    if (QueryRows(DB_SYSTEM, ListQuery(rule), rows))
         return -1;
-    const Rows rows(result);
     for (unsigned int row = 0; VGDBFetchRow(rows.get(), &row) == 0;) {
         const int id = String2Int(VGDBFetchField(rows.get(), row, "id"));
         if (cameras.empty() || cameras.back().GetId() != id)

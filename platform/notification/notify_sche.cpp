@@ -2,17 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "platform/support/strings.h"
-#include "platform/vgdb/vgdb.h"
+#include "platform/vgdb/rows.h"
 
 namespace {
-
-struct FreeResult {
-    void operator()(DBResult_tag* result) const { VGDBFreeResult(result); }
-};
 
 // The types that have a bit in the string of a group, in the order of their bits.
 std::vector<size_t> TypesInGroupString(int group) {
@@ -32,15 +27,14 @@ int NotifySche::Reload(bool /*reserved*/) {
     const std::string sql = StringPrintf(
         "SELECT event_type, schedule FROM notificationschedule WHERE event_type BETWEEN 0 AND %d;",
         NOTIFY_TYPE_COUNT - 1);
-    DBResult_tag* rows = nullptr;
-    if (VGDB::Execute(DB_SYSTEM, sql, &rows))
+    DBRows rows;
+    if (QueryRows(DB_SYSTEM, sql, rows))
         return -1;
-    const std::unique_ptr<DBResult_tag, FreeResult> owner(rows);
 
     Weeks weeks;
-    for (unsigned int row = 0; VGDBFetchRow(rows, &row) == 0;) {
-        const auto type = static_cast<size_t>(String2Int(VGDBFetchField(rows, row, "event_type")));
-        const char* schedule = VGDBFetchField(rows, row, "schedule");
+    for (unsigned int row = 0; VGDBFetchRow(rows.get(), &row) == 0;) {
+        const auto type = static_cast<size_t>(String2Int(VGDBFetchField(rows.get(), row, "event_type")));
+        const char* schedule = VGDBFetchField(rows.get(), row, "schedule");
         Week& week = weeks[type];
         const size_t length = schedule ? strnlen(schedule, week.size()) : 0;
         for (size_t slot = 0; slot < length; ++slot)

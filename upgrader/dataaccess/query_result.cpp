@@ -17,11 +17,11 @@ long long QueryResult::Int64(const char* column) const {
 }
 
 int QuerySql(DB_INSTANCE db, const std::string& sql, QueryResult& rows, const char* failure, LogSite site) {
-    DBResult_tag* result = nullptr;
-    if (VGDB::Execute(db, sql, &result)) {
+    DBRows result;
+    if (QueryRows(db, sql, result)) {
         LogMessage(site, failure, sql.c_str());
         return -1;
     }
-    rows = QueryResult(result);
+    rows = QueryResult(std::move(result));
     return 0;
 }

@@ -1,10 +1,10 @@
-// One owner for a query's result: nothing else in the program calls the fetch and free functions.
+// A query's rows: nothing else in the program calls the fetch and free functions.
 #pragma once
 
 #include <string>
 #include <utility>
 
-#include "platform/vgdb/vgdb.h"
+#include "platform/vgdb/rows.h"
 #include "upgrader/log.h"
 
 // The rows of a query. Starts before the first row:
@@ -17,24 +17,16 @@
 class QueryResult {
 public:
     QueryResult() = default;
-    explicit QueryResult(DBResult_tag* result) : m_result(result) {}
-    QueryResult(QueryResult&& other) noexcept
-        : m_result(std::exchange(other.m_result, nullptr)), m_row(other.m_row) {}
-    QueryResult& operator=(QueryResult&& other) noexcept {
-        std::swap(m_result, other.m_result);
-        std::swap(m_row, other.m_row);
-        return *this;
-    }
-    ~QueryResult() { VGDBFreeResult(m_result); }
+    explicit QueryResult(DBRows rows) : m_rows(std::move(rows)) {}
 
     // Advances to the next row; false when none is left.
-    bool Next() { return m_result && VGDBFetchRow(m_result, &m_row) == 0; }
+    bool Next() { return m_rows && VGDBFetchRow(m_rows.get(), &m_row) == 0; }
 
-    int NumRows() const { return m_result ? VGDBNumRows(m_result) : 0; }
+    int NumRows() const { return VGDBNumRows(m_rows.get()); }
 
     // The field of the current row; null when it is NULL or there is no such column. Lives as long as the
     // rows.
-    const char* Text(const char* column) const { return VGDBFetchField(m_result, m_row, column); }
+    const char* Text(const char* column) const { return VGDBFetchField(m_rows.get(), m_row, column); }
 
     // The field as a string, '' when it is NULL.
     std::string String(const char* column) const;
@@ -45,10 +37,10 @@ public:
     // The same in 64 bits.
     long long Int64(const char* column) const;
 
-    bool Bool(const char* column) const { return VGDB::FetchFieldAsBool(m_result, m_row, column); }
+    bool Bool(const char* column) const { return VGDB::FetchFieldAsBool(m_rows.get(), m_row, column); }
 
 private:
-    DBResult_tag* m_result = nullptr;
+    DBRows m_rows;
     unsigned int m_row = 0;
 };
 
