@@ -84,6 +84,7 @@ void UpgradeRecord::Recover() {
         return;  // files that a unit has prepared stay for the time when the record can be read
     }
     FinishUnit(facts);
+    VGDB::RecoverJoined(DB_LOG);
     for (const std::string_view path : kSettingsFiles)
         FileUnit::RemoveLeftovers(SysPath(path));
     m_exists = count != "0";
@@ -157,6 +158,7 @@ int UpgradeRecord::CommitUnit(int row, int result) {
     if (VGDB::CommitUnit()) {
         m_exists = existed;
         FileUnit::Discard();
+        VGDB::RecoverJoined(DB_LOG);
         return -1;
     }
     return FileUnit::PutInPlace();

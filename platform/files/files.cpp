@@ -215,12 +215,17 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
         return -1;
     }
     int result = 0;
+    bool removed = false;
     for (const std::string& name : names) {
         struct stat status {};
         if (!name.ends_with(suffix) || !files.Stat(name, status) || !S_ISREG(status.st_mode))
             continue;
-        if (unlinkat(files.Fd(), name.c_str(), 0) != 0)
+        if (unlinkat(files.Fd(), name.c_str(), 0) == 0)
+            removed = true;
+        else
             result = LogNotRemoved(files.PathOf(name));
     }
+    if (removed && !files.Sync())
+        result = LogNotFlushed(folder);
     return result;
 }

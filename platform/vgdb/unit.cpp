@@ -1,7 +1,9 @@
 // Units over all open connections.
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/vgdb/connection.h"
@@ -43,6 +45,20 @@ int VGDB::JoinUnit(DB_INSTANCE db, std::string& prefix) {
         return -1;
     prefix = schema + ".";
     return 0;
+}
+
+void VGDB::RecoverJoined(DB_INSTANCE db) {
+    // The first read of a database deals with its journal, which may still need the journal of both.
+    const char* const look = "SELECT 1 FROM sqlite_schema";
+    const std::string main = GetDBPath(DB_SYSTEM);
+    if (Connection::To(main).RunAlone(look) || Connection::To(GetDBPath(db)).RunAlone(look))
+        return;
+    const std::filesystem::path path = main;
+    const std::string ofBoth = path.filename().string() + "-mj";
+    std::error_code ignored;  // what stays does no harm: no journal names it any more
+    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), ignored))
+        if (entry.path().filename().string().starts_with(ofBoth))
+            std::filesystem::remove(entry.path(), ignored);
 }
 
 void VGDB::RollbackUnit() {

@@ -215,24 +215,38 @@ bool ParseUid(const std::string& text, unsigned int& uid) {
     return end != text.c_str();
 }
 
+int LoadNames(std::map<std::string, std::string>& names, const LogSite& site) {
+    QueryResult rows;
+    if (QuerySql(DB_SYSTEM, "SELECT id, name FROM privilegeprofile;", rows, kFailedToExecute, site))
+        return -1;
+    while (rows.Next())
+        names[rows.String("id")] = rows.String("name");
+    return 0;
+}
+
 // 3. Per-user profiles are named after their user, who may have been renamed since.
 int NameUserProfiles(LogSite site = LogSite::Here()) {
     QueryResult profiles;
     if (QuerySql(DB_SYSTEM, "SELECT custom_uid, id FROM privilegeprofile;", profiles, kFailedToExecute, site))
         return -1;
+    std::map<std::string, std::string> names;
     std::string batch;
     while (profiles.Next()) {
         unsigned int uid = 0;
         if (!ParseUid(profiles.String("custom_uid"), uid))
             continue;
+        if (names.empty() && LoadNames(names, site))
+            return -1;
         ORVAUSER* user = nullptr;
         if (SDKUser::UserGetByUID(uid, user)) {
             LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
             continue;
         }
-        // The name stands as the host gives it, unquoted.
-        batch += "UPDATE privilegeprofile SET name = 'custom_" + user->name +
-                 "' WHERE id = " + profiles.String("id") + ";";
+        // The name stands as the host gives it, unquoted. Writing the one that is there would only cost a
+        // flush.
+        if (names[profiles.String("id")] != "custom_" + user->name)
+            batch += "UPDATE privilegeprofile SET name = 'custom_" + user->name +
+                     "' WHERE id = " + profiles.String("id") + ";";
         SDKUser::UserFree(user);
     }
     return ExecuteSql(DB_SYSTEM, batch, kFailedToExecute, site);
