@@ -16,8 +16,10 @@
 #include <thread>
 #include <vector>
 
+#include "platform/host/paths.h"
 #include "platform/userlog/vglog.h"
 #include "tests/support/system_tree.h"
+#include "upgrader/disk_space.h"
 #include "upgrader/missing_schema.h"
 #include "upgrader/upgrade_lock.h"
 
@@ -190,6 +192,27 @@ TEST_F(Command, KeepsAWriteAheadLogModeAndLeavesNoJournal) {
     for (const auto& entry : fs::recursive_directory_iterator(Path("/var")))
         EXPECT_TRUE(entry.path().extension() == "" || entry.path().string().find(".db-") == std::string::npos)
             << entry.path();
+}
+
+TEST(DiskSpace, IsNeededForAJournalAndGrowthWhenMigrationsAreDue) {
+    const UpgradeEntry table[] = {{100, 0, A}, {0, 0, Always}, {0, 0, nullptr}};
+    EXPECT_EQ(0u, PeakNeed(table, 100, 1'000'000)) << "only the checks of every upgrade";
+    EXPECT_GE(PeakNeed(table, 99, 1'000'000'000'000), 2'000'000'000'000u);
+}
+
+// A sparse database that no disk has room for beside its journal.
+TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
+    CreateNewSystem();
+    const std::string path = VGDB::GetDBPath(DB_RECORDING);
+    const uint64_t size = uint64_t{1} << 43;
+    if (truncate(path.c_str(), static_cast<off_t>(size)) != 0)
+        GTEST_SKIP() << "no sparse files of that size here";
+    EXPECT_EQ(0, RunUpgrader("9748"));
+    EXPECT_EQ(1, CountInLog("(main): The file system of " + path + " may be too full: " +
+                            std::to_string(2 * size + (4 << 20)) + " bytes can be needed, "));
+    EXPECT_TRUE(fs::remove(Path(kPackageLog)));
+    EXPECT_EQ(0, RunUpgrader("9749"));
+    EXPECT_EQ(0, CountInLog("too full"));
 }
 
 // Another process upgrades the tree until it is told to end.

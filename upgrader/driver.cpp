@@ -19,10 +19,6 @@ int RepairDatabase(DB_INSTANCE db, const std::string& path, UpgradeRecord& recor
     return VGDB::Executep(path, sql, nullptr, false, true, true, true, {});
 }
 
-bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild) {
-    return entry.threshold == 0 || oldBuild < entry.threshold;
-}
-
 // A migration reports by its result; what it throws all the same (no memory left) is its failure, not the
 // upgrade's.
 int RunMigration(const UpgradeEntry& entry) {
@@ -35,6 +31,10 @@ int RunMigration(const UpgradeEntry& entry) {
 }
 
 }  // namespace
+
+bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild) {
+    return entry.threshold == 0 || oldBuild < entry.threshold;
+}
 
 void RepairSchema(UpgradeRecord& record) {
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {

@@ -6,6 +6,9 @@
 #include "upgrader/registry.h"
 #include "upgrader/upgrade_record.h"
 
+// Whether the row is to run: its threshold is 0 or lies above the old build.
+bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild);
+
 // Repairs the schema of the 17 databases: creates what the schema files declare and the databases lack, and
 // notes in g_missingSchema what that was. A database that cannot be repaired is logged and left.
 void RepairSchema(UpgradeRecord& record);

@@ -3,10 +3,11 @@
 //   1. Parse the build number of the package that was installed before, and log it.
 //   2. Wait for another upgrade of the same package tree.
 //   3. Tell the data access whether the system is in non-rec mode.
-//   4. Finish what an interrupted upgrade left.
-//   5. Repair the schema of the 17 databases.
-//   6. Run the migrations that the old build never had.
-//   7. Stamp the package version into settings.conf.
+//   4. Tell when the disk may be too full.
+//   5. Finish what an interrupted upgrade left.
+//   6. Repair the schema of the 17 databases.
+//   7. Run the migrations that the old build never had.
+//   8. Stamp the package version into settings.conf.
 //
 // Exit status: 0; 1 without an argument; 255 (-1) when a migration failed or another upgrade does not end.
 
@@ -17,6 +18,7 @@
 #include "platform/settings/settings.h"
 #include "platform/support/system.h"
 #include "platform/vgdb/vgdb.h"
+#include "upgrader/disk_space.h"
 #include "upgrader/driver.h"
 #include "upgrader/log.h"
 #include "upgrader/missing_schema.h"
@@ -48,6 +50,7 @@ int main(int argc, char* argv[]) {
         return -1;
 
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
+    CheckDiskSpace(MigrationRegistry, oldBuild);
     g_missingSchema.resize(DB_INSTANCE_COUNT);
     UpgradeRecord record(oldBuild);
     record.Recover();

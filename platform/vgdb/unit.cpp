@@ -56,9 +56,10 @@ void VGDB::RecoverJoined(DB_INSTANCE db) {
     const std::filesystem::path path = main;
     const std::string ofBoth = path.filename().string() + "-mj";
     std::error_code ignored;  // what stays does no harm: no journal names it any more
-    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path(), ignored))
-        if (entry.path().filename().string().starts_with(ofBoth))
-            std::filesystem::remove(entry.path(), ignored);
+    std::filesystem::directory_iterator entry(path.parent_path(), ignored);
+    for (; entry != std::filesystem::directory_iterator(); entry.increment(ignored))
+        if (entry->path().filename().string().starts_with(ofBoth))
+            std::filesystem::remove(entry->path(), ignored);
 }
 
 void VGDB::RollbackUnit() {
