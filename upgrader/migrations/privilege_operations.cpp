@@ -52,7 +52,8 @@ int UpdateManagerOperPriv() {
                            {"53084160", kOfSpectators}});           // bits 17, 19, 21, 24, 25
 }
 
-int UpdateIVAOperPriv() { return DenyOperations({{"3221225472", kOfSpectators}}); }  // bits 30, 31
+// Bits 30, 31.
+int UpdateIVAOperPriv() { return DenyOperations({{"3221225472", kOfSpectators}}); }
 
 int ExtendPrivAdvOper() {
     const std::string query =
@@ -78,13 +79,14 @@ int ExtendPrivAdvOper() {
 
 namespace migrations {
 
-int UpdateDelteRecPriv() { return DenyOperations({{"32", kOfSpectatorsOldForm}}); }  // bit 5
+// Bit 5.
+int UpdateDelteRecPriv() { return DenyOperations({{"32", kOfSpectatorsOldForm}}); }
 
-int UpdateDelAndEditSnapshotPriv() {
-    return DenyOperations({{"18432", kOfSpectatorsOldForm}});
-}  // bits 11, 14
+// Bits 11, 14.
+int UpdateDelAndEditSnapshotPriv() { return DenyOperations({{"18432", kOfSpectatorsOldForm}}); }
 
-int UpdateRecExportMountPriv() { return DenyOperations({{"98304", kOfSpectatorsOldForm}}); }  // bits 15, 16
+// Bits 15, 16.
+int UpdateRecExportMountPriv() { return DenyOperations({{"98304", kOfSpectatorsOldForm}}); }
 
 int UpdateManagerOperPriv() {
     return RunOnce("upgrade_manager_priv", kFailedToSetManagerFlag, once::UpdateManagerOperPriv);
@@ -95,16 +97,19 @@ int UpdateIVAOperPriv() {
     return RunOnce("upgrade_iva_priv", kFailedToSetManagerFlag, once::UpdateIVAOperPriv);
 }
 
-int UpdateDoorPriv() { return DenyOperations({{"30769145708544", kOfSpectators}}); }  // bits 34 to 41, 43, 44
+// Bits 34 to 41, 43, 44.
+int UpdateDoorPriv() { return DenyOperations({{"30769145708544", kOfSpectators}}); }
 
-int UpdateIntercomPriv() { return DenyOperations({{"562949953421312", kOfSpectators}}); }  // bit 49
+// Bit 49.
+int UpdateIntercomPriv() { return DenyOperations({{"562949953421312", kOfSpectators}}); }
 
 int UpdatePOSPriv() {
     return DenyOperations({{"105834591243206656", kOfSpectators},  // bits 51 to 54, 56
                            {"4503599627370496", kOfManagers}});    // bit 52
 }
 
-int UpdateHomeModePriv() { return DenyOperations({{"268435456", kOfBothOldForm}}); }  // bit 28
+// Bit 28.
+int UpdateHomeModePriv() { return DenyOperations({{"268435456", kOfBothOldForm}}); }
 
 // Bit 52 was denied to every manager; the default manager gets it back. It is set before it is subtracted, so
 // that the statement clears it whatever its state.
