@@ -1,0 +1,128 @@
+#include "tests/faults/scenarios.h"
+
+#include <algorithm>
+#include <csignal>
+#include <random>
+#include <set>
+
+#include "tests/faults/allowed.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kFailed = 255;
+constexpr int kPowerCutsPerCall = 3;
+
+bool IsExit(const ProcessEnd& end, int code) {
+    return end.how == ProcessEnd::How::Exited && end.code == code;
+}
+
+bool IsKilled(const ProcessEnd& end) { return end.how == ProcessEnd::How::Killed && end.code == SIGKILL; }
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// The run is over and its disk was full or failing: is what it told true?
+void CheckTold(const Bench& bench, const ProcessEnd& end, const fs::path& tree,
+               std::vector<std::string>& problems) {
+    if (!IsExit(end, 0) && !IsExit(end, kFailed)) {
+        problems.push_back("the run with the fault " + ToText(end));
+        return;
+    }
+    const Messages log = ReadLog(tree);
+    const bool toldFailure = std::any_of(log.begin(), log.end(), [](const std::string& message) {
+        return Contains(message, "update failed, ver [");
+    });
+    if (toldFailure != IsExit(end, kFailed))
+        problems.push_back("the run with the fault " + ToText(end) + " and logged " +
+                           (toldFailure ? "a failed migration" : "no failed migration"));
+
+    const std::multiset<std::string> usual(bench.Log().begin(), bench.Log().end());
+    const bool toldMore = std::any_of(log.begin(), log.end(),
+                                      [&](const std::string& message) { return !usual.contains(message); });
+    if (!toldMore) {
+        for (const std::string& difference : Differences(bench.Result(), ReadTree(tree)))
+            problems.push_back("the run with the fault logged nothing, but " + difference);
+    }
+}
+
+void CheckUpgradeAfter(const Bench& bench, const Point& point, const fs::path& tree,
+                       std::vector<std::string>& problems) {
+    const ProcessEnd end = bench.Upgrade(tree);
+    if (end.how != bench.End().how || end.code != bench.End().code)
+        problems.push_back("the upgrade after " + ToText(end) + ", the one without faults " +
+                           ToText(bench.End()));
+    for (const std::string& difference : Differences(bench.Result(), ReadTree(tree))) {
+        if (!IsAllowed(point.fault, difference))
+            problems.push_back(difference);
+    }
+}
+
+}  // namespace
+
+std::vector<Point> PointsOf(const std::string& scenario, const std::vector<TracedCall>& calls,
+                            uint64_t seed) {
+    std::vector<Point> points;
+    std::mt19937_64 random(seed);
+    const size_t count = calls.size();
+    for (size_t at = 1; at <= count; ++at) {
+        const Op op = calls[at - 1].op;
+        const bool isWrite = op == Op::Write;
+        const bool makesName =
+            op == Op::Create || op == Op::MakeFolder || op == Op::Symlink || op == Op::Link;
+        if (scenario == "crash") {
+            points.push_back({"kill", at});
+            if (isWrite)
+                points.push_back({"tear", at});
+            points.push_back({"kill", at, 0, 1 + random() % count});
+        } else if (scenario == "powercut") {
+            for (int i = 0; i < kPowerCutsPerCall; ++i)
+                points.push_back({"powercut", at, seed + random() % 1'000'000});
+        } else if (scenario == "full" && (isWrite || makesName)) {
+            points.push_back({"full", at});
+            if (isWrite)
+                points.push_back({"grow", at});
+        } else if (scenario == "io") {
+            points.push_back({"error", at});
+            points.push_back({"errors", at});
+        }
+    }
+    if (scenario == "twice")
+        points.push_back({});
+    return points;
+}
+
+Outcome Try(const Bench& bench, const Point& point, const fs::path& tree) {
+    Outcome outcome;
+    std::vector<std::string>& problems = outcome.problems;
+    if (point.fault == "powercut") {
+        const std::string how = bench.TracedDisk().WriteAfterPowerCut(point.at, point.seed, tree);
+        outcome.what = "power cut after call " + std::to_string(point.at) + " " +
+                       bench.Calls()[point.at - 1].text + " [seed " + std::to_string(point.seed) + ": " +
+                       how + "]";
+    } else {
+        bench.LayStart(tree);
+        std::string hit;
+        const ProcessEnd end = bench.Upgrade(tree, {point.fault, point.at}, &hit);
+        outcome.what = point.fault.empty() ? "a second upgrade"
+                                           : point.fault + " at call " + std::to_string(point.at) + " " + hit;
+        if (!point.fault.empty() && hit != bench.Calls()[point.at - 1].text)
+            problems.push_back("not the call that the trace has there: " + bench.Calls()[point.at - 1].text);
+        if (point.fault == "kill" || point.fault == "tear") {
+            if (!IsKilled(end))
+                problems.push_back("the run that was to be killed " + ToText(end));
+        } else {
+            CheckTold(bench, end, tree, problems);
+        }
+    }
+    if (point.thenAt > 0) {
+        std::string hit;
+        bench.Upgrade(tree, {"kill", point.thenAt}, &hit);
+        outcome.what += ", then kill at call " + std::to_string(point.thenAt) + " " +
+                        (hit.empty() ? "(not reached)" : hit);
+    }
+    CheckUpgradeAfter(bench, point, tree, problems);
+    return outcome;
+}
