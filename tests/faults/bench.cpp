@@ -4,6 +4,7 @@
 #include <iterator>
 #include <regex>
 #include <stdexcept>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -34,55 +35,66 @@ std::string WithoutRun(std::string line, const std::string& tree) {
     return std::regex_replace(line, ofRun, "");
 }
 
+Disk LaidOut(const Bench& bench, const fs::path& tree) {
+    CopyTree(bench.Start(), tree);
+    return Disk(tree);
+}
+
 }  // namespace
 
-Bench::Bench(const std::string& build, const fs::path& folder)
-    : m_build(build), m_start(folder / "start"), m_upgraded(folder / "upgraded") {
-    LaySystem(build, m_start);
-    LayStart(m_upgraded);
-    m_disk = std::make_unique<Disk>(m_upgraded);
-    m_disk->AddRun(Trace(m_upgraded, m_build, m_end));
+Stand::Stand(const Bench& bench, fs::path tree)
+    : m_bench(bench), m_tree(std::move(tree)), m_disk(LaidOut(bench, m_tree)) {
+    m_disk.AddRun(TraceUpgrade(m_tree, bench.Build(), m_end));
     if (m_end.how != ProcessEnd::How::Exited)
         throw std::runtime_error("the upgrade without faults " + ToText(m_end));
-    m_log = ReadLog(m_upgraded);
+    CheckTrace();
+}
 
-    // A call that the preload library missed, or a model that is wrong, would make every later answer
-    // worthless.
-    const fs::path explained = folder / "explained";
-    m_disk->WriteFinal(explained);
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_upgraded)) {
-        const fs::path path = entry.path().lexically_relative(m_upgraded);
+// A call that the preload library missed, or a disk that is wrong, would make every later answer worthless.
+void Stand::CheckTrace() const {
+    const fs::path explained = m_tree.string() + ".explained";
+    m_disk.WriteFinal(explained);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_tree)) {
+        const fs::path path = entry.path().lexically_relative(m_tree);
         if (entry.is_regular_file() && path != kPackageLog &&
             ReadText(entry.path()) != ReadText(explained / path))
             throw std::runtime_error("the trace does not explain the bytes of " + path.string());
     }
-    m_result = ReadTree(m_upgraded);
-    const std::vector<std::string> unexplained = Differences(m_result, ReadTree(explained));
+    const std::vector<std::string> unexplained = Differences(ReadTree(m_tree), ReadTree(explained));
     if (!unexplained.empty())
         throw std::runtime_error("the trace does not explain the tree: " + unexplained.front());
     fs::remove_all(explained);
 }
 
-void Bench::LayStart(const fs::path& to) const { CopyTree(m_start, to); }
+void Stand::Clear() const { fs::remove_all(m_tree); }
 
-ProcessEnd Bench::Upgrade(const fs::path& tree, const Fault& fault, std::string* hit) const {
-    std::vector<std::string> environment = {"VG_SYSROOT=" + tree.string()};
-    const fs::path out = tree.string() + ".fault";
+void Stand::LayStart() const { CopyTree(m_bench.Start(), m_tree); }
+
+ProcessEnd Stand::Upgrade(const Fault& fault, std::string* hit) const {
+    std::vector<std::string> environment = {"VG_SYSROOT=" + m_tree.string()};
+    const fs::path out = m_tree.string() + ".fault";
     if (!fault.mode.empty()) {
         environment.push_back("LD_PRELOAD=" FAULT_LIBRARY);
         environment.push_back("VGFAULT_MODE=" + fault.mode);
         environment.push_back("VGFAULT_AT=" + std::to_string(fault.at));
         environment.push_back("VGFAULT_OUT=" + out.string());
     }
-    const ProcessEnd end = RunProcess({UPGRADER_PROGRAM, m_build}, environment);
+    const ProcessEnd end = RunProcess({UPGRADER_PROGRAM, m_bench.Build()}, environment);
     if (hit)
         *hit = ReadText(out);
     fs::remove(out);
     return end;
 }
 
-std::vector<TracedCall> Bench::Trace(const fs::path& tree, const std::string& argument,
-                                     ProcessEnd& end) const {
+Bench::Bench(std::string build, fs::path folder)
+    : m_build(std::move(build)), m_start(folder / "start"), m_upgraded(folder / "upgraded") {
+    LaySystem(m_build, m_start);
+    m_stand = std::make_unique<Stand>(*this, m_upgraded);
+    m_log = ReadLog(m_upgraded);
+    m_result = ReadTree(m_upgraded);
+}
+
+std::vector<TracedCall> TraceUpgrade(const fs::path& tree, const std::string& argument, ProcessEnd& end) {
     const fs::path out = tree.string() + ".trace";
     end =
         RunProcess({UPGRADER_PROGRAM, argument}, {"VG_SYSROOT=" + tree.string(), "LD_PRELOAD=" FAULT_LIBRARY,

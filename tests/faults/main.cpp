@@ -12,8 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
+#include <iterator>
 #include <map>
-#include <mutex>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -136,34 +138,41 @@ void PrintOutcome(const Outcome& outcome, size_t shown) {
         std::printf("        and %zu more\n", outcome.problems.size() - shown);
 }
 
-// Returns whether no point diverged.
-bool RunScenario(const std::string& scenario, const Bench& bench, const Options& options,
-                 const fs::path& work) {
-    const auto begin = std::chrono::steady_clock::now();
-    const std::vector<Point> points = Select(PointsOf(scenario, bench.Calls(), options.seed), options);
+using Stands = std::vector<std::unique_ptr<Stand>>;
+
+// Tries the points on all stands at the same time.
+std::vector<Outcome> TryAll(const std::vector<Point>& points, const Bench& bench, const Stands& stands,
+                            bool keep) {
     std::vector<Outcome> outcomes(points.size());
     std::atomic<size_t> next = 0;
-    const auto worker = [&](size_t number) {
+    const auto work = [&](const Stand& stand) {
         for (size_t i = next++; i < points.size(); i = next++) {
-            // Of one length: SQLite's journals hold paths, and a point is to be the same wherever it is
-            // tried.
-            char name[40];
-            std::snprintf(name, sizeof name, "%.4s-%02zu-%06zu", scenario.c_str(), number, i);
+            stand.Clear();
             try {
-                outcomes[i] = Try(bench, points[i], work / name);
+                outcomes[i] = Try(bench, stand, points[i]);
             } catch (const std::exception& error) {
                 outcomes[i].problems.push_back(error.what());
             }
-            if (options.keep && !outcomes[i].problems.empty())
-                outcomes[i].what += " (" + (work / name).string() + ")";
-            else
-                fs::remove_all(work / name);
+            if (keep && !outcomes[i].problems.empty()) {
+                const fs::path kept = stand.Tree().string() + "-" + points[i].fault + std::to_string(i);
+                fs::rename(stand.Tree(), kept);
+                outcomes[i].what += " (" + kept.string() + ")";
+            }
         }
     };
     std::vector<std::jthread> workers;
-    for (size_t number = 0; number < options.jobs; ++number)
-        workers.emplace_back(worker, number);
+    for (const auto& stand : stands)
+        workers.emplace_back(work, std::cref(*stand));
     workers.clear();  // waits
+    return outcomes;
+}
+
+// Returns whether no point diverged.
+bool RunScenario(const std::string& scenario, const Bench& bench, const Stands& stands,
+                 const Options& options) {
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<Point> points = Select(PointsOf(scenario, bench.Calls(), options.seed), options);
+    const std::vector<Outcome> outcomes = TryAll(points, bench, stands, options.keep);
 
     std::map<std::string, std::vector<const Outcome*>> kinds;
     size_t diverged = 0;
@@ -206,7 +215,7 @@ bool ReportFlushes(const Bench& bench, const fs::path& work) {
     const fs::path tree = work / "up-to-date";
     CopyTree(bench.UpgradedTree(), tree);
     ProcessEnd end;
-    const std::vector<TracedCall> calls = bench.Trace(tree, PACKAGE_BUILD, end);
+    const std::vector<TracedCall> calls = TraceUpgrade(tree, PACKAGE_BUILD, end);
     PrintFlushes("full upgrade", bench.Calls());
     PrintFlushes("up-to-date system", calls);
     for (size_t i = 0; i < calls.size() && i < kShownProblems; ++i)
@@ -225,18 +234,21 @@ int main(int argc, char* argv[]) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
         const fs::path work = MakeWorkFolder();
+        const Bench bench(options.build, work);
+        std::printf("Upgrade of build %s: %s; seed %llu\n", options.build.c_str(),
+                    ToText(bench.End()).c_str(), static_cast<unsigned long long>(options.seed));
+        for (size_t i = 0; options.list && i < bench.Calls().size(); ++i)
+            std::printf("%5zu %s\n", i + 1, bench.Calls()[i].text.c_str());
+
+        // Names as long as "upgraded", so that the journals are, too.
+        Stands stands;
+        for (size_t i = 0; i < options.jobs; ++i)
+            stands.push_back(std::make_unique<Stand>(bench, work / ("stand" + std::to_string(100 + i))));
         bool good = true;
-        {
-            const Bench bench(options.build, work);
-            std::printf("Upgrade of build %s: %s; seed %llu\n", options.build.c_str(),
-                        ToText(bench.End()).c_str(), static_cast<unsigned long long>(options.seed));
-            for (size_t i = 0; options.list && i < bench.Calls().size(); ++i)
-                std::printf("%5zu %s\n", i + 1, bench.Calls()[i].text.c_str());
-            for (const std::string& scenario : options.scenarios) {
-                const bool fine = scenario == "flushes" ? ReportFlushes(bench, work)
-                                                        : RunScenario(scenario, bench, options, work);
-                good = fine && good;
-            }
+        for (const std::string& scenario : options.scenarios) {
+            const bool fine = scenario == "flushes" ? ReportFlushes(bench, work)
+                                                    : RunScenario(scenario, bench, stands, options);
+            good = fine && good;
         }
         if (!options.keep)
             fs::remove_all(work);

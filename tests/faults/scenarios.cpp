@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <random>
+#include <regex>
 #include <set>
 
 #include "tests/faults/allowed.h"
@@ -48,16 +49,48 @@ void CheckTold(const Bench& bench, const ProcessEnd& end, const fs::path& tree,
     }
 }
 
-void CheckUpgradeAfter(const Bench& bench, const Point& point, const fs::path& tree,
+void CheckUpgradeAfter(const Bench& bench, const Stand& stand, const Point& point,
                        std::vector<std::string>& problems) {
-    const ProcessEnd end = bench.Upgrade(tree);
+    const ProcessEnd end = stand.Upgrade();
     if (end.how != bench.End().how || end.code != bench.End().code)
         problems.push_back("the upgrade after " + ToText(end) + ", the one without faults " +
                            ToText(bench.End()));
-    for (const std::string& difference : Differences(bench.Result(), ReadTree(tree))) {
+    for (const std::string& difference : Differences(bench.Result(), ReadTree(stand.Tree()))) {
         if (!IsAllowed(point.fault, difference))
             problems.push_back(difference);
     }
+}
+
+// The names of super-journals are random.
+bool IsSameCall(const std::string& one, const std::string& other) {
+    static const std::regex random("-mj[0-9A-F]+");
+    return std::regex_replace(one, random, "") == std::regex_replace(other, random, "");
+}
+
+// Runs the upgrade with the fault of the point; returns what happened for people.
+std::string StrikeProcess(const Bench& bench, const Stand& stand, const Point& point,
+                          std::vector<std::string>& problems) {
+    stand.LayStart();
+    std::string hit;
+    const ProcessEnd end = stand.Upgrade({point.fault, point.at}, &hit);
+    if (point.fault == "kill" || point.fault == "tear") {
+        if (!IsKilled(end))
+            problems.push_back("the run that was to be killed " + ToText(end));
+    } else {
+        CheckTold(bench, end, stand.Tree(), problems);
+    }
+    if (point.fault.empty())
+        return "a second upgrade";
+    const std::string& traced = stand.Calls()[point.at - 1].text;
+    if (!IsSameCall(hit, traced))
+        problems.push_back("not the call that the trace has there: " + traced);
+    return point.fault + " at call " + std::to_string(point.at) + " " + hit;
+}
+
+std::string CutPower(const Stand& stand, const Point& point) {
+    const std::string how = stand.TracedDisk().WriteAfterPowerCut(point.at, point.seed, stand.Tree());
+    return "power cut after call " + std::to_string(point.at) + " " + stand.Calls()[point.at - 1].text +
+           " [seed " + std::to_string(point.seed) + ": " + how + "]";
 }
 
 }  // namespace
@@ -94,35 +127,16 @@ std::vector<Point> PointsOf(const std::string& scenario, const std::vector<Trace
     return points;
 }
 
-Outcome Try(const Bench& bench, const Point& point, const fs::path& tree) {
+Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     Outcome outcome;
-    std::vector<std::string>& problems = outcome.problems;
-    if (point.fault == "powercut") {
-        const std::string how = bench.TracedDisk().WriteAfterPowerCut(point.at, point.seed, tree);
-        outcome.what = "power cut after call " + std::to_string(point.at) + " " +
-                       bench.Calls()[point.at - 1].text + " [seed " + std::to_string(point.seed) + ": " +
-                       how + "]";
-    } else {
-        bench.LayStart(tree);
-        std::string hit;
-        const ProcessEnd end = bench.Upgrade(tree, {point.fault, point.at}, &hit);
-        outcome.what = point.fault.empty() ? "a second upgrade"
-                                           : point.fault + " at call " + std::to_string(point.at) + " " + hit;
-        if (!point.fault.empty() && hit != bench.Calls()[point.at - 1].text)
-            problems.push_back("not the call that the trace has there: " + bench.Calls()[point.at - 1].text);
-        if (point.fault == "kill" || point.fault == "tear") {
-            if (!IsKilled(end))
-                problems.push_back("the run that was to be killed " + ToText(end));
-        } else {
-            CheckTold(bench, end, tree, problems);
-        }
-    }
+    outcome.what = point.fault == "powercut" ? CutPower(stand, point)
+                                             : StrikeProcess(bench, stand, point, outcome.problems);
     if (point.thenAt > 0) {
         std::string hit;
-        bench.Upgrade(tree, {"kill", point.thenAt}, &hit);
+        stand.Upgrade({"kill", point.thenAt}, &hit);
         outcome.what += ", then kill at call " + std::to_string(point.thenAt) + " " +
                         (hit.empty() ? "(not reached)" : hit);
     }
-    CheckUpgradeAfter(bench, point, tree, problems);
+    CheckUpgradeAfter(bench, stand, point, outcome.problems);
     return outcome;
 }

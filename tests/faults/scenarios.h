@@ -37,5 +37,5 @@ struct Outcome {
     std::vector<std::string> problems;  // empty: as it should be
 };
 
-// Tries one point in `tree`, which must not exist and is left.
-Outcome Try(const Bench& bench, const Point& point, const std::filesystem::path& tree);
+// Tries one point on a stand that is clear, and leaves the tree.
+Outcome Try(const Bench& bench, const Stand& stand, const Point& point);

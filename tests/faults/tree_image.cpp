@@ -18,9 +18,10 @@ constexpr std::string_view kPackageLog = "var/log/vigilo/vgupgrader.log";
 constexpr size_t kShownDifferences = 3;
 constexpr size_t kShownText = 160;
 
-// Columns that hold the time of the run.
+// Columns that hold the time of the run, or the day that is worked out from it.
 bool IsTimeOfRun(const std::string& table, std::string_view column) {
-    return table == "log" && column == "log_time";
+    return (table == "log" && column == "log_time") ||
+           ((table == "logcnt" || table == "logeventcnt") && column == "day");
 }
 
 struct CloseDatabase {
