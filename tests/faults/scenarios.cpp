@@ -49,9 +49,9 @@ void CheckTold(const Bench& bench, const ProcessEnd& end, const fs::path& tree,
     }
 }
 
-void CheckUpgradeAfter(const Bench& bench, const Stand& stand, const Point& point,
-                       std::vector<std::string>& problems) {
-    const ProcessEnd end = stand.Upgrade();
+// The last run is over: is everything as if there had been no fault?
+void CheckEnd(const Bench& bench, const Stand& stand, const Point& point, const ProcessEnd& end,
+              std::vector<std::string>& problems) {
     if (end.how != bench.End().how || end.code != bench.End().code)
         problems.push_back("the upgrade after " + ToText(end) + ", the one without faults " +
                            ToText(bench.End()));
@@ -131,12 +131,16 @@ Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     Outcome outcome;
     outcome.what = point.fault == "powercut" ? CutPower(stand, point)
                                              : StrikeProcess(bench, stand, point, outcome.problems);
+    ProcessEnd end;
     if (point.thenAt > 0) {
         std::string hit;
-        stand.Upgrade({"kill", point.thenAt}, &hit);
+        end = stand.Upgrade({"kill", point.thenAt}, &hit);
         outcome.what += ", then kill at call " + std::to_string(point.thenAt) + " " +
                         (hit.empty() ? "(not reached)" : hit);
     }
-    CheckUpgradeAfter(bench, stand, point, outcome.problems);
+    // An upgrade that has come to its end is complete.
+    if (end.how != ProcessEnd::How::Exited)
+        end = stand.Upgrade();
+    CheckEnd(bench, stand, point, end, outcome.problems);
     return outcome;
 }
