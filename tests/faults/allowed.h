@@ -1,8 +1,13 @@
-// Differences that are right: where a run with a full or failing disk was complete, and the upgrade after it
-// is by its rules another upgrade, not the rest of the first.
+// What may differ after a full or failing disk.
+//
+// A run that met one and came to its end has done all other migrations. What the failed one writes comes with
+// the upgrade after, behind what the others wrote. So the places are free, not the contents:
+//
+//   - the order of the keys in settings.conf
+//   - the order of the user-visible log entries, and with it their ids
 #pragma once
 
-#include <string>
+#include "tests/faults/tree_image.h"
 
-// `fault` as in Point, `difference` as Differences() words it.
-bool IsAllowed(const std::string& fault, const std::string& difference);
+// The image without what may differ.
+TreeImage WithoutOrder(TreeImage image);

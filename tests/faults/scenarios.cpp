@@ -5,6 +5,7 @@
 #include <random>
 #include <regex>
 #include <set>
+#include <utility>
 
 #include "tests/faults/allowed.h"
 
@@ -23,6 +24,12 @@ bool IsKilled(const ProcessEnd& end) { return end.how == ProcessEnd::How::Killed
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
+}
+
+// Nothing kills the run.
+bool EndsByItself(const Point& point) {
+    return point.fault == "full" || point.fault == "grow" || point.fault == "error" ||
+           point.fault == "errors";
 }
 
 // The run is over and its disk was full or failing: is what it told true?
@@ -49,16 +56,17 @@ void CheckTold(const Bench& bench, const ProcessEnd& end, const fs::path& tree,
     }
 }
 
-// The last run is over: is everything as if there had been no fault?
-void CheckEnd(const Bench& bench, const Stand& stand, const Point& point, const ProcessEnd& end,
-              std::vector<std::string>& problems) {
+// The last run is over: the differences from an upgrade without faults.
+std::vector<std::string> CompareEnd(const Bench& bench, const Stand& stand, const Point& point,
+                                    const ProcessEnd& end) {
+    const TreeImage got = ReadTree(stand.Tree());
+    std::vector<std::string> differences = EndsByItself(point)
+                                               ? Differences(WithoutOrder(bench.Result()), WithoutOrder(got))
+                                               : Differences(bench.Result(), got);
     if (end.how != bench.End().how || end.code != bench.End().code)
-        problems.push_back("the upgrade after " + ToText(end) + ", the one without faults " +
-                           ToText(bench.End()));
-    for (const std::string& difference : Differences(bench.Result(), ReadTree(stand.Tree()))) {
-        if (!IsAllowed(point.fault, difference))
-            problems.push_back(difference);
-    }
+        differences.insert(differences.begin(), "the last upgrade " + ToText(end) +
+                                                    ", the one without faults " + ToText(bench.End()));
+    return differences;
 }
 
 // The names of super-journals are random.
@@ -67,30 +75,28 @@ bool IsSameCall(const std::string& one, const std::string& other) {
     return std::regex_replace(one, random, "") == std::regex_replace(other, random, "");
 }
 
-// Runs the upgrade with the fault of the point; returns what happened for people.
-std::string StrikeProcess(const Bench& bench, const Stand& stand, const Point& point,
-                          std::vector<std::string>& problems) {
-    stand.LayStart();
-    std::string hit;
-    const ProcessEnd end = stand.Upgrade({point.fault, point.at}, &hit);
-    if (point.fault == "kill" || point.fault == "tear") {
-        if (!IsKilled(end))
-            problems.push_back("the run that was to be killed " + ToText(end));
-    } else {
-        CheckTold(bench, end, stand.Tree(), problems);
-    }
-    if (point.fault.empty())
-        return "a second upgrade";
-    const std::string& traced = stand.Calls()[point.at - 1].text;
-    if (!IsSameCall(hit, traced))
-        problems.push_back("not the call that the trace has there: " + traced);
-    return point.fault + " at call " + std::to_string(point.at) + " " + hit;
-}
-
 std::string CutPower(const Stand& stand, const Point& point) {
     const std::string how = stand.TracedDisk().WriteAfterPowerCut(point.at, point.seed, stand.Tree());
     return "power cut after call " + std::to_string(point.at) + " " + stand.Calls()[point.at - 1].text +
            " [seed " + std::to_string(point.seed) + ": " + how + "]";
+}
+
+// Runs the upgrade with a fault; returns what happened for people.
+std::string Strike(const Stand& stand, const Fault& fault, ProcessEnd& end,
+                   std::vector<std::string>& problems) {
+    std::string hit;
+    end = stand.Upgrade(fault, &hit);
+    const std::string& traced = stand.Calls()[fault.at - 1].text;
+    if (!IsSameCall(hit, traced))
+        problems.push_back("not the call that the trace has there: " + traced);
+    return fault.mode + " at call " + std::to_string(fault.at) + " " + hit;
+}
+
+// Kills the upgrade after, too, if it gets so far.
+std::string StrikeAgain(const Stand& stand, size_t at, ProcessEnd& end) {
+    std::string hit;
+    end = stand.Upgrade({"kill", at}, &hit);
+    return ", then kill at call " + std::to_string(at) + " " + (hit.empty() ? "(not reached)" : hit);
 }
 
 }  // namespace
@@ -122,25 +128,32 @@ std::vector<Point> PointsOf(const std::string& scenario, const std::vector<Trace
             points.push_back({"errors", at});
         }
     }
-    if (scenario == "twice")
-        points.push_back({});
     return points;
 }
 
 Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     Outcome outcome;
-    outcome.what = point.fault == "powercut" ? CutPower(stand, point)
-                                             : StrikeProcess(bench, stand, point, outcome.problems);
+    std::vector<std::string>& problems = outcome.problems;
     ProcessEnd end;
-    if (point.thenAt > 0) {
-        std::string hit;
-        end = stand.Upgrade({"kill", point.thenAt}, &hit);
-        outcome.what += ", then kill at call " + std::to_string(point.thenAt) + " " +
-                        (hit.empty() ? "(not reached)" : hit);
+    if (point.fault == "powercut") {
+        outcome.what = CutPower(stand, point);
+    } else {
+        stand.LayStart();
+        outcome.what = Strike(stand, {point.fault, point.at}, end, problems);
+        if (EndsByItself(point))
+            CheckTold(bench, end, stand.Tree(), problems);
+        else if (!IsKilled(end))
+            problems.push_back("the run that was to be killed " + ToText(end));
     }
-    // An upgrade that has come to its end is complete.
-    if (end.how != ProcessEnd::How::Exited)
+    if (point.thenAt > 0)
+        outcome.what += StrikeAgain(stand, point.thenAt, end);
+
+    // A run that came to its end may have done everything all the same.
+    const bool ended = end.how == ProcessEnd::How::Exited;
+    if (!ended || !CompareEnd(bench, stand, point, end).empty()) {
         end = stand.Upgrade();
-    CheckEnd(bench, stand, point, end, outcome.problems);
+        for (std::string& difference : CompareEnd(bench, stand, point, end))
+            problems.push_back(std::move(difference));
+    }
     return outcome;
 }

@@ -5,7 +5,6 @@
 //   powercut  the disk forgets what was not flushed (disk.h)
 //   full      no space from a call on
 //   io        input/output errors
-//   twice     no fault: the upgrade that was complete is run again
 //
 // After each the upgrade is run again with the same argument, without faults, and must end as one that was
 // never interrupted: the same exit status, files, settings and rows.
@@ -23,7 +22,7 @@
 #include "tests/faults/bench.h"
 
 struct Point {
-    std::string fault;  // VGFAULT_MODE, "powercut", or empty
+    std::string fault;  // VGFAULT_MODE, or "powercut"
     size_t at = 0;      // the call, from 1; of a power cut: the last one that was made
     uint64_t seed = 0;
     size_t thenAt = 0;  // kill the upgrade after, too
