@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -42,6 +43,8 @@ SCENARIO: crash powercut full io flushes, or all
   --verbose      tell all differences of every point that diverged
   --list         print the calls of the upgrade
 )";
+
+constexpr std::array kScenarios = {"flushes", "crash", "powercut", "full", "io"};
 
 constexpr size_t kShownKinds = 12;
 constexpr size_t kShownProblems = 4;
@@ -83,11 +86,11 @@ bool Parse(int argc, char* argv[], Options& options) {
         else if (argument == "--list")
             options.list = true;
         else if (argument == "all")
-            options.scenarios = {"flushes", "crash", "powercut", "full", "io"};
-        else if (argument.starts_with("-"))
-            return false;
-        else
+            options.scenarios.assign(kScenarios.begin(), kScenarios.end());
+        else if (std::find(kScenarios.begin(), kScenarios.end(), argument) != kScenarios.end())
             options.scenarios.push_back(argument);
+        else
+            return false;
     }
     return !options.scenarios.empty() || options.list;
 }

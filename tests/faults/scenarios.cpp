@@ -115,7 +115,8 @@ std::vector<Point> PointsOf(const std::string& scenario, const std::vector<Trace
             points.push_back({"kill", at});
             if (isWrite)
                 points.push_back({"tear", at});
-            points.push_back({"kill", at, 0, 1 + random() % count});
+            // The upgrade after does what was left, and a little more.
+            points.push_back({"kill", at, 0, 1 + random() % (count - at + 10)});
         } else if (scenario == "powercut") {
             for (int i = 0; i < kPowerCutsPerCall; ++i)
                 points.push_back({"powercut", at, seed + random() % 1'000'000});
