@@ -149,12 +149,11 @@ Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     if (point.thenAt > 0)
         outcome.what += StrikeAgain(stand, point.thenAt, end);
 
-    // A run that came to its end may have done everything all the same.
+    // An upgrade that came to its end is the last one, unless the disk kept it from doing everything.
     const bool ended = end.how == ProcessEnd::How::Exited;
-    if (!ended || !CompareEnd(bench, stand, point, end).empty()) {
+    if (!ended || (EndsByItself(point) && !CompareEnd(bench, stand, point, end).empty()))
         end = stand.Upgrade();
-        for (std::string& difference : CompareEnd(bench, stand, point, end))
-            problems.push_back(std::move(difference));
-    }
+    for (std::string& difference : CompareEnd(bench, stand, point, end))
+        problems.push_back(std::move(difference));
     return outcome;
 }
