@@ -115,7 +115,7 @@ TEST_F(Units, TakeEffectAsAWholeWhenTheProcessDies) {
     EXPECT_EQ("7|[\"first\"]\n8|[\"kept\"]\n", LogEntries());
 
     EXPECT_EQ(-1, Upgrade(kTable)) << "the failure before the interruption counts";
-    EXPECT_EQ(1, CountInLog("(Recover): Resuming the interrupted upgrade at row [2].\n"));
+    EXPECT_EQ(1, CountInLog("(Resume): Resuming the interrupted upgrade at row [2].\n"));
     EXPECT_EQ("first\nkept\nsecond\n", X());
     EXPECT_EQ("first=\"1\"\nkept=\"1\"\nsecond=\"1\"\nthird=\"1\"\n", Settings());
     EXPECT_EQ("7|[\"first\"]\n8|[\"kept\"]\n9|[\"second\"]\n", LogEntries());
@@ -164,6 +164,22 @@ TEST_F(Units, RememberWhatTheRepairFoundMissing) {
     EXPECT_EQ("x\ny\n", Rows(DB_SYSTEM, "SELECT name FROM pragma_table_info('t')")) << "repaired already";
     EXPECT_EQ(0, Upgrade(table));
     EXPECT_EQ("second\ncolumn is new\n", X());
+}
+
+int NeedsItsKey() { return Insert("needs its key") || SetSettingConfValue("key", "1") ? -1 : 0; }
+
+int DoesWithoutItsKey() {
+    (void)SetSettingConfValue("key", "1");
+    return Insert("does without");
+}
+
+// Rows without the key that tells of them would be converted once more.
+TEST_F(Units, TakeNoEffectWhenTheMigrationFailsForItsKey) {
+    fs::create_directory(Path(kSettingsConf) + ".vgtmp");  // in the way of a write
+    EXPECT_EQ(-1, Upgrade({{20, 0, NeedsItsKey}, {20, 0, DoesWithoutItsKey}, {0, 0, nullptr}}));
+    EXPECT_EQ("does without\n", X());
+    EXPECT_EQ(1, CountInLog("(DoAction): [0] update failed, ver [20]"));
+    EXPECT_EQ(1, CountInLog("update failed"));
 }
 
 // Settings are upgraded also when the main database cannot take a record of it.

@@ -40,25 +40,20 @@ void RepairSchema(UpgradeRecord& record) {
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
         const auto db = static_cast<DB_INSTANCE>(number);
         const std::string path = VGDB::GetDBPath(db);
-        if (RepairDatabase(db, path, record))
+        // Twice, since a disk that fails for a moment must not leave the migrations to run on the old schema.
+        if (RepairDatabase(db, path, record) && RepairDatabase(db, path, record))
             UPG_LOG("Failed to repair missing schema of %s\n", path.c_str());
     }
 }
 
 int DoAction(const UpgradeEntry* table, uint32_t oldBuild, UpgradeRecord& record) {
-    int overall = record.Result();
     for (int i = record.NextRow(); table[i].function; ++i) {
         const UpgradeEntry& entry = table[i];
         if (!IsDue(entry, oldBuild))
             continue;
-        record.BeginUnit(i);
-        const bool failed = RunMigration(entry) < 0;
-        const bool lost = record.CommitUnit(i, failed ? -1 : overall) < 0;
-        if (failed || lost) {
+        if (record.RunUnit(i, [&entry] { return RunMigration(entry); }) < 0)
             UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", i, entry.threshold,
                     reinterpret_cast<void*>(entry.function));
-            overall = -1;
-        }
     }
-    return overall;
+    return record.Result();
 }

@@ -13,6 +13,7 @@ bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild);
 // notes in g_missingSchema what that was. A database that cannot be repaired is logged and left.
 void RepairSchema(UpgradeRecord& record);
 
-// Runs the rows of the table that the old build calls for, in table order, from the record's row on, each as
-// one unit; never stops at a failure. Returns 0, or -1 when at least one migration failed.
+// Runs the rows of the table that the old build calls for, in table order and each as one unit, but for those
+// that an earlier run has done; never stops at a failure. Returns 0, or -1 when at least one migration
+// failed.
 int DoAction(const UpgradeEntry* table, uint32_t oldBuild, UpgradeRecord& record);

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "platform/settings/settings.h"
 #include "platform/support/system.h"
@@ -32,6 +33,14 @@ namespace {
 // above every threshold.
 uint32_t ParseBuild(const char* text) {
     return text ? static_cast<uint32_t>(std::strtol(text, nullptr, 10)) : 0;
+}
+
+// A stamp that cannot be written changes nothing; the library has logged it. A disk that fails for a moment
+// gets a second try.
+void StampVersion() {
+    const std::string version = GetVGPkgVersion(true);
+    if (SetSettingConfValue("vg_upgrader_version", version))
+        (void)SetSettingConfValue("vg_upgrader_version", version);
 }
 
 }  // namespace
@@ -56,7 +65,7 @@ int main(int argc, char* argv[]) {
     record.Recover();
     RepairSchema(record);
     const int result = DoAction(MigrationRegistry, oldBuild, record);
-    (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgVersion(true));  // logged by the library
+    StampVersion();
     record.Close();
     VGDB::CloseAll();
     return result;

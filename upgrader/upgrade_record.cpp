@@ -2,9 +2,11 @@
 
 #include <json/value.h>
 
-#include <map>
+#include <optional>
+#include <set>
 #include <vector>
 
+#include "platform/host/disk_error.h"
 #include "platform/host/paths.h"
 #include "platform/settings/file_rewrite.h"
 #include "platform/support/json.h"
@@ -20,14 +22,13 @@ namespace {
 // One row a fact. A table of the main database, since its facts must be as true as the rows beside it.
 constexpr const char* kTable = "vgupgrader_record";
 
-// The facts.
 constexpr const char* kOldBuild = "old_build";  // whose upgrade this is
 constexpr const char* kRegistry = "registry";   // by a registry of that many rows
 constexpr const char* kNextRow = "next_row";    // the row to go on with
 constexpr const char* kResult = "result";       // of the rows before
 constexpr const char* kUnit = "unit";           // the last unit that took effect
 constexpr const char* kFiles = "files";  // and the files that it had prepared, one a line, without prefix
-constexpr const char* kMissing = "missing ";  // followed by the database's number: what it lacked, as JSON
+constexpr const char* kMissing = "missing_";  // followed by the database's number: what it lacked, as JSON
 
 // The files of settings that a unit can have prepared.
 constexpr std::string_view kSettingsFiles[] = {kSettingsConf, kVariableConf};
@@ -44,7 +45,7 @@ int ReadFacts(Facts& facts) {
     return 0;
 }
 
-std::string ToJson(const VGDB::MissingNames& missing) {
+std::string MissingToJson(const VGDB::MissingNames& missing) {
     Json::Value tables(Json::objectValue);
     for (const auto& [table, names] : missing)
         for (const std::string& name : names)
@@ -52,13 +53,15 @@ std::string ToJson(const VGDB::MissingNames& missing) {
     return JsonWrite(tables);
 }
 
-void AddFromJson(const std::string& text, VGDB::MissingNames& missing) {
+void AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
     Json::Value tables;
     if (JsonParse(text, tables) || !tables.isObject())
         return;
     for (const std::string& table : tables.getMemberNames())
-        for (const Json::Value& name : tables[table])
-            missing[table].insert(name.isString() ? name.asString() : "");
+        if (tables[table].isArray())
+            for (const Json::Value& name : tables[table])
+                if (name.isString())
+                    missing[table].insert(name.asString());
 }
 
 std::string WithoutPrefix(const std::string& realPath) { return realPath.substr(SysPath("").size()); }
@@ -71,6 +74,24 @@ void FinishUnit(const Facts& facts) {
         return;
     for (const std::string& path : SplitString(files->second, '\n'))
         (void)FileUnit::Finish(SysPath(path), unit->second);  // logged there
+}
+
+// The row to go on with as it stands in the database: a commit whose last flush fails is reported as failed,
+// but stands. -1 when there is no record, nothing when it cannot be read.
+std::optional<int> ReadNextRow() {
+    std::set<std::string> tables;
+    std::string nextRow = "-1";
+    if (VGDB::GetTables(DB_SYSTEM, tables))
+        return std::nullopt;
+    const std::string query = std::string("SELECT value FROM ") + kTable + " WHERE name = '" + kNextRow + "'";
+    if (tables.contains(kTable) && VGDB::LoadFirstFieldFromDB(DB_SYSTEM, query, nextRow))
+        return std::nullopt;
+    return String2Int(nextRow.c_str());
+}
+
+std::string FactOf(const Facts& facts, const std::string& name) {
+    const auto fact = facts.find(name);
+    return fact != facts.end() ? fact->second : "";
 }
 
 }  // namespace
@@ -90,16 +111,21 @@ void UpgradeRecord::Recover() {
     m_exists = count != "0";
     if (!m_exists)
         return;
-    if (facts[kOldBuild] != std::to_string(m_oldBuild) ||
-        facts[kRegistry] != std::to_string(kMigrationCount)) {
-        UPG_LOG("Leaving the interrupted upgrade from build %s aside.\n", facts[kOldBuild].c_str());
+    if (FactOf(facts, kOldBuild) == std::to_string(m_oldBuild) &&
+        FactOf(facts, kRegistry) == std::to_string(kMigrationCount)) {
+        Resume(facts);
+    } else {
+        UPG_LOG("Leaving the interrupted upgrade from build %s aside.\n", FactOf(facts, kOldBuild).c_str());
         m_exists = VGDB::DropTable(DB_SYSTEM, kTable) != 0;
-        return;
     }
-    m_nextRow = String2Int(facts[kNextRow].c_str());
-    m_result = String2Int(facts[kResult].c_str());
+}
+
+void UpgradeRecord::Resume(const Facts& facts) {
+    m_nextRow = String2Int(FactOf(facts, kNextRow).c_str());
+    m_result = String2Int(FactOf(facts, kResult).c_str());
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
-        AddFromJson(facts[kMissing + std::to_string(db)], g_missingSchema[static_cast<size_t>(db)]);
+        AddMissingFromJson(FactOf(facts, kMissing + std::to_string(db)),
+                           g_missingSchema[static_cast<size_t>(db)]);
     UPG_LOG("Resuming the interrupted upgrade at row [%d].\n", m_nextRow);
 }
 
@@ -108,63 +134,96 @@ int UpgradeRecord::Note(const Facts& facts) {
     std::string sql;
     if (!m_exists)
         sql = StringPrintf(
-            "CREATE TABLE %s(name TEXT PRIMARY KEY, value TEXT);"
-            "INSERT INTO %s VALUES('%s', '%u'), ('%s', '%zu');",
+            "CREATE TABLE IF NOT EXISTS %s(name TEXT PRIMARY KEY, value TEXT);"
+            "REPLACE INTO %s VALUES('%s', '%u'), ('%s', '%zu');",
             kTable, kTable, kOldBuild, m_oldBuild, kRegistry, kMigrationCount);
     for (const auto& [name, value] : facts)
         AppendSqlCommand(sql, std::string("REPLACE INTO ") + kTable + " VALUES(" + VGDB::QuoteEscape(name) +
                                   ", " + VGDB::QuoteEscape(value) + ")");
-    if (VGDB::Execute(DB_SYSTEM, sql))
-        return -1;
-    m_exists = true;
-    return 0;
+    const bool failed = VGDB::Execute(DB_SYSTEM, sql) != 0;
+    // A commit whose last flush fails is reported as failed, but stands.
+    m_exists = m_exists || !failed || VGDB::CheckTableExist(DB_SYSTEM, kTable);
+    return failed ? -1 : 0;
 }
 
 void UpgradeRecord::NoteMissing(DB_INSTANCE db, const VGDB::MissingNames& missing) {
     if (m_usable && !missing.empty())
-        (void)Note(
-            {{kMissing + std::to_string(db), ToJson(missing)}});  // logged; only a resumed upgrade asks
+        (void)Note({{kMissing + std::to_string(db), MissingToJson(missing)}});  // only a later run asks
 }
 
 void UpgradeRecord::BeginUnit(int row) {
     m_unit = std::to_string(row);
+    ForgetDiskErrors();
     VGDB::BeginUnit();
     FileUnit::Begin(m_unit);
 }
 
-int UpgradeRecord::CommitUnit(int row, int result) {
-    (void)VGLogFlush();  // costs the entries; logged there
-    const std::vector<std::string> files = FileUnit::Paths();
-    if (!VGDB::HasUnitChanged() && files.empty()) {
+int UpgradeRecord::RunUnit(int row, const std::function<int()>& migration) {
+    for (bool again = false;; again = true) {
+        BeginUnit(row);
+        const int result = migration();
+        if ((again || !HadDiskError()) && CommitUnit(row, result))
+            return result < 0 ? -1 : 0;
+        const bool diskError = HadDiskError();
         RollbackUnit();
-        return 0;
-    }
-
-    const bool existed = m_exists;
-    std::vector<std::string> names;
-    for (const std::string& path : files)
-        names.push_back(WithoutPrefix(path));
-    if (m_usable && Note({{kNextRow, std::to_string(row + 1)},
-                          {kResult, std::to_string(result)},
-                          {kUnit, m_unit},
-                          {kFiles, JoinStrings(names, "\n")}})) {
-        if (m_exists || VGDB::HasUnitChanged(DB_SYSTEM)) {
-            RollbackUnit();
+        if (again || !diskError) {
+            m_result = -1;
             return -1;
         }
+        UPG_LOG("[%d] disk error, trying once more.\n", row);
+    }
+}
+
+// False when the unit has taken no effect, or not all of it.
+bool UpgradeRecord::CommitUnit(int row, int result) {
+    if (VGLogFlush() != 0 || (result < 0 && FileUnit::HasFailed()))
+        return false;
+    const int before = m_result;
+    if (result < 0)
+        m_result = -1;
+    if (CommitChanges(row))
+        return true;
+    m_result = before;
+    return false;
+}
+
+bool UpgradeRecord::CommitChanges(int row) {
+    if (!VGDB::HasUnitChanged() && FileUnit::Paths().empty()) {
+        RollbackUnit();
+        return true;
+    }
+    const bool existed = m_exists;
+    if (m_usable && NoteUnit(row)) {
+        if (m_exists || VGDB::HasUnitChanged(DB_SYSTEM))
+            return false;
         m_usable =
             false;  // a main database that takes nothing: what stands in files is upgraded all the same
     }
     if (VGDB::CommitUnit()) {
-        m_exists = existed;
-        FileUnit::Discard();
-        VGDB::RecoverJoined(DB_LOG);
-        return -1;
+        const std::optional<int> nextRow = ReadNextRow();
+        if (!nextRow)
+            FileUnit::Abandon();  // the next start knows whether the unit has taken effect
+        if (nextRow != row + 1) {
+            m_exists = existed;
+            VGDB::RecoverJoined(DB_LOG);
+            return false;
+        }
     }
-    return FileUnit::PutInPlace();
+    return FileUnit::PutInPlace() == 0;
+}
+
+int UpgradeRecord::NoteUnit(int row) {
+    std::vector<std::string> files;
+    for (const std::string& path : FileUnit::Paths())
+        files.push_back(WithoutPrefix(path));
+    return Note({{kNextRow, std::to_string(row + 1)},
+                 {kResult, std::to_string(m_result)},
+                 {kUnit, m_unit},
+                 {kFiles, JoinStrings(files, "\n")}});
 }
 
 void UpgradeRecord::RollbackUnit() {
+    VGLogDiscard();
     VGDB::RollbackUnit();
     FileUnit::Discard();
 }
@@ -172,9 +231,10 @@ void UpgradeRecord::RollbackUnit() {
 void UpgradeRecord::Close() {
     if (!m_exists)
         return;
+    VGDB::RecoverJoined(DB_LOG);
     // The removal of the journal is then the last thing that this process does to a file: the upgrade is
     // either not complete, and is resumed at its end, or nothing is left to interrupt.
     VGDB::RelaxDurability(DB_SYSTEM);
-    if (VGDB::DropTable(DB_SYSTEM, kTable) == 0)
+    if (VGDB::DropTable(DB_SYSTEM, kTable) == 0 || VGDB::DropTable(DB_SYSTEM, kTable) == 0)
         m_exists = false;
 }

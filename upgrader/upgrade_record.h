@@ -2,12 +2,12 @@
 // been.
 //
 // A migration is one unit: its rows, its settings keys and its user-visible log entries take effect together.
-//   1. BeginUnit: from now on the statements of a database run in one transaction, and new settings files are
+//   1. From its beginning on the statements of a database run in one transaction, and new settings files are
 //      prepared on disk, flushed, under a name of the unit's.
-//   2. CommitUnit writes the log entries and notes the row to go on with and the files that wait, all within
-//   the main
-//      database's transaction, and commits. This is the instant at which the unit takes effect.
-//   3. It then puts the files in place, which can be done twice without harm.
+//   2. At its end the main database's transaction gets the log entries and the record: the row to go on with
+//   and
+//      the files that wait. Its commit is the instant at which the unit takes effect.
+//   3. Then the files are put in place, which can be done twice without harm.
 // A unit that changed nothing notes nothing and costs no flush.
 //
 // An interrupted upgrade is found by the record at the next start: step 3 is done again, what a later unit
@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -31,23 +32,30 @@ public:
     void Recover();
 
     int NextRow() const { return m_nextRow; }  // the first row that has not been done
-    int Result() const { return m_result; }    // of the rows before it
+    int Result() const { return m_result; }    // of the rows so far: 0, or -1 when one has failed
 
     // Notes what is missing in a database, before it is repaired.
     void NoteMissing(DB_INSTANCE db, const VGDB::MissingNames& missing);
 
-    void BeginUnit(int row);
+    // Runs the migration of the row as one unit. Returns -1 when its result is negative, or (logged) when the
+    // unit could not take effect. It takes none when the databases or the log entries cannot be written, nor
+    // when the migration has failed for a settings file: its rows without their key would be converted once
+    // more. What a failing disk has kept from taking effect is undone and tried a second time.
+    int RunUnit(int row, const std::function<int()>& migration);
 
-    // Returns -1 (logged) when the unit took no effect at all, or when a settings file could not be put in
-    // place. `result` is that of the upgrade so far.
-    [[nodiscard]] int CommitUnit(int row, int result);
-
-    // The upgrade is complete: removes the record.
+    // The upgrade has come to its end: removes the record.
     void Close();
 
 private:
-    int Note(const std::map<std::string, std::string>& facts);
-    void RollbackUnit();
+    using Facts = std::map<std::string, std::string>;
+
+    void Resume(const Facts& facts);
+    int Note(const Facts& facts);
+    int NoteUnit(int row);
+    void BeginUnit(int row);
+    bool CommitUnit(int row, int result);
+    bool CommitChanges(int row);
+    static void RollbackUnit();
 
     uint32_t m_oldBuild;
     int m_nextRow = 0;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 
 namespace {
@@ -16,6 +17,7 @@ namespace {
 constexpr size_t kBlockSize = 256 * 1024;
 
 int LogFailure(const std::string& from, const std::string& to) {
+    NoteErrno(errno);
     VG_LIB_LOG("Failed to copy %s to %s. [%s]\n", from.c_str(), to.c_str(), std::strerror(errno));
     return -1;
 }

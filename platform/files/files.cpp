@@ -11,6 +11,7 @@
 #include "platform/files/copy_entry.h"
 #include "platform/files/folder.h"
 #include "platform/files/rename_entry.h"
+#include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 
 namespace {
@@ -21,16 +22,19 @@ constexpr const char* kTemporaryName = ".vgupgrader.moving";
 bool IsAbsent(int error) { return error == ENOENT || error == ENOTDIR; }
 
 int LogStays(const Folder& from, const std::string& name, const Folder& to, const char* reason) {
+    NoteErrno(errno);
     VG_LIB_LOG("Failed to move %s to %s. [%s]\n", from.PathOf(name).c_str(), to.PathOf(name).c_str(), reason);
     return -1;
 }
 
 int LogNotRemoved(const std::string& path) {
+    NoteErrno(errno);
     VG_LIB_LOG("Failed to remove %s. [%s]\n", path.c_str(), std::strerror(errno));
     return -1;
 }
 
 int LogNotFlushed(const std::string& path) {
+    NoteErrno(errno);
     VG_LIB_LOG("Failed to flush %s. [%s]\n", path.c_str(), std::strerror(errno));
     return -1;
 }

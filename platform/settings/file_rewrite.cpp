@@ -22,6 +22,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 
 namespace {
@@ -174,6 +175,7 @@ public:
     bool Prepare(std::string_view content, const FileDescriptor& oldFile) {
         if (Create() && Write(content) && TakeOver(oldFile) && Flush(file_.get()))
             return true;
+        NoteErrno(errno);
         VG_LIB_LOG("Failed to write %s%s, %s.\n", place_.path.c_str(), kTemporarySuffix.data(),
                    std::strerror(errno));
         return false;
@@ -186,6 +188,7 @@ public:
             if (Flush(Folder()))
                 return true;
         }
+        NoteErrno(errno);
         VG_LIB_LOG("Failed to replace %s, %s.\n", place_.path.c_str(), std::strerror(errno));
         return false;
     }
@@ -258,6 +261,7 @@ struct WaitingFile {
 struct Unit {
     std::string tag;
     std::map<std::string, WaitingFile> files;  // by the path that callers use
+    bool failed = false;
 };
 
 std::optional<Unit>& OpenUnit() {
@@ -296,7 +300,10 @@ bool Replace(WaitingFile& file, std::string content, const std::string& finalNam
 
 bool RenameWaiting(const FilePlace& place, const std::string& tag) {
     const int folder = place.folder.get();
-    if (renameat(folder, WaitingName(place, tag).c_str(), folder, place.name.c_str()) == 0 && Flush(folder))
+    const std::string waiting = WaitingName(place, tag);
+    const auto rename = [&] { return renameat(folder, waiting.c_str(), folder, place.name.c_str()) == 0; };
+    // Each twice: what goes with the file has been committed, and a disk may fail for a moment.
+    if ((rename() || (errno == EIO && rename())) && (Flush(folder) || Flush(folder)))
         return true;
     if (errno != ENOENT)
         VG_LIB_LOG("Failed to replace %s, %s.\n", place.path.c_str(), std::strerror(errno));
@@ -320,29 +327,42 @@ FileRead ReadWholeFile(const std::string& path, std::string& content) {
     return FileRead::kFailed;
 }
 
-int RewriteFile(const std::string& path, const FileEdit& edit) {
+namespace {
+
+bool Rewrite(const std::string& path, const FileEdit& edit, std::optional<Unit>& unit) {
     std::string content;
     if (ReadWholeFile(path, content) == FileRead::kFailed)
-        return -1;
+        return false;
     if (edit(content) == content)
-        return 0;
+        return true;
 
-    auto& unit = OpenUnit();
     WaitingFile fresh;
     WaitingFile* file = &fresh;
     if (WaitingFile* const waiting = FindWaiting(path))
         file = waiting;
     else if (!LockAndRead(path, fresh))
-        return -1;
+        return false;
     std::string edited = edit(file->content);
     if (edited == file->content)
-        return 0;
+        return true;
     if (!Replace(*file, std::move(edited), unit ? WaitingName(file->place, unit->tag) : file->place.name))
-        return -1;
+        return false;
     if (unit && file == &fresh)
         unit->files.emplace(path, std::move(fresh));
-    return 0;
+    return true;
 }
+
+}  // namespace
+
+int RewriteFile(const std::string& path, const FileEdit& edit) {
+    auto& unit = OpenUnit();
+    const bool done = Rewrite(path, edit, unit);
+    if (unit && !done)
+        unit->failed = true;
+    return done ? 0 : -1;
+}
+
+bool FileUnit::HasFailed() { return OpenUnit() && OpenUnit()->failed; }
 
 void FileUnit::Begin(const std::string& tag) {
     Discard();
@@ -366,6 +386,8 @@ int FileUnit::PutInPlace() {
                 result = -1;
     return result;
 }
+
+void FileUnit::Abandon() { OpenUnit().reset(); }
 
 void FileUnit::Discard() {
     const std::optional<Unit> unit = std::exchange(OpenUnit(), std::nullopt);

@@ -38,12 +38,19 @@ void Begin(const std::string& tag);
 // The files that the open unit has prepared.
 std::vector<std::string> Paths();
 
+// Whether a replacement in the open unit has failed.
+bool HasFailed();
+
 // Ends the unit: every prepared file becomes the one that stands. Returns -1 when one cannot (logged); the
 // others do all the same.
 [[nodiscard]] int PutInPlace();
 
 // Ends the unit as if nothing had been prepared.
 void Discard();
+
+// Ends the unit and leaves what was prepared to Finish or RemoveLeftovers, when it is not known which is
+// right.
+void Abandon();
 
 // After an interruption: puts the file in place that a unit had prepared, if that has not been done. Returns
 // -1 when it cannot be (logged).

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/log/library_log.h"
 #include "platform/support/json.h"
 #include "platform/support/strings.h"
 #include "platform/vgdb/vgdb.h"
@@ -47,16 +48,22 @@ void VGLog(int logType, const std::string& user, int itemId, const std::vector<s
 }
 
 int VGLogFlush() {
-    std::vector<std::string> inserts = std::exchange(NotedEntries(), {}).inserts;
+    auto [inserts, count] = std::exchange(NotedEntries(), {});
     if (inserts.empty())
         return 0;
     std::string schema;
-    const DB_INSTANCE db = VGDB::JoinUnit(DB_LOG, schema) == 0 ? DB_SYSTEM : DB_LOG;
+    const bool joined = VGDB::JoinUnit(DB_LOG, schema) == 0;
+    if (!joined && !VGDB::CheckTableExist(DB_LOG, "log")) {
+        VG_LIB_LOG("%zu user-visible log entries are lost.\n", count);
+        return 0;
+    }
     std::string sql;
     for (std::string& rows : inserts) {
         sql += "INSERT INTO " + schema +
                "log(log_type, user, item_id, params, ds_id, log_time, extra) VALUES\n" + rows + ";\n";
         rows = {};
     }
-    return VGDB::Execute(db, std::move(sql));
+    return VGDB::Execute(joined ? DB_SYSTEM : DB_LOG, std::move(sql));
 }
+
+void VGLogDiscard() { NotedEntries() = {}; }

@@ -16,6 +16,10 @@ void VGLog(int logType, const std::string& user, int itemId, const std::vector<s
            long extra);
 
 // Writes what was noted, in one transaction (that of the main database while a unit is open, see
-// VGDB::JoinUnit), and forgets it. Returns 0 on success or when there was nothing; a failure is logged here
-// and costs the entries.
+// VGDB::JoinUnit), and forgets it. Returns 0 on success or when there was nothing, also when there is no log
+// database to be used, which costs the entries (logged); -1 when the database is there but could not take
+// them (logged).
 int VGLogFlush();
+
+// Forgets what was noted.
+void VGLogDiscard();

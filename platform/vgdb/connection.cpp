@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 
+#include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 #include "platform/vgdb/result.h"
 #include "platform/vgdb/vgdb.h"
@@ -122,9 +123,12 @@ void Connection::LogFailure(const char* function, const char* sql) const {
                length > kShownOfStatement ? "..." : "");
 }
 
-void Connection::GrowImpatient(int code) {
+void Connection::AfterFailure(int code) {
     if ((code & 0xff) == SQLITE_BUSY)
         sqlite3_busy_timeout(m_db.get(), kBusyAgainTimeoutMs);
+    // A journal that cannot be opened beside a database that is open is the disk's fault too.
+    if ((code & 0xff) == SQLITE_IOERR || (code & 0xff) == SQLITE_CANTOPEN)
+        NoteDiskError();
 }
 
 int Connection::Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params) {
@@ -147,7 +151,7 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
         code = RunInTransaction(sql.c_str(), result ? &rows : nullptr, params);
     }
     if (code != SQLITE_OK) {
-        GrowImpatient(code);
+        AfterFailure(code);
         return -1;
     }
     if (result)
@@ -199,8 +203,10 @@ bool Connection::IsUnitOpen() { return g_unitIsOpen; }
 
 int Connection::Exec(const std::string& sql) {
     const int code = sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr);
-    if (code != SQLITE_OK)
+    if (code != SQLITE_OK) {
         LogFailure("Execute", sql.c_str());
+        AfterFailure(code);
+    }
     return code;
 }
 
@@ -258,7 +264,5 @@ void Connection::RollbackUnit() {
 int Connection::RunAlone(const char* sql) {
     if (!Handle())
         return -1;
-    const int code = Exec(sql);
-    GrowImpatient(code);
-    return code == SQLITE_OK ? 0 : -1;
+    return Exec(sql) == SQLITE_OK ? 0 : -1;
 }

@@ -47,7 +47,7 @@ private:
                          const std::list<std::string>& params);
     int RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
                       const std::list<std::string>& params);
-    void GrowImpatient(int code);
+    void AfterFailure(int code);
 
     std::string m_path;
     SqliteHandle m_db;

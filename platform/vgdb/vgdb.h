@@ -169,8 +169,8 @@ void RelaxDurability(DB_INSTANCE db);
 // or it cannot be (logged).
 [[nodiscard]] int JoinUnit(DB_INSTANCE db, std::string& prefix);
 
-// Removes what an interrupted commit of the main database and a joined one has left, once SQLite has restored or
-// completed both; nothing when one of them cannot be read.
+// Removes what an interrupted commit of the main database and a joined one has left, once SQLite has restored
+// or completed both; nothing when one of them cannot be read.
 void RecoverJoined(DB_INSTANCE db);
 
 // Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.

@@ -138,6 +138,8 @@ Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     ProcessEnd end;
     if (point.fault == "powercut") {
         outcome.what = CutPower(stand, point);
+        if (point.at == stand.Calls().size())
+            end = bench.End();  // the power has outlived the upgrade, though not what it had not flushed
     } else {
         stand.LayStart();
         outcome.what = Strike(stand, {point.fault, point.at}, end, problems);
@@ -149,9 +151,11 @@ Outcome Try(const Bench& bench, const Stand& stand, const Point& point) {
     if (point.thenAt > 0)
         outcome.what += StrikeAgain(stand, point.thenAt, end);
 
-    // An upgrade that came to its end is the last one, unless the disk kept it from doing everything.
+    // An upgrade that came to its end is the last one, unless the disk kept it from doing everything, or has
+    // lost some.
     const bool ended = end.how == ProcessEnd::How::Exited;
-    if (!ended || (EndsByItself(point) && !CompareEnd(bench, stand, point, end).empty()))
+    const bool mayLack = EndsByItself(point) || point.fault == "powercut";
+    if (!ended || (mayLack && !CompareEnd(bench, stand, point, end).empty()))
         end = stand.Upgrade();
     for (std::string& difference : CompareEnd(bench, stand, point, end))
         problems.push_back(std::move(difference));
