@@ -66,14 +66,15 @@ void AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
 
 std::string WithoutPrefix(const std::string& realPath) { return realPath.substr(SysPath("").size()); }
 
-// Does again what a unit does after its commit.
-void FinishUnit(const Facts& facts) {
+// Does again what a unit does after its commit. False when it cannot be done now.
+bool FinishUnit(const Facts& facts) {
     const auto unit = facts.find(kUnit);
     const auto files = facts.find(kFiles);
-    if (unit == facts.end() || files == facts.end())
-        return;
-    for (const std::string& path : SplitString(files->second, '\n'))
-        (void)FileUnit::Finish(SysPath(path), unit->second);  // logged there
+    bool done = true;
+    if (unit != facts.end() && files != facts.end())
+        for (const std::string& path : SplitString(files->second, '\n'))
+            done = FileUnit::Finish(SysPath(path), unit->second) == 0 && done;
+    return done;
 }
 
 // The row to go on with as it stands in the database: a commit whose last flush fails is reported as failed,
@@ -104,10 +105,10 @@ void UpgradeRecord::Recover() {
         m_usable = false;
         return;  // files that a unit has prepared stay for the time when the record can be read
     }
-    FinishUnit(facts);
     VGDB::RecoverJoined(DB_LOG);
-    for (const std::string_view path : kSettingsFiles)
-        FileUnit::RemoveLeftovers(SysPath(path));
+    if (FinishUnit(facts))
+        for (const std::string_view path : kSettingsFiles)
+            FileUnit::RemoveLeftovers(SysPath(path));
     m_exists = count != "0";
     if (!m_exists)
         return;
@@ -196,8 +197,8 @@ bool UpgradeRecord::CommitChanges(int row) {
     if (m_usable && NoteUnit(row)) {
         if (m_exists || VGDB::HasUnitChanged(DB_SYSTEM))
             return false;
-        m_usable =
-            false;  // a main database that takes nothing: what stands in files is upgraded all the same
+        // A main database that takes nothing: what stands in files is upgraded all the same.
+        m_usable = false;
     }
     if (VGDB::CommitUnit()) {
         const std::optional<int> nextRow = ReadNextRow();
