@@ -22,8 +22,8 @@
 #include <string>
 #include <thread>
 
-#include "tests/faults/bench.h"
-#include "tests/faults/scenarios.h"
+#include "tools/faults/bench.h"
+#include "tools/faults/scenarios.h"
 
 namespace fs = std::filesystem;
 

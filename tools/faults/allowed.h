@@ -7,7 +7,7 @@
 //   - the order of the user-visible log entries, and with it their ids
 #pragma once
 
-#include "tests/faults/tree_image.h"
+#include "tools/faults/tree_image.h"
 
 // The image without what may differ.
 TreeImage WithoutOrder(TreeImage image);

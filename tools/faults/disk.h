@@ -28,7 +28,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tests/faults/trace.h"
+#include "tools/faults/trace.h"
 
 struct TracedCall {
     Op op;

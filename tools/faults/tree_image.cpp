@@ -1,4 +1,4 @@
-#include "tests/faults/tree_image.h"
+#include "tools/faults/tree_image.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>

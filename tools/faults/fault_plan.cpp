@@ -1,4 +1,4 @@
-#include "tests/faults/fault_plan.h"
+#include "tools/faults/fault_plan.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "tests/faults/scenarios.h"
+#include "tools/faults/scenarios.h"
 
 #include <algorithm>
 #include <csignal>
@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "tests/faults/allowed.h"
+#include "tools/faults/allowed.h"
 
 namespace fs = std::filesystem;
 

@@ -16,7 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tests/faults/fault_plan.h"
+#include "tools/faults/fault_plan.h"
 
 using fault::Call;
 using fault::FindFd;

@@ -1,4 +1,4 @@
-#include "tests/faults/allowed.h"
+#include "tools/faults/allowed.h"
 
 #include <algorithm>
 #include <sstream>

@@ -13,7 +13,7 @@
 #include <climits>
 #include <cstdint>
 
-#include "tests/faults/trace.h"
+#include "tools/faults/trace.h"
 
 namespace fault {
 

@@ -1,4 +1,4 @@
-#include "tests/faults/process.h"
+#include "tools/faults/process.h"
 
 #include <fcntl.h>
 #include <poll.h>

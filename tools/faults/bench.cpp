@@ -1,4 +1,4 @@
-#include "tests/faults/bench.h"
+#include "tools/faults/bench.h"
 
 #include <fstream>
 #include <iterator>

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/faults/disk.h"
-#include "tests/faults/process.h"
-#include "tests/faults/tree_image.h"
+#include "tools/faults/disk.h"
+#include "tools/faults/process.h"
+#include "tools/faults/tree_image.h"
 
 // A message of the package log, "(FUNCTION): MESSAGE", without what differs from run to run.
 using Messages = std::vector<std::string>;

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/faults/bench.h"
+#include "tools/faults/bench.h"
 
 struct Point {
     std::string fault;  // VGFAULT_MODE, or "powercut"

@@ -1,4 +1,4 @@
-#include "tests/faults/disk.h"
+#include "tools/faults/disk.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
