@@ -177,7 +177,7 @@ TEST_F(Command, LeavesWhatItCannotRepairAndRepairsTheRest) {
     EXPECT_EQ(0, RunUpgrader(kNewest));
 
     for (const std::string& path : {missing, corrupt, folder, noSchema, badSchema})
-        EXPECT_EQ(1, CountInLog("(RepairSchema): Failed to repair missing schema of " + path + "\n")) << path;
+        EXPECT_EQ(1, CountInLog("(main): Failed to repair missing schema of " + path + "\n")) << path;
     EXPECT_EQ(5, CountInLog("Failed to repair missing schema of "));
     EXPECT_FALSE(fs::exists(missing)) << "a database that is gone is not made anew";
     EXPECT_EQ(garbage, ReadFile(corrupt));

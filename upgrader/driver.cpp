@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "platform/host/disk_error.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/log.h"
 #include "upgrader/missing_schema.h"
@@ -36,13 +37,17 @@ bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild) {
     return entry.threshold == 0 || oldBuild < entry.threshold;
 }
 
-void RepairSchema(UpgradeRecord& record) {
+void RepairSchema(UpgradeRecord& record, LogSite site) {
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
         const auto db = static_cast<DB_INSTANCE>(number);
         const std::string path = VGDB::GetDBPath(db);
-        // Twice, since a disk that fails for a moment must not leave the migrations to run on the old schema.
-        if (RepairDatabase(db, path, record) && RepairDatabase(db, path, record))
-            UPG_LOG("Failed to repair missing schema of %s\n", path.c_str());
+        ForgetDiskErrors();
+        int failed = RepairDatabase(db, path, record);
+        // A disk that fails for a moment must not leave the migrations to run on the old schema.
+        if (failed && HadDiskError())
+            failed = RepairDatabase(db, path, record);
+        if (failed)
+            LogMessage(site, "Failed to repair missing schema of %s\n", path.c_str());
     }
 }
 

@@ -308,6 +308,6 @@ const UpgradeEntry MigrationRegistry[] = {
 static_assert(std::size(MigrationRegistry) == kMigrationCount + 1);
 
 // To add a migration: write its function in the file of its family under migrations/ and declare it in
-// migrations.h; add its row above the five rows of threshold 0, with the build that brings it as threshold, raise
-// kMigrationCount and add the pair to tests/data/registry.txt; show with a test what it changes and what it
-// leaves; run scripts/list-migrations --update.
+// migrations.h; add its row above the five rows of threshold 0, with the build that brings it as threshold,
+// raise kMigrationCount and add the pair to tests/data/registry.txt; show with a test what it changes and
+// what it leaves; run scripts/list-migrations --update.

@@ -12,11 +12,6 @@
 
 namespace {
 
-// A database that somebody else holds is waited for. One that stays held for so long is held on purpose (or
-// forgotten): later statements give it less, so that an upgrade with hundreds of statements comes to its end.
-constexpr int kBusyTimeoutMs = 10'000;
-constexpr int kBusyAgainTimeoutMs = 500;
-
 constexpr size_t kShownOfStatement = 200;
 
 bool g_unitIsOpen = false;
@@ -103,7 +98,7 @@ sqlite3* Connection::Handle() {
     sqlite3* db = nullptr;
     const int opened = OpenSqlite(m_path.c_str(), SQLITE_OPEN_READWRITE, &db);
     m_db.reset(db);
-    sqlite3_busy_timeout(db, kBusyTimeoutMs);
+    sqlite3_busy_timeout(db, m_patienceMs);
     sqlite3_extended_result_codes(db, 1);
     // A commit is on disk only when the journal's removal is: EXTRA flushes the folder too. Without it a
     // power cut could bring the journal back, and with it the old rows, after a settings flag has been
@@ -111,6 +106,7 @@ sqlite3* Connection::Handle() {
     const char* const durable = "PRAGMA synchronous = EXTRA";
     if (opened != SQLITE_OK || sqlite3_exec(db, durable, nullptr, nullptr, nullptr) != SQLITE_OK) {
         LogFailure("Open", opened != SQLITE_OK ? "" : durable);
+        SetPatience(sqlite3_errcode(db));
         m_db.reset();
     }
     return m_db.get();
@@ -123,9 +119,15 @@ void Connection::LogFailure(const char* function, const char* sql) const {
                length > kShownOfStatement ? "..." : "");
 }
 
+void Connection::SetPatience(int code) {
+    const int patience = (code & 0xff) == SQLITE_BUSY ? kShortPatienceMs : kPatienceMs;
+    if (patience != m_patienceMs)
+        sqlite3_busy_timeout(m_db.get(), patience);
+    m_patienceMs = patience;
+}
+
 void Connection::AfterFailure(int code) {
-    if ((code & 0xff) == SQLITE_BUSY)
-        sqlite3_busy_timeout(m_db.get(), kBusyAgainTimeoutMs);
+    SetPatience(code);
     // A journal that cannot be opened beside a database that is open is the disk's fault too.
     if ((code & 0xff) == SQLITE_IOERR || (code & 0xff) == SQLITE_CANTOPEN)
         NoteDiskError();
@@ -154,6 +156,7 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
         AfterFailure(code);
         return -1;
     }
+    SetPatience(code);
     if (result)
         *result = rows ? rows.release() : new DBResult_tag;
     return 0;

@@ -47,9 +47,17 @@ private:
                          const std::list<std::string>& params);
     int RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
                       const std::list<std::string>& params);
+    void SetPatience(int code);
     void AfterFailure(int code);
 
+    // A database that somebody else holds is waited for. One that stays held for so long is held on purpose
+    // (or forgotten): until it is free again, statements give it less, so that an upgrade with hundreds of
+    // them comes to its end.
+    static constexpr int kPatienceMs = 10'000;
+    static constexpr int kShortPatienceMs = 100;
+
     std::string m_path;
+    int m_patienceMs = kPatienceMs;
     SqliteHandle m_db;
 
     bool m_inUnit = false;    // the transaction of a unit has begun
