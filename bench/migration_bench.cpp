@@ -25,8 +25,9 @@ int main(int argc, char* argv[]) {
     for (const auto& migration : kMigrations) {
         if (argc != 2 || migration.name != argv[1])
             continue;
+        VGDB::BeginUnit();
         const int result = migration.run();
-        const int flushed = VGLogFlush();
+        const int flushed = VGLogFlush() != 0 ? -1 : VGDB::CommitUnit();
         VGDB::CloseAll();
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
