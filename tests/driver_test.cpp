@@ -151,6 +151,18 @@ TEST_F(Command, UpgradesANewSystemWithoutAComplaintAndThenLeavesItAlone) {
     EXPECT_EQ(before, Snapshot());
 }
 
+TEST_F(Command, MakesTheFolderOfItsLogAndDoesWithoutALog) {
+    fs::remove_all(Path("/var/log"));
+    RunUpgrader(kNewest);
+    EXPECT_EQ(1, CountInLog("(main): pre-upgrade version:9999\n"));
+
+    fs::remove_all(Path("/var/log"));
+    WriteFile(Path("/var/log"), "in the way");
+    WriteSettings("");
+    RunUpgrader(kNewest);
+    EXPECT_NE("", Settings()) << "a log that cannot be opened stops nothing";
+}
+
 TEST_F(Command, StampsTheInstalledPackagesVersion) {
     WriteFile(Path("/var/packages/Vigilo/etc/package.conf"), "version=\"9.3.1-9801\"\n");
     RunUpgrader(kNewest);

@@ -1,15 +1,16 @@
 #include "platform/log/vgprintf.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
@@ -63,8 +64,11 @@ int OpenLog() {
     const std::string path = SysPath(kPackageLog);
     const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
     int fd = open(path.c_str(), flags, 0640);
-    if (fd < 0 && errno == ENOENT && mkdir(SysPath(kLogDir).c_str(), 0755) == 0)
+    if (fd < 0 && errno == ENOENT) {
+        std::error_code ignored;  // the second try tells
+        std::filesystem::create_directories(SysPath(kLogDir), ignored);
         fd = open(path.c_str(), flags, 0640);
+    }
     return fd;
 }
 
