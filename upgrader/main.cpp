@@ -22,7 +22,6 @@
 #include "upgrader/disk_space.h"
 #include "upgrader/driver.h"
 #include "upgrader/log.h"
-#include "upgrader/missing_schema.h"
 #include "upgrader/registry.h"
 #include "upgrader/upgrade_lock.h"
 #include "upgrader/upgrade_record.h"
@@ -60,7 +59,6 @@ int main(int argc, char* argv[]) {
 
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     CheckDiskSpace(MigrationRegistry, oldBuild);
-    g_missingSchema.resize(DB_INSTANCE_COUNT);
     UpgradeRecord record(oldBuild);
     record.Recover();
     RepairSchema(record);

@@ -35,7 +35,14 @@ constexpr std::string_view kSettingsFiles[] = {kSettingsConf, kVariableConf};
 
 using Facts = std::map<std::string, std::string>;
 
-int ReadFacts(Facts& facts) {
+// Returns 0 and the facts, none when there is no record; -1 when the main database cannot be read.
+int ReadRecord(bool& exists, Facts& facts) {
+    std::set<std::string> tables;
+    if (VGDB::GetTables(DB_SYSTEM, tables))
+        return -1;
+    exists = tables.contains(kTable);
+    if (!exists)
+        return 0;
     QueryResult rows;
     if (QuerySql(DB_SYSTEM, std::string("SELECT name, value FROM ") + kTable, rows,
                  "Failed to read the record of an interrupted upgrade: %s\n"))
@@ -43,6 +50,11 @@ int ReadFacts(Facts& facts) {
     while (rows.Next())
         facts[rows.String("name")] = rows.String("value");
     return 0;
+}
+
+std::string FactOf(const Facts& facts, const std::string& name) {
+    const auto fact = facts.find(name);
+    return fact != facts.end() ? fact->second : "";
 }
 
 std::string MissingToJson(const VGDB::MissingNames& missing) {
@@ -80,28 +92,19 @@ bool FinishUnit(const Facts& facts) {
 // The row to go on with as it stands in the database: a commit whose last flush fails is reported as failed,
 // but stands. -1 when there is no record, nothing when it cannot be read.
 std::optional<int> ReadNextRow() {
-    std::set<std::string> tables;
-    std::string nextRow = "-1";
-    if (VGDB::GetTables(DB_SYSTEM, tables))
+    bool exists = false;
+    Facts facts;
+    if (ReadRecord(exists, facts))
         return std::nullopt;
-    const std::string query = std::string("SELECT value FROM ") + kTable + " WHERE name = '" + kNextRow + "'";
-    if (tables.contains(kTable) && VGDB::LoadFirstFieldFromDB(DB_SYSTEM, query, nextRow))
-        return std::nullopt;
-    return String2Int(nextRow.c_str());
-}
-
-std::string FactOf(const Facts& facts, const std::string& name) {
-    const auto fact = facts.find(name);
-    return fact != facts.end() ? fact->second : "";
+    return exists ? String2Int(FactOf(facts, kNextRow).c_str()) : -1;
 }
 
 }  // namespace
 
 void UpgradeRecord::Recover() {
-    std::string count = "0";
-    const std::string query = std::string("SELECT count(*) FROM sqlite_schema WHERE name = '") + kTable + "'";
+    bool exists = false;
     Facts facts;
-    if (VGDB::LoadFirstFieldFromDB(DB_SYSTEM, query, count) || (count != "0" && ReadFacts(facts))) {
+    if (ReadRecord(exists, facts)) {
         m_usable = false;
         return;  // files that a unit has prepared stay for the time when the record can be read
     }
@@ -109,7 +112,7 @@ void UpgradeRecord::Recover() {
     if (FinishUnit(facts))
         for (const std::string_view path : kSettingsFiles)
             FileUnit::RemoveLeftovers(SysPath(path));
-    m_exists = count != "0";
+    m_exists = exists;
     if (!m_exists)
         return;
     if (FactOf(facts, kOldBuild) == std::to_string(m_oldBuild) &&
@@ -153,10 +156,9 @@ void UpgradeRecord::NoteMissing(DB_INSTANCE db, const VGDB::MissingNames& missin
 }
 
 void UpgradeRecord::BeginUnit(int row) {
-    m_unit = std::to_string(row);
     ForgetDiskErrors();
     VGDB::BeginUnit();
-    FileUnit::Begin(m_unit);
+    FileUnit::Begin(std::to_string(row));
 }
 
 int UpgradeRecord::RunUnit(int row, const std::function<int()>& migration) {
@@ -219,7 +221,7 @@ int UpgradeRecord::NoteUnit(int row) {
         files.push_back(WithoutPrefix(path));
     return Note({{kNextRow, std::to_string(row + 1)},
                  {kResult, std::to_string(m_result)},
-                 {kUnit, m_unit},
+                 {kUnit, std::to_string(row)},
                  {kFiles, JoinStrings(files, "\n")}});
 }
 

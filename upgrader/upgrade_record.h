@@ -60,7 +60,6 @@ private:
     uint32_t m_oldBuild;
     int m_nextRow = 0;
     int m_result = 0;
-    std::string m_unit;
     bool m_exists = false;  // the record stands in the main database
     bool m_usable = true;   // the main database takes one
 };

@@ -7,10 +7,9 @@
 #include "platform/settings/settings.h"
 #include "upgrader/log.h"
 #include "upgrader/migrations/migrations.h"
+#include "upgrader/once.h"
 
 namespace {
-
-constexpr const char* kFailedToSetKey = "Failed to set %s in setting conf.\n";
 
 // Tries every key, so that one that cannot be written does not keep the others.
 int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
@@ -18,7 +17,7 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
     int result = 0;
     for (const char* key : keys) {
         if (SetSettingConfValue(key, value)) {
-            LogMessage(site, kFailedToSetKey, key);
+            LogMessage(site, kFailedToSetFlag, key);
             result = -1;
         }
     }
@@ -76,7 +75,7 @@ int RenameDownloadServerKey() {
     if (foundNew > 0 && replaced != server)
         UPG_LOG("%s takes the value of %s; its own is dropped.\n", kNewKey, kOldKey);
     if (SetSettingConfValue(kNewKey, server)) {
-        UPG_LOG(kFailedToSetKey, kNewKey);
+        UPG_LOG(kFailedToSetFlag, kNewKey);
         return -1;
     }
     if (VGFileRemoveKeys(conf, {kOldKey})) {
