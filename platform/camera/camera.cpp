@@ -13,25 +13,15 @@ std::string Field(const DBRows& rows, unsigned int row, const char* column) {
     return text ? text : "";
 }
 
+// Every column, since which of them the table has is for the rows to tell.
 std::string ListQuery(const CamFilterRule& rule) {
-    std::string columns = "id";
-    for (const char* column : {kNameColumn, kNotifyScheduleColumn})
-        if (VGDB::IsColumnExist(DB_SYSTEM, gszTableCamera, column))
-            columns += StringPrintf(", %s", column);
     std::string condition;
     if (!rule.ids.empty())
         condition = " WHERE id IN (" + IdSet2String(rule.ids) + ")";
-    return "SELECT " + columns + " FROM " + gszTableCamera + condition + " ORDER BY id;";
+    return std::string("SELECT * FROM ") + gszTableCamera + condition + " ORDER BY id;";
 }
 
 }  // namespace
-
-int Camera::Save() const {
-    return VGDB::Execute(DB_SYSTEM,
-                         StringPrintf("UPDATE %s SET id = id WHERE id = %d;", gszTableCamera, m_id))
-               ? -1
-               : 0;
-}
 
 int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras) {
     cameras.clear();
@@ -44,4 +34,10 @@ int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras) {
             cameras.emplace_back(id, Field(rows, row, kNameColumn), Field(rows, row, kNotifyScheduleColumn));
     }
     return 0;
+}
+
+int CamSaveAll() {
+    if (const int found = VGDB::FindTable(DB_SYSTEM, gszTableCamera); found <= 0)
+        return found;
+    return VGDB::Execute(DB_SYSTEM, StringPrintf("UPDATE %s SET id = id;", gszTableCamera)) ? -1 : 0;
 }

@@ -21,11 +21,6 @@ public:
     // digits of a word are as many as the build that wrote it knew (settings key cam_noti_sched_char_num).
     const std::string& GetNotifySchedule() const { return m_notifySchedule; }
 
-    // Writes the camera's row anew, which runs the triggers of the table. A Camera is read only, so every
-    // column keeps its value to the byte, also one that text cannot carry. Returns 0 when the row is on disk
-    // or there is none any more, else -1, logged by the database library.
-    [[nodiscard]] int Save() const;
-
 private:
     int m_id;
     std::string m_name;
@@ -41,3 +36,8 @@ struct CamFilterRule {
 // the list held. Returns 0 on success, also when there is none; -1 when the table cannot be read (the list is
 // then empty), logged by the database library.
 [[nodiscard]] int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras);
+
+// Writes every camera's row anew, which runs the triggers of the table for each; all or none. Every column
+// keeps its value to the byte, also one that text cannot carry. Returns 0, also when there is no table; -1,
+// logged by the database library.
+[[nodiscard]] int CamSaveAll();

@@ -1,7 +1,10 @@
 // Analytics tasks, their events and faces.
 #include <string>
 
+#include "platform/host/paths.h"
+#include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
+#include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/migrations.h"
 #include "upgrader/once.h"
@@ -11,8 +14,14 @@ namespace migrations {
 int ShowDvaTaskChangeInfo() {
     // A notice for the user interface, which only those who have tasks need.
     constexpr const char* kFlag = "show_dva_no_idle_name_change_info";
-    if (IsSettingConfKeyExist(kFlag) || !VGDB::CheckTableExist(DB_SYSTEM, gszTableIvaSetting))
-        return 0;
+    std::string noticed;
+    const int flagged = VGFileGetVal(SysPath(kSettingsConf), kFlag, noticed);
+    if (flagged < 0)
+        UPG_LOG("Failed to get %s from settings.conf\n", kFlag);
+    if (flagged != 0)
+        return flagged < 0 ? -1 : 0;
+    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting); found <= 0)
+        return found;
     QueryResult tasks;
     if (QuerySql(DB_SYSTEM, std::string("SELECT id FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
                  "Failed to execute sql: %s\n"))

@@ -7,10 +7,17 @@
 
 namespace migrations {
 
+// Looks at the switches of eight log types, and no build has ever done anything about them.
+int TouchLogTypeSettingKeys() { return 0; }
+
 int RecountVGLogAndAxisAcsLog() {
     const int logs = VGLogEvent::Recount();
     const int doors = AxisAcsLog::Recount();
-    return logs < 0 || doors < 0 ? -1 : 0;
+    if (logs < 0 || doors < 0) {
+        UPG_LOG("Failed to recount the log and the door events.\n");
+        return -1;
+    }
+    return 0;
 }
 
 int AddAdvLogAndDropAbandoned() {
