@@ -62,37 +62,6 @@ bool VGDB::IsColumnExist(DB_INSTANCE db, const std::string& table, const std::st
     return IsColumnExist(GetDBPath(db), table, column);
 }
 
-namespace {
-int Find(DB_INSTANCE db, const std::string& query) {
-    const std::string path = VGDB::GetDBPath(db);
-    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
-        return 0;
-    DBResult_tag* rows = nullptr;
-    if (VGDB::Execute(db, query, &rows))
-        return -1;
-    const int found = VGDBNumRows(rows) > 0 ? 1 : 0;
-    VGDBFreeResult(rows);
-    return found;
-}
-}  // namespace
-
-int VGDB::FindTable(DB_INSTANCE db, const std::string& table) {
-    return Find(db, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = " + QuoteEscape(table) +
-                        " COLLATE NOCASE");
-}
-
-int VGDB::FindColumn(DB_INSTANCE db, const std::string& table, const std::string& column) {
-    return Find(db, "SELECT 1 FROM pragma_table_xinfo(" + QuoteEscape(table) +
-                        ") WHERE name = " + QuoteEscape(column) + " COLLATE NOCASE");
-}
-
-int VGDB::FindColumns(DB_INSTANCE db, const std::string& table, const std::vector<std::string>& columns) {
-    for (const std::string& column : columns)
-        if (const int found = FindColumn(db, table, column); found <= 0)
-            return found;
-    return 1;
-}
-
 int VGDB::GetTables(DB_INSTANCE db, std::set<std::string>& tables) { return GetNames(db, "table", tables); }
 
 int VGDB::GetTriggers(DB_INSTANCE db, std::set<std::string>& triggers) {

@@ -15,7 +15,6 @@
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 // The package's database files, in the order in which they are repaired.
 enum DB_INSTANCE : int {
@@ -116,10 +115,6 @@ bool CheckTableExist(DB_INSTANCE db, const std::string& table);
 bool CheckTableExist(const std::string& dbPath, const std::string& table);
 bool IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column);
 bool IsColumnExist(const std::string& dbPath, const std::string& table, const std::string& column);
-
-int FindTable(DB_INSTANCE db, const std::string& table);
-int FindColumn(DB_INSTANCE db, const std::string& table, const std::string& column);
-int FindColumns(DB_INSTANCE db, const std::string& table, const std::vector<std::string>& columns);
 
 // The first field of the query's first row; left as it was when there is no row or the field is NULL.
 [[nodiscard]] int LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value);
