@@ -32,7 +32,9 @@ TEST_F(PackageSettings, ChangeTheirKeysAndNoOther) {
         {UpdateH265HwDecodeSettings, "x=\"1\"\n", "x=\"1\"\nupgrade_enable_H265_hw_decode=\"true\"\n"},
         {RenameDownloadServerKey, "vg_client_download_server=\"http://a/?q=\\\"1\\\"\"\nx=\"1\"\n",
          "x=\"1\"\nvg_file_download_server=\"http://a/?q=\\\"1\\\"\"\n"},
-        {RenameDownloadServerKey, "vg_client_download_server=\"\"\n", "vg_file_download_server=\"\"\n"},
+        {RenameDownloadServerKey, "vg_client_download_server=\"\"\nx=\"1\"\n", "x=\"1\"\n"},
+        {RenameDownloadServerKey, "vg_client_download_server=\nvg_file_download_server=\"http://b\"\n",
+         "vg_file_download_server=\"http://b\"\n"},
         {RenameDownloadServerKey, "vg_file_download_server=\"http://b\"\n",
          "vg_file_download_server=\"http://b\"\n"},
         // Killed after the new key was stored.
@@ -47,7 +49,13 @@ TEST_F(PackageSettings, ChangeTheirKeysAndNoOther) {
             EXPECT_EQ(c.after, Settings()) << c.before;
         }
     }
-    EXPECT_EQ("", Log());
+    // Nothing takes over what the retired keys held: the log keeps it.
+    EXPECT_EQ(
+        "(UpdateCMSInfo): Removed vg_cms=\"yes\" from settings.conf\n"
+        "(UpdateCMSInfo): Removed vg_cms_slave=\"no\" from settings.conf\n"
+        "(UpdateCMSInfo): Removed vg_cms_slave=\"no\" from settings.conf\n"
+        "(UpdateCMSVideoRelayType): Removed vg_cms_auto_video_relay=\"yes\" from settings.conf\n",
+        Log());
 }
 
 TEST_F(PackageSettings, TheDownloadServerInUseHoldsWhenBothKeysAreThere) {

@@ -1,18 +1,14 @@
 #include "platform/axisacs/axisacs.h"
 
 #include "platform/counts/recount.h"
-#include "platform/log/library_log.h"
 
 int AxisAcsLog::Recount() {
-    if (RecountByDay({.countedDb = DB_AXISACSEVTLOG,
-                      .countedTable = "axisacsevtlog",
-                      .timeColumn = "timestamp",
-                      .keyColumns = {"controller_id"},
-                      .countDb = DB_AXISACSEVTLOG,
-                      .countTable = "axisacsevtlogcnt"}) == 0)
-        return 0;
-    VG_LIB_LOG("Failed to recount the door events.\n");
-    return -1;
+    return RecountByDay({.countedDb = DB_AXISACSEVTLOG,
+                         .countedTable = "axisacsevtlog",
+                         .timeColumn = "timestamp",
+                         .keyColumns = {"controller_id"},
+                         .countDb = DB_AXISACSEVTLOG,
+                         .countTable = "axisacsevtlogcnt"});
 }
 
 // Not settled: what changes in the authentication profiles of doors.

@@ -13,11 +13,7 @@ int TouchLogTypeSettingKeys() { return 0; }
 int RecountVGLogAndAxisAcsLog() {
     const int logs = VGLogEvent::Recount();
     const int doors = AxisAcsLog::Recount();
-    if (logs < 0 || doors < 0) {
-        UPG_LOG("Failed to recount the log and the door events.\n");
-        return -1;
-    }
-    return 0;
+    return logs < 0 || doors < 0 ? -1 : 0;
 }
 
 int AddAdvLogAndDropAbandoned() {

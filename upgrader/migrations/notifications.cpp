@@ -185,7 +185,7 @@ int DisableMsnSkypePushService() {
     QueryResult columns;
     if (QuerySql(DB_SYSTEM,
                  "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' AS name,"
-                 " CASE WHEN type LIKE '%INT%' OR type LIKE '%BOOL%' THEN '0' ELSE  END AS value"
+                 " CASE WHEN type LIKE '%INT%' OR type LIKE '%BOOL%' THEN '0' ELSE quote('') END AS value"
                  " FROM pragma_table_info('notificationpushservice')"
                  " WHERE name LIKE '%msn%' OR name LIKE '%skype%';",
                  columns, "Failed to execute sql: %s\n"))

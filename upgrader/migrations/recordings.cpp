@@ -2,6 +2,7 @@
 #include "platform/recording/recording.h"
 #include "platform/userlog/recount.h"
 #include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
+#include "upgrader/log.h"
 #include "upgrader/migrations.h"
 
 namespace migrations {
@@ -12,6 +13,11 @@ int RecountRecordingAndLog() {
     return recordings < 0 || logs < 0 ? -1 : 0;
 }
 
-int once::IntegratePrePostRecTimeOnce() { return implement::IntegrateExternalPrePostRecTimeToCam().Run(); }
+int once::IntegratePrePostRecTimeOnce() {
+    if (implement::IntegrateExternalPrePostRecTimeToCam().Run() == 0)
+        return 0;
+    UPG_LOG("Failed to integrate the recording times of the analytics tasks.\n");
+    return -1;
+}
 
 }  // namespace migrations
