@@ -4,17 +4,15 @@
 
 namespace {
 
-bool g_diskError = false;
+unsigned g_diskErrors = 0;
 
 }  // namespace
 
-void NoteDiskError() { g_diskError = true; }
+void NoteDiskError() { ++g_diskErrors; }
 
 void NoteErrno(int error) {
     if (error == EIO)
         NoteDiskError();
 }
 
-bool HadDiskError() { return g_diskError; }
-
-void ForgetDiskErrors() { g_diskError = false; }
+unsigned DiskErrors() { return g_diskErrors; }

@@ -30,9 +30,14 @@ constexpr std::array<const char*, DB_INSTANCE_COUNT> kFiles = {
 }  // namespace
 
 std::string VGDB::GetDBPath(DB_INSTANCE db) {
-    return SysPath(kTargetDir) + kFiles.at(static_cast<size_t>(db));
+    return ResolvePath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
 }
 
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
-    return SysPath(kSchemaDir) + std::filesystem::path(dbPath).stem().string() + ".sql";
+    // A database that is a symbolic link may have another name where it really is.
+    std::filesystem::path named = dbPath;
+    for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
+        if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
+            named = kFiles.at(static_cast<size_t>(db));
+    return ResolvePath(std::string(kSchemaDir) + named.stem().string() + ".sql");
 }
