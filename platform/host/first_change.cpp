@@ -14,3 +14,5 @@ void AnnounceChange() {
     if (const auto listener = std::exchange(g_listener, nullptr))
         listener();
 }
+
+bool IsFirstChangeAwaited() { return static_cast<bool>(g_listener); }
