@@ -208,7 +208,7 @@ TEST_F(Units, DoWithoutALogDatabase) {
 
 TEST_F(Units, PrepareFilesThatReadersOfTheProcessSee) {
     WriteSettings("a=\"1\"\n");
-    const std::string path = Path(kSettingsConf);
+    const std::string path(kSettingsConf);
     FileUnit::Begin("5");
     EXPECT_EQ(0, SetSettingConfValue("b", "2"));
     EXPECT_TRUE(IsSettingConfKeyExist("b"));
@@ -216,10 +216,10 @@ TEST_F(Units, PrepareFilesThatReadersOfTheProcessSee) {
     EXPECT_EQ((std::vector<std::string>{path}), FileUnit::Paths());
 
     // A later write that fails costs only itself.
-    fs::create_directory(path + ".vgtmp");
+    fs::create_directory(Path(path) + ".vgtmp");
     EXPECT_EQ(-1, SetSettingConfValue("c", "3"));
     EXPECT_FALSE(IsSettingConfKeyExist("c"));
-    fs::remove(path + ".vgtmp");
+    fs::remove(Path(path) + ".vgtmp");
     EXPECT_EQ(0, FileUnit::PutInPlace());
     EXPECT_EQ("a=\"1\"\nb=\"2\"\n", Settings());
 

@@ -17,7 +17,7 @@
 #include <string>
 
 #include "platform/settings/settings.h"
-#include "platform/support/system.h"
+#include "platform/settings/system.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/disk_space.h"
 #include "upgrader/driver.h"

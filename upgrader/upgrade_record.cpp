@@ -76,8 +76,6 @@ void AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
                     missing[table].insert(name.asString());
 }
 
-std::string WithoutPrefix(const std::string& realPath) { return realPath.substr(SysPath("").size()); }
-
 // Does again what a unit does after its commit. False when it cannot be done now.
 bool FinishUnit(const Facts& facts) {
     const auto unit = facts.find(kUnit);
@@ -85,7 +83,7 @@ bool FinishUnit(const Facts& facts) {
     bool done = true;
     if (unit != facts.end() && files != facts.end())
         for (const std::string& path : SplitString(files->second, '\n'))
-            done = FileUnit::Finish(SysPath(path), unit->second) == 0 && done;
+            done = FileUnit::Finish(path, unit->second) == 0 && done;
     return done;
 }
 
@@ -111,7 +109,7 @@ void UpgradeRecord::Recover() {
     VGDB::RecoverJoined(DB_LOG);
     if (FinishUnit(facts))
         for (const std::string_view path : kSettingsFiles)
-            FileUnit::RemoveLeftovers(SysPath(path));
+            FileUnit::RemoveLeftovers(std::string(path));
     m_exists = exists;
     if (!m_exists)
         return;
@@ -218,7 +216,7 @@ bool UpgradeRecord::CommitChanges(int row) {
 int UpgradeRecord::NoteUnit(int row) {
     std::vector<std::string> files;
     for (const std::string& path : FileUnit::Paths())
-        files.push_back(WithoutPrefix(path));
+        files.push_back(path);
     return Note({{kNextRow, std::to_string(row + 1)},
                  {kResult, std::to_string(m_result)},
                  {kUnit, std::to_string(row)},

@@ -9,15 +9,14 @@ constexpr const char* kNameColumn = "name";
 constexpr const char* kNotifyScheduleColumn = "notifyschedule";
 
 std::string Field(const DBRows& rows, unsigned int row, const char* column) {
-    const char* text = VGDBFetchField(rows.get(), row, column);
-    return text ? text : "";
+    return OrEmpty(VGDBFetchField(rows.get(), row, column));
 }
 
 // Every column, since which of them the table has is for the rows to tell.
 std::string ListQuery(const CamFilterRule& rule) {
     std::string condition;
     if (!rule.ids.empty())
-        condition = " WHERE id IN (" + IdSet2String(rule.ids) + ")";
+        condition = " WHERE id IN (" + JoinStrings(rule.ids, ",") + ")";
     return std::string("SELECT * FROM ") + gszTableCamera + condition + " ORDER BY id;";
 }
 

@@ -7,7 +7,7 @@
 
 int NotificationFilter::Reload() {
     std::map<std::string, std::string> settings;
-    if (VGFileGetAll(SysPath(kSettingsConf), settings))
+    if (VGFileGetAll(kSettingsConf, settings))
         return -1;
     FilterMap filters;
     for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {
@@ -44,7 +44,7 @@ int NotificationFilter::Save() {
     for (const auto& [type, filter] : m_stored)
         if (!m_filters.contains(type))
             removed.insert(GetNotiFilterKey(type));
-    if (VGFileRemoveKeys(SysPath(kSettingsConf), removed))
+    if (VGFileRemoveKeys(kSettingsConf, removed))
         return -1;
     m_stored = m_filters;
     return 0;

@@ -142,6 +142,7 @@ int Connection::MakeReady() {
 }
 
 int Connection::Open() {
+    m_busy.Expect(false);
     std::string path = m_path;
     int flags = SQLITE_OPEN_READWRITE;
     if (IsReadOnly())
@@ -254,6 +255,7 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
         return -1;
     TextKind kind = TextKind::Blank;
     bool unannounced = false;
+    m_busy.Expect(false);
     int code = FindKind(db, sql.c_str(), kind);
     if (code != SQLITE_OK) {
         LogFailure("Execute", sql.c_str());
@@ -266,6 +268,7 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
             LibraryLog(__LINE__, "Execute", "%s: this program changes nothing\n", m_path.c_str());
             return -1;
         }
+        m_busy.Expect(true);
         code = RunInTransaction(sql.c_str(), rows, params, unannounced);
     }
     NoteResult(code);
@@ -380,6 +383,7 @@ int Connection::RunAlone(const char* sql) {
     if (!Handle() || m_damaged || m_holding || IsReadOnly())
         return -1;
     AnnounceChange();
+    m_busy.Expect(true);
     const int code = Exec(sql);
     NoteResult(code);
     return code == SQLITE_OK ? 0 : -1;
@@ -389,6 +393,7 @@ int Connection::ReadSchema() {
     return OnceMore([this] {
         int code = MakeReady();
         if (code == SQLITE_OK) {
+            m_busy.Expect(false);
             code = Exec("SELECT 1 FROM sqlite_schema");
             NoteResult(code);
         }
@@ -399,6 +404,7 @@ int Connection::ReadSchema() {
 int Connection::CommitHeld(std::chrono::milliseconds patience) {
     int code = m_held.lost ? SQLITE_ABORT : SQLITE_OK;
     if (m_held.open) {
+        m_busy.Expect(true);
         m_busy.SetOwnPatience(patience);
         code = Exec("COMMIT");
         m_busy.SetOwnPatience(std::nullopt);

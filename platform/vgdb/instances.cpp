@@ -40,7 +40,7 @@ std::array<std::string, DB_INSTANCE_COUNT> g_paths;
 std::string VGDB::GetDBPath(DB_INSTANCE db) {
     std::string& path = g_paths.at(static_cast<size_t>(db));
     if (path.empty())
-        path = SysPath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
+        path = ResolvePath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
     return path;
 }
 
@@ -52,5 +52,10 @@ bool IsFileMissing(const std::string& dbPath) {
 }
 
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
-    return SysPath(kSchemaDir) + std::filesystem::path(dbPath).stem().string() + ".sql";
+    // A database that is a symbolic link may have another name where it really is.
+    std::filesystem::path named = dbPath;
+    for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
+        if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
+            named = kFiles.at(static_cast<size_t>(db));
+    return ResolvePath(std::string(kSchemaDir) + named.stem().string() + ".sql");
 }

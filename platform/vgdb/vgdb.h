@@ -81,10 +81,11 @@ std::string GetDBPath(DB_INSTANCE db);
 std::string GetSqlFile(const std::string& dbPath);
 
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
-// indexes, triggers and first rows, and columns with type, default, NOT NULL and collation. Names are
-// compared as SQLite compares them; what is there is never changed or dropped. The names that are missing are
-// noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be read, or when a
-// column is missing that SQLite cannot add to a table, which is logged by table and column.
+// indexes, triggers and first rows, columns with type, default, NOT NULL and collation, and indexes. See
+// schema_compare.h for the differences themselves. Names are
+// compared as SQLite compares them; what is there is never changed or dropped. The tables and columns that
+// are missing are noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be
+// read, or when a column is missing that SQLite cannot add to a table, which is logged by table and column.
 [[nodiscard]] int GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
                                 MissingNames& missing);
 

@@ -1,8 +1,6 @@
 // Analytics tasks, their events and faces.
 #include <string>
 
-#include "platform/host/paths.h"
-#include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
@@ -14,8 +12,7 @@ namespace migrations {
 int ShowDvaTaskChangeInfo() {
     // A notice for the user interface, which only those who have tasks need.
     constexpr const char* kFlag = "show_dva_no_idle_name_change_info";
-    std::string noticed;
-    const int flagged = VGFileGetVal(SysPath(kSettingsConf), kFlag, noticed);
+    const int flagged = FindSetting(kFlag);
     if (flagged < 0)
         UPG_LOG("Failed to get %s from settings.conf\n", kFlag);
     if (flagged != 0)

@@ -30,8 +30,7 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
 // Removes keys whose values nothing takes over; what they were is left in the log.
 int RemoveKeys(const std::set<std::string>& keys, const char* failure, LogSite site = LogSite::Here()) {
     std::map<std::string, std::string> settings;
-    const std::string conf = SysPath(kSettingsConf);
-    if (VGFileGetAll(conf, settings) || VGFileRemoveKeys(conf, keys)) {
+    if (VGFileGetAll(kSettingsConf, settings) || VGFileRemoveKeys(kSettingsConf, keys)) {
         LogMessage(site, "%s", failure);
         return -1;
     }
@@ -62,14 +61,13 @@ int ResetDpLdNewVersion() { return SetKeys({"vg_dp_new_version", "vg_ld_new_vers
 int RenameDownloadServerKey() {
     constexpr const char* kOldKey = "vg_client_download_server";
     constexpr const char* kNewKey = "vg_file_download_server";
-    const std::string conf = SysPath(kSettingsConf);
 
     std::string server;
     std::string replaced;
-    const int found = VGFileGetVal(conf, kOldKey, server);
+    const int found = VGFileGetVal(kSettingsConf, kOldKey, server);
     if (found == 0)
         return 0;
-    const int foundNew = found < 0 ? -1 : VGFileGetVal(conf, kNewKey, replaced);
+    const int foundNew = found < 0 ? -1 : VGFileGetVal(kSettingsConf, kNewKey, replaced);
     if (foundNew < 0) {
         UPG_LOG("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
         return -1;
@@ -82,7 +80,7 @@ int RenameDownloadServerKey() {
             return -1;
         }
     }
-    if (VGFileRemoveKeys(conf, {kOldKey})) {
+    if (VGFileRemoveKeys(kSettingsConf, {kOldKey})) {
         UPG_LOG("Failed to remove vg_client_download_server from settings.conf\n");
         return -1;
     }
