@@ -225,6 +225,9 @@ TEST_F(NotificationEvents, FiltersLeaveTheirTableForTheSettings) {
             Settings());
     }
     EXPECT_EQ("2\n", Rows(DB_SYSTEM, "SELECT count(*) FROM notificationfilter")) << "the table stays";
+    WriteSettings("upgrade_notification_event=\"true\"\n");
+    EXPECT_EQ(0, NotiUpgrade::MoveFilterFromDbToConf());
+    EXPECT_EQ("upgrade_notification_event=\"true\"\n", Settings()) << "they are rows of their own by now";
 
     std::filesystem::remove_all(std::filesystem::path(Path(kSettingsConf)).parent_path());
     EXPECT_EQ(-1, NotiUpgrade::MoveFilterFromDbToConf());

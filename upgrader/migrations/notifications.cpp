@@ -342,9 +342,15 @@ int once::DisableNotificationMDWebhookFilter() {
 
 }  // namespace migrations
 
-// Each type's filter is a column, named by the type's key, of the table's one row. settings.conf holds what
-// was set since; a column that the repair has just made holds no filter.
+// Each type's filter is a column, named by the type's key, of the table's one row. settings.conf holds what was
+// set since; a column that the repair has just made holds no filter. Filters that have gone on to the event
+// table, which took their keys away, do not come back.
 int NotiUpgrade::MoveFilterFromDbToConf() {
+    const int moved = FindSetting("upgrade_notification_event");
+    if (moved < 0)
+        UPG_LOG("Failed to reload notification filter.\n");
+    if (moved != 0)
+        return moved < 0 ? -1 : 0;
     if (const int found = Guard(DB_SYSTEM, gszTableNotificationFilter); found <= 0)
         return found;
     QueryResult filters;
