@@ -6,6 +6,7 @@
 namespace {
 
 constexpr const char* kNameColumn = "name";
+constexpr const char* kServerColumn = "ds_id";
 constexpr const char* kNotifyScheduleColumn = "notifyschedule";
 
 std::string Field(const DBRows& rows, unsigned int row, const char* column) {
@@ -17,9 +18,11 @@ std::string ListQuery(const CamFilterRule& rule) {
     for (const char* column : {kNameColumn, kNotifyScheduleColumn})
         if (VGDB::IsColumnExist(DB_SYSTEM, gszTableCamera, column))
             columns += StringPrintf(", %s", column);
-    std::string condition;
+    std::string condition = " WHERE 1";
     if (!rule.ids.empty())
-        condition = " WHERE id IN (" + JoinStrings(rule.ids, ",") + ")";
+        condition += " AND id IN (" + JoinStrings(rule.ids, ",") + ")";
+    if (rule.localOnly && VGDB::IsColumnExist(DB_SYSTEM, gszTableCamera, kServerColumn))
+        condition += StringPrintf(" AND IFNULL(%s, 0) = 0", kServerColumn);
     return "SELECT " + columns + " FROM " + gszTableCamera + condition + " ORDER BY id;";
 }
 
@@ -31,6 +34,9 @@ int Camera::Save() const {
                ? -1
                : 0;
 }
+
+// Not settled: where the settings file of a camera is, and what it holds.
+int Camera::UpdateCamSettingsConf() const { return 0; }
 
 int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras) {
     cameras.clear();
@@ -44,3 +50,10 @@ int CamGetList(const CamFilterRule& rule, std::list<Camera>& cameras) {
     }
     return 0;
 }
+
+int GetCamLocalList(std::list<Camera>& cameras) {
+    return CamGetList(CamFilterRule{.ids = {}, .localOnly = true}, cameras);
+}
+
+// Not settled: the log archive settings of the maker's own cameras.
+int Orvacam::InitOrvacamLogArchSettingIfNotExist(const Camera&) { return 0; }
