@@ -4,6 +4,18 @@ UPDATE camera SET alert_event = 16777217, adv_live_trig_event = 5     WHERE id I
 UPDATE camera SET alert_event = -2147483648, adv_contious_trig_event = 8388608 WHERE id = 7;
 UPDATE camera SET alert_event = 0                                     WHERE id = 12;
 
+-- Capability files that were named in the share: one has moved with the package, one with its data, one is still
+-- there, one is gone.
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/P3384.conf'    WHERE id = 1;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/M3006.conf'    WHERE id = 2;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/DS2CD832F.conf' WHERE id = 3;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/GXV3662.conf'  WHERE id = 4;
+
+-- Events that were being written when the old build stopped; the file of camera 10 is a whole one.
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Yard/event8.writing', event_written_byte = 4096 WHERE id = 8;
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Gate/gone.writing',   event_written_byte = 512  WHERE id = 9;
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Kitchen/event10.mp4', event_written_byte = 0    WHERE id = 10;
+
 -- Profiles restrict cameras as such, not yet by right; there is no admin and no none profile yet.
 INSERT INTO privilegeprofile
     (id, name,                 privilege, custom_uid, inacamids, inacamgrpids, allcamdsids, ina_adv_oper)
