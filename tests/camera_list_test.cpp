@@ -35,6 +35,18 @@ TEST_F(CameraListTest, ReadsTablesOfOldBuilds) {
     EXPECT_EQ("", List()) << "no camera";
     Sql(DB_SYSTEM, "INSERT INTO camera VALUES(1, 'Gate');");
     EXPECT_EQ("1:Gate: ", List()) << "no notification schedule";
+    EXPECT_EQ("1:Gate: ", List({.ids = {}, .localOnly = true})) << "no recording servers yet";
+}
+
+TEST_F(CameraListTest, TellsLocalCamerasFromThoseOfRecordingServers) {
+    Sql(DB_SYSTEM,
+        "CREATE TABLE camera(id INTEGER PRIMARY KEY, ds_id INTEGER, name TEXT);"
+        "INSERT INTO camera VALUES(1, 0, 'Gate'), (2, 3, 'Branch'), (3, NULL, 'Old');");
+    EXPECT_EQ("1:Gate: 3:Old: ", List({.ids = {}, .localOnly = true}));
+    EXPECT_EQ("1:Gate: ", List({.ids = {1, 2}, .localOnly = true}));
+    std::list<Camera> cameras;
+    EXPECT_EQ(0, GetCamLocalList(cameras));
+    EXPECT_EQ(2u, cameras.size());
 }
 
 // What text cannot carry and rows that share an id would be lost if loaded values were written back.

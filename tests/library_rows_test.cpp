@@ -91,6 +91,9 @@ TEST_F(Recounts, TryBothAndFailWithEither) {
     WriteFile(VGDB::GetDBPath(DB_AXISACSEVTLOG), std::string(4096, 'x'));
     EXPECT_EQ(-1, migrations::RecountVGLogAndAxisAcsLog());
     EXPECT_EQ("0|0|1\n", Rows(DB_LOG_CNT, "SELECT * FROM logeventcnt"));
+    EXPECT_EQ(1, CountInLog("(RecountRecordingAndLog): "));
+    EXPECT_EQ(1, CountInLog("(RecountVGLogAndAxisAcsLog): "));
+    EXPECT_EQ(1, CountInLog("(Recount): ")) << "the row of the door events alone";
 }
 
 class SettledRows : public SystemTree {};
@@ -152,9 +155,12 @@ TEST_F(SettledRows, GiveSnapshotsWithoutATimeThatTheyShowTheOneAtWhichTheyWereTa
     }
 }
 
-TEST_F(SettledRows, TheAdvancedLogItsTypesAndTheAddOnServiceChangeNothing) {
+TEST_F(SettledRows, OperationsThatAreNotSettledChangeNothing) {
     CreateNewSystem();
+    Sql(DB_SYSTEM, "INSERT INTO camera(id, ds_id) VALUES(1, 0), (2, 1);");
     const std::string before = ReadFile(VGDB::GetDBPath(DB_SYSTEM));
+    EXPECT_EQ(0, migrations::CreateMissingCamSettingsConf());
+    EXPECT_EQ(0, migrations::InitOrvacamLogArchSetting());
     EXPECT_EQ(0, migrations::AddAdvLogAndDropAbandoned());
     EXPECT_EQ(0, migrations::ChangeAddOnServiceStatus());
     EXPECT_EQ(0, migrations::TouchLogTypeSettingKeys());

@@ -66,6 +66,37 @@ TEST_F(PackageSettings, TheDownloadServerInUseHoldsWhenBothKeysAreThere) {
                             "vg_client_download_server; its own is dropped.\n"));
 }
 
+TEST_F(PackageSettings, TheDownloadServerOfThePackageHoldsWhenItIsSecure) {
+    const std::string package = Path("/var/packages/Vigilo/etc/package.conf");
+    const std::string own = "vg_file_download_server=\"https://own\"\nx=\"1\"\n";
+    const struct {
+        const char* package;
+        std::string after;
+    } cases[] = {
+        {"version=\"9.2.9-9760\"\n", own},
+        {"file_download_server=\"\"\n", own},
+        {"file_download_server=\"http://new\"\n", own},
+        {"file_download_server=\"see https://new\"\n", own},
+        {"file_download_server=\"https://new\"\n", "vg_file_download_server=\"https://new\"\nx=\"1\"\n"},
+    };
+    WriteSettings(own);
+    EXPECT_EQ(0, migrations::SetFileDownloadServer()) << "no package.conf";
+    for (const auto& [text, after] : cases) {
+        WriteSettings(own);
+        WriteFile(package, text);
+        for (int run = 0; run < 2; ++run) {
+            EXPECT_EQ(0, migrations::SetFileDownloadServer()) << text;
+            EXPECT_EQ(after, Settings()) << text;
+        }
+    }
+    EXPECT_EQ("", Log());
+    fs::remove(package);
+    fs::create_directory(package);
+    EXPECT_EQ(-1, migrations::SetFileDownloadServer());
+    EXPECT_EQ(1,
+              CountInLog("(SetFileDownloadServer): Failed to get file_download_server from package.conf\n"));
+}
+
 TEST_F(PackageSettings, SayWhatCouldNotBeChanged) {
     using namespace migrations;
     fs::create_directories(Path("/var/packages/Vigilo/etc/settings.conf"));

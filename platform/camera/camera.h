@@ -21,6 +21,9 @@ public:
     // digits of a word are as many as the build that wrote it knew (settings key cam_noti_sched_char_num).
     const std::string& GetNotifySchedule() const { return m_notifySchedule; }
 
+    // Gives the camera a settings file where it has none. Where that file is is not settled; returns 0.
+    [[nodiscard]] int UpdateCamSettingsConf() const;
+
 private:
     int m_id;
     std::string m_name;
@@ -29,7 +32,8 @@ private:
 
 // Which cameras a list holds: as constructed, all of them.
 struct CamFilterRule {
-    std::set<int> ids;  // only these; empty for every id
+    std::set<int> ids;       // only these; empty for every id
+    bool localOnly = false;  // only those of this system (ds_id is 0), not of its recording servers
 };
 
 // The cameras that the rule admits, in ascending id order; of rows that share an id the first. Replaces what
@@ -41,3 +45,14 @@ struct CamFilterRule {
 // keeps its value to the byte, also one that text cannot carry. Returns 0, also when there is no table; -1,
 // logged by the database library.
 [[nodiscard]] int CamSaveAll();
+
+// The same for the local cameras.
+[[nodiscard]] int GetCamLocalList(std::list<Camera>& cameras);
+
+// The maker's own cameras.
+namespace Orvacam {
+
+// Gives a camera log archive settings where it has none. What these are is not settled; returns 0.
+[[nodiscard]] int InitOrvacamLogArchSettingIfNotExist(const Camera& camera);
+
+}  // namespace Orvacam

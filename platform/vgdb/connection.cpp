@@ -239,6 +239,11 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
             *result = rows.release();
         return 0;
     } catch (const std::exception& error) {
+        // Wherever it came from: nothing half done stays open.
+        if (m_held.open)
+            LoseHeld();
+        else if (m_db && sqlite3_get_autocommit(m_db.get()) == 0)
+            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
         LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(), error.what());
         return -1;
     }

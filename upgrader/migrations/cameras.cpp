@@ -1,4 +1,5 @@
 // Cameras and their streams.
+#include <list>
 #include <utility>
 
 #include "platform/camera/camera.h"
@@ -8,12 +9,33 @@
 #include "upgrader/implement/integrate_external_profile_to_cam.h"
 #include "upgrader/migrations.h"
 
-namespace migrations {
 namespace {
 
 constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
 
+// The operation for every local camera; one that fails does not keep the others.
+template <class Operation>
+int ForLocalCameras(Operation operation, LogSite site = LogSite::Here()) {
+    if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"id"}, site); found <= 0)
+        return found;
+    std::list<Camera> cameras;
+    if (GetCamLocalList(cameras)) {
+        LogMessage(site, "Failed to list the local cameras\n");
+        return -1;
+    }
+    int result = 0;
+    for (const Camera& camera : cameras) {
+        if (operation(camera)) {
+            LogMessage(site, "Failed for camera %d\n", camera.GetId());
+            result = -1;
+        }
+    }
+    return result;
+}
+
 }  // namespace
+
+namespace migrations {
 
 int FillMobileStmByLiveviewStm() {
     if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"mobile_resolution", "live_resolution"});
@@ -60,5 +82,11 @@ int SaveAllCamAndHomeMode() {
         UPG_LOG("Failed to save the home mode.\n");
     return cameras < 0 || homeMode < 0 ? -1 : 0;
 }
+
+int CreateMissingCamSettingsConf() {
+    return ForLocalCameras([](const Camera& camera) { return camera.UpdateCamSettingsConf(); });
+}
+
+int InitOrvacamLogArchSetting() { return ForLocalCameras(Orvacam::InitOrvacamLogArchSettingIfNotExist); }
 
 }  // namespace migrations

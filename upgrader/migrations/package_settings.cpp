@@ -98,6 +98,18 @@ int ChangeAddOnServiceStatus() {
     return 0;
 }
 
+// The maker's update endpoint, as the installed package knows it.
+int SetFileDownloadServer() {
+    constexpr const char* kPackageKey = "file_download_server";
+    constexpr const char* kKey = "vg_file_download_server";
+    std::string server;
+    if (VGFileGetVal(kPackageConf, kPackageKey, server) < 0) {
+        UPG_LOG("Failed to get %s from package.conf\n", kPackageKey);
+        return -1;
+    }
+    return server.starts_with("https://") ? SetKeys({kKey}, server) : 0;
+}
+
 int UpdateH265HwDecodeSettings() {
     constexpr const char* kKey = "upgrade_enable_H265_hw_decode";
     if (SetSettingEnabled(kKey, true))

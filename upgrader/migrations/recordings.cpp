@@ -9,7 +9,11 @@ namespace migrations {
 
 int RecountRecordingAndLog() {
     const int recordings = RecordingCount::Recount();
+    if (recordings < 0)
+        UPG_LOG("Failed to count the recordings anew\n");
     const int logs = LogCount::Recount();
+    if (logs < 0)
+        UPG_LOG("Failed to count the log entries anew\n");
     return recordings < 0 || logs < 0 ? -1 : 0;
 }
 

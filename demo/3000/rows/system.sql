@@ -15,6 +15,18 @@ INSERT INTO camdetsetting VALUES (1), (3);
 UPDATE notificationpushservice SET msn_enable = 1, msn_account = 'guard@example.com', skype_account = 'guard';
 INSERT INTO notificationpushservice (mobile_enable, orva_mail_enable) VALUES (1, 0);
 
+-- Capability files that were named in the share: one has moved with the package, one with its data, one is still
+-- there, one is gone.
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/P3384.conf'    WHERE id = 1;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/M3006.conf'    WHERE id = 2;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/DS2CD832F.conf' WHERE id = 3;
+UPDATE camera SET cap_file_path = '/var/services/vigilo/@Models/GXV3662.conf'  WHERE id = 4;
+
+-- Events that were being written when the old build stopped; the file of camera 10 is a whole one.
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Yard/event8.writing', event_written_byte = 4096 WHERE id = 8;
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Gate/gone.writing',   event_written_byte = 512  WHERE id = 9;
+UPDATE camera SET writingEvtPath = '/var/services/vigilo/Kitchen/event10.mp4', event_written_byte = 0    WHERE id = 10;
+
 -- Profiles restrict cameras as such, not yet by right; there is no admin and no none profile yet.
 INSERT INTO privilegeprofile
     (id, name,                 privilege, custom_uid, inacamids, inacamgrpids, allcamdsids, ina_adv_oper)
