@@ -7,7 +7,7 @@
 
 #include "platform/userlog/vglog.h"
 #include "platform/vgdb/vgdb.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

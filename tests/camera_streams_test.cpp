@@ -1,5 +1,5 @@
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "platform/support/json.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "platform/userlog/vglog.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

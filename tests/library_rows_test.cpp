@@ -6,7 +6,7 @@
 #include "platform/recording/recording.h"
 #include "platform/userlog/recount.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace fs = std::filesystem;
 

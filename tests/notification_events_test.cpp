@@ -5,7 +5,7 @@
 #include "platform/notification/home_mode_setting.h"
 #include "platform/notification/notification_filter.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

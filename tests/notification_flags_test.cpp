@@ -5,7 +5,7 @@
 
 #include "platform/host/paths.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "platform/notification/notify_schedule.h"
 #include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"
 
 namespace {

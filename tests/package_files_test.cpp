@@ -9,7 +9,7 @@
 #include <string>
 
 #include "tests/support/system_tree.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace fs = std::filesystem;
 

@@ -3,7 +3,7 @@
 
 #include "tests/support/system_tree.h"
 #include "upgrader/driver.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 #include "upgrader/registry.h"
 
 namespace {
@@ -389,11 +389,11 @@ protected:
         InstallSchemaFiles();
         UpgradeRecord record(oldBuild);
         RepairSchema(record);
-        for (const UpgradeEntry& entry : MigrationRegistry) {
-            const bool due = entry.threshold == 0 || oldBuild < entry.threshold;
-            if (!due || std::find(functions.begin(), functions.end(), entry.function) == functions.end())
+        for (const UpgradeEntry* entry = MigrationRegistry; entry->function; ++entry) {
+            const bool due = entry->threshold == 0 || oldBuild < entry->threshold;
+            if (!due || std::find(functions.begin(), functions.end(), entry->function) == functions.end())
                 continue;
-            EXPECT_EQ(0, entry.function()) << "row of threshold " << entry.threshold;
+            EXPECT_EQ(0, entry->function()) << "row of threshold " << entry->threshold;
         }
     }
 

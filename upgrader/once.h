@@ -1,17 +1,8 @@
 // The once-only forms: a migration that is done when a key stands in settings.conf.
 //
-// Only the key's presence counts; its value is the text of true. The work runs as a function of its own that
-// returns 0 or a negative value and logs its own failures; to be known in the log by the migration's name, it
-// bears that name too:
-//
-//     namespace {
-//     namespace once {
-//     int UpdateEventLabelColor() { ... }
-//     }
-//     }
-//     int UpdateEventLabelColor() {
-//         return RunOnce("upgrade_event_label_color", "Failed to set ...\n", once::UpdateEventLabelColor);
-//     }
+// Only the key's presence counts; its value is the text of true. The work is a function of its own that returns
+// 0 or a negative value and logs its own failures. For a row of the registry both come from its line there: the
+// row's function is the form, the work is once::NAME, and the log knows both by the migration's name.
 #pragma once
 
 #include "upgrader/log.h"

@@ -1,5 +1,3 @@
-// The registry: one row a line, in the order in which the migrations run. The thresholds rise, but for the
-// second row of UpdatePrivProfileAndPrivPerCam.
 #include "upgrader/registry.h"
 
 #include <iterator>
@@ -9,305 +7,67 @@
 #include "platform/notification/noti_upgrade.h"
 #include "platform/recording/recording.h"
 #include "platform/vgdb/vgdb.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
+#include "upgrader/once.h"
+
+// A row above the package's own build would run again at every upgrade from this build.
+#define ROW(threshold, function, ...) \
+    static_assert(threshold <= VG_PACKAGE_BUILD, #function ": a later build than the package's own");
+#include "upgrader/registry.def"
+
+namespace migrations {
+namespace {
+
+int NothingMore() { return 0; }
+
+}  // namespace
+
+// Functions of their own, not one for all: the driver's failure line tells a migration by its address.
+#define EMPTY(threshold, function, concerns) \
+    int function() { return 0; }
+#include "upgrader/registry.def"
+
+#define ONCE(threshold, function, flag, message, concerns) \
+    int function() { return RunOnce(flag, message, once::function); }
+#define ONCE_STAMP(threshold, function, flag, resultWhenUnreadable, concerns) \
+    int function() { return RunOnceAfterStamp(flag, resultWhenUnreadable, once::function); }
+#define FLAG(threshold, function, flag, message, concerns) \
+    int function() { return RunOnce(flag, message, NothingMore); }
+#include "upgrader/registry.def"
+
+}  // namespace migrations
 
 using namespace migrations;
 
-// clang-format off
 const UpgradeEntry MigrationRegistry[] = {
-    {2210, 0, UpdateEmapLocation},
-    {2324, 0, PatchEtrovisionCamModelDB},
-    {2405, 0, PatchTrendnetIP612DB},
-    {2414, 0, CheckVGGenericTable},
-    {2425, 0, PatchAirLiveReso},
-    {2428, 0, PatchGrandstreamReso},
-    {2510, 0, RemoveYcamVdoRotate},
-    {2510, 0, RemoveGrandstreamMjpeg},
-    {2545, 0, UpdateCMSInfo},
-    {2546, 0, PatchHIKVISIONDS2CD832F},
-    {2566, 0, VGDB::UniqueKey2PrimaryKey},
-    {2572, 0, RemoveSlaveEvtInEvtTable},
-    {2573, 0, UpdatePrivilegeProfile},
-    {2596, 0, EncryptSlaveDsAdminPasswd},
-    {2622, 0, RenameGrandstreamModels},
-    {2828, 0, PatchAxisM3006Reso},
-    {2829, 0, PatchAxisP3384},
-    {2866, 0, FixCamModelTvStandard},
-    {2867, 0, UpgradeRtspProtocol},
-    {2888, 0, PatchMessoaNcb858},
-    {2918, 0, UpgradeLicenseDB},
-    {2918, 0, UpdateSlaveDsVerifyAndLicenseCnt},
-    {2928, 0, RenameFovDesc},
-    {3218, 0, UpdateUserDefLayout},
-    {3236, 0, UpdatePrivProfileAndPrivPerCam},
-    {3236, 0, MoveEmapDir},
-    {3241, 0, CreateDpAutoUpdateInfo},
-    {3242, 0, NotiFilterAddRecStorageColumn},
-    {3247, 0, EventExternalToManual},
-    {3256, 0, EventAddEdgeStorageRecId},
-    {3264, 0, InsertEdgeStorageSettingFromCamera},
-    {3269, 0, AddDsSerialForPushService},
-    {3270, 0, FillMobileStmByLiveviewStm},
-    {3287, 0, DisableMsnSkypePushService},
-    {3289, 0, RemoveSkypeMsn},
-    {3292, 0, UpdateNotifiSettings},
-    {3296, 0, UpgradeLogWithGrpAndItemId},
-    {3298, 0, CreateTimestampIndex},
-    {3316, 0, UpdateEdgeClipStatus},
-    {3236, 0, UpdatePrivProfileAndPrivPerCam},
-    {3322, 0, UpdateDelteRecPriv},
-    {3614, 0, FixAnalyticsEvtTableIdColumn},
-    {3614, 0, RemoveLocalThumbnail},
-    {3618, 0, NotiUpgrade::MoveFilterFromDbToConf},
-    {3619, 0, ActRuleUpgrade::MovePatrolScheToActRule},
-    {3632, 0, NotiUpgrade::UpgradeConnAndRecFailEvents},
-    {3638, 0, CreatePatrolPresetStaytime},
-    {3645, 0, InsertDefAudioPattern},
-    {3646, 0, NotiUpgrade::UpgradeCamTamperingEvent},
-    {3651, 0, RemoveCmsEmap},
-    {3651, 0, SetUiStmNoList},
-    {3656, 0, UpdateCameraLiveObjectSize},
-    {3657, 0, InsertCamDeviceoutputTable},
-    {3657, 0, InsertCamDetSettingTable},
-    {3662, 0, ClearInaCamsInDefPrivProf},
-    {3662, 0, NotiUpgrade::UpgradeCamIndvDISchedule},
-    {3662, 0, NotiUpgrade::UpgradeCamAudioEvent},
-    {3662, 0, UpdateDelAndEditSnapshotPriv},
-    {3664, 0, NotiUpgrade::UpgradeSnapshotLimitEvent},
-    {3682, 0, ChangeUiStmNoListFormat},
-    {3713, 0, UpdateEditLayoutPrivilege},
-    {3713, 0, UpdateEditEmapPrivielege},
-    {3714, 0, UpdateMotionDetectionRegion},
-    {3720, 0, RemoveNotExistDataInPrivProfile},
-    {3905, 0, UpdateCMSVideoRelayType},
-    {3911, 0, NotiUpgrade::ChangeNotifyKeyFromAlarmToDI},
-    {3913, 0, UpdateLicenseIdOnRec},
-    {3922, 0, UpdateCamAlertSetting},
-    {3922, 0, MoveAnalyticsEvent2AlertEvent},
-    {3924, 0, RemoveRecordingEvent},
-    {3931, 0, UpdateEnablePushService},
-    {3952, 0, SetRecFolderIfCamNameIsNotSame},
-    {3958, 0, CreateRecordingIndexes},
-    {3964, 0, MoveDBBackupFile},
-    {3979, 0, UpdateAnalyticsBeep2AlertBeep},
-    {4006, 0, RemoveLocalDisplayAddOnDir},
-    {4007, 0, CreateRtspKeepAlive},
-    {4007, 0, CreateCodecOptimization},
-    {4009, 0, UpgradeRecDISchToCustomSch1},
-    {4014, 0, RemoveEnablePushService},
-    {4019, 0, CreateLdAutoUpdateInfo},
-    {4020, 0, SyncHosNotifyOnce},
-    {4021, 0, ActRuleUpgrade::UpdateActRuleMultiActId},
-    {4022, 0, CopyLiveviewModeToMobile},
-    {4025, 0, DropIndex},
-    {4026, 0, UpdateDefRecShare},
-    {4028, 0, UpdateLiveAlertFrameType},
-    {4045, 0, PrepareEmapThumbnails},
-    {4048, 0, DelDupNotiMail},
-    {4050, 0, UpdateAlertEvtUpdSeq},
-    {4058, 0, ClearActivatedColumn},
-    {4535, 0, RestoreSharePath},
-    {4567, 0, UpdateUsersettingPermission},
-    {4590, 0, UnregReadOnlyBit},
-    {4590, 0, Changeowner},
-    {4598, 0, UpdateOwnerAndPrivilege},
-    {4612, 0, UpdateWallpaperPrivilege},
-    {4614, 0, MergeAxisacsctrlPrivilege},
-    {4614, 0, UpdateRecExportMountPriv},
-    {4626, 0, AddQuotaAndSizeToRecShareDb},
-    {4632, 0, TouchLogTypeSettingKeys},
-    {4632, 0, UpdateDoorAccessTimeAndAuthProfile},
-    {4635, 0, SyncCardHolder},
-    {4638, 0, ResetDpLdNewVersion},
-    {5004, 0, ConvertSnapshotSettings},
-    {5007, 0, AddSlavedsToAllIO},
-    {5009, 0, RenameCaseSensitiveCamNameAndRecFolder},
-    {5010, 0, UpdatePir},
-    {5015, 0, RemoveGzLogFiles},
-    {5016, 0, UpdateActionRuleToMultiEvent},
-    {5022, 0, UpdateLicenseKeyActivation},
-    {5024, 0, UpdateCamProfileSettingList},
-    {5025, 0, MoveCmsDataFolders},
-    {5025, 0, RecountRecordingAndLog},
-    {5028, 0, RemovePsiaVendorModelPath},
-    {5031, 0, CreateCodecOptimizationText},
-    {5032, 0, ForceSyncTimeWithHost},
-    {5034, 0, UpdateMultiStreamDBColumn},
-    {5040, 0, UpdatePTZSpeedKeepOrigin},
-    {5047, 0, UpdateDefaultProfile},
-    {5055, 0, MoveNotiVarsToDb},
-    {5055, 0, InsertRemovableLens},
-    {5067, 0, MoveCapInfoPath},
-    {5067, 0, UpdateLastRestartAndSyncTime},
-    {5082, 0, UpdateCompactMsgInterval},
-    {5082, 0, UpdateUserDefineAudio},
-    {5083, 0, ChangeSnapshotDir},
-    {5085, 0, UpdateActRuleEventTrigType},
-    {5090, 0, ChangeAdvRecLiveTrigEvtToAlertEvt},
-    {5096, 0, UpdateUserSortSetting},
-    {5097, 0, SetVideoTmEqualToCreateTm},
-    {5100, 0, AddDoorControllerLicense},
-    {5129, 0, CheckAndUpdateSnapshotOwner},
-    {5129, 0, UpdateManagerOperPriv},
-    {5303, 0, UpdateIVAOperPriv},
-    {5309, 0, UpdatePortPairing},
-    {5309, 0, AddCameraPortName},
-    {5323, 0, UpdatePrivPerDoor},
-    {5324, 0, UpdatePrivPerCam},
-    {5326, 0, UpdateAcapLiveViewAlertVal},
-    {5330, 0, UpdateDoorPriv},
-    {5331, 0, UpdateNotifyScheduleForHomeModeRelated},
-    {5339, 0, UpdateLocalCamSettings},
-    {5342, 0, UpdateAcapCustomDetectionVal},
-    {5343, 0, UpdateManagerLayoutAndEmapPriv},
-    {5350, 0, UpdateIntercomPriv},
-    {5352, 0, AppendWavHeaderToCustomAdoPattern},
-    {5354, 0, UpdatePOSPriv},
-    {5387, 0, UpdateWavHeaderToCustomAdoPattern},
-    {5391, 0, UpdateNonAdminHideResourceMonitor},
-    {5393, 0, UpdateHomeModePriv},
-    {5395, 0, GrantAllObjMgrTransDeviceAddDelPriv},
-    {5410, 0, UpdateArchLastEventIdMap},
-    {5412, 0, UpdateSequenceLayout},
-    {5427, 0, RenameTransactionDirectory},
-    {5432, 0, UpdateSnapshotSortAndNamingRule},
-    {5449, 0, UpdateArchivingDailyReportSchedule},
-    {5450, 0, RenameArchiveFolder},
-    {5452, 0, AxisAcsLog::Recount},
-    {5639, 0, UpdateAppVMDSetting},
-    {5642, 0, InsertDefaultIVAStoragePath},
-    {5651, 0, InitEdgeRecordingAddOnInfo},
-    {5661, 0, UpdateSharedFolderApplicationId},
-    {5667, 0, UpdateIPSpeakerPrivilege},
-    {5676, 0, RenameDownloadServerKey},
-    {5681, 0, UpdateLogUserName},
-    {5682, 0, UpdateIntercomRexNotificationSettings},
-    {5683, 0, UpdateArchAndLapseRotParam},
-    {5685, 0, SetHosNotifiyCompanyNameToConf},
-    {5702, 0, DeleteNonexistentPrivProfileFromSubTable},
-    {5713, 0, ChangeCmsRecServerDirOwner},
-    {5714, 0, UpdateAlertDIByAlertEvent},
-    {5747, 0, LimitMaxLengthOfArchTaskNameTo32},
-    {5778, 0, DisableRecLimit},
-    {5795, 0, UpdateOneTimeArchAndLapseStatus},
-    {5803, 0, UpdateCamExtDIPort},
-    {5807, 0, EncryptDBPassword},
-    {5808, 0, DivideDesktopAppPreference},
-    {5814, 0, CreateNonePrivProfile},
-    {5901, 0, ExtendPrivAdvOper},
-    {5909, 0, UpdateWelcomeTutorialKey},
-    {5954, 0, UpdateExtEventData},
-    {5955, 0, RemoveVideoAnalyticsAddOnDir},
-    {5956, 0, UpdateDvaPeopleDisplayCount},
-    {5985, 0, UpdateServerIdOfHomeModeEvent},
-    {5986, 0, UpdateEdgeStorageSetting},
-    {6001, 0, ResetWritingEvtPath},
-    {6006, 0, UpdateEmapItemPosition},
-    {6128, 0, RemoveACAPServiceFile},
-    {6138, 0, RecountVGLogAndAxisAcsLog},
-    {6145, 0, UpdateCustomAppDetection},
-    {6152, 0, UpdateActRuleEvtCamDevId},
-    {6153, 0, UpdateNotificationEvent},
-    {6166, 0, UpdateCameraAlertEventType},
-    {6166, 0, UpdateRecAlertEventType},
-    {6192, 0, UpdateSystemNotifySchedule},
-    {6200, 0, UpdateEventLabelSettingToJson},
-    {6205, 0, RemoveOldVGlogSendConf},
-    {6223, 0, UpdateCustomNotificationMsgPath},
-    {6251, 0, InsertDefaultFaceStoragePath},
-    {6257, 0, UpdateInformationChangeKey},
-    {6268, 0, CreateDahuaIVSHomemodeCustomRecordRec},
-    {6271, 0, TouchAllowMotionDetectionFlag},
-    {6279, 0, RemoveFailoverServiceFile},
-    {6284, 0, ResetAllDoorsPrivilege},
-    {6287, 0, UpdateActRuleMobicamAction},
-    {6294, 0, ShowDvaTaskChangeInfo},
-    {6303, 0, CreateMissingCamSettingsConf},
-    {6335, 0, CorrectAllObjPrivAdvOper},
-    {6366, 0, SetActDevIdsFromActDevId},
-    {6373, 0, SetActRuleMultiStatusFromStatus},
-    {6399, 0, MergeNotificationMailToList},
-    {6408, 0, UpdateDvaMDToPeopleAndVehicle},
-    {6419, 0, RenameCapFile},
-    {6476, 0, UpdateBookmarkDurationAndMap},
-    {6493, 0, CopyEmapItemToGeoMapItem},
-    {6532, 0, IntegrateArchiveSettingOnce},
-    {6536, 0, ChownCamReclog},
-    {6539, 0, IntegrateExternalProfileToCam},
-    {6595, 0, CorrectAllObjPrivAdvOper},
-    {6597, 0, UpdateThermalCameraDeviceType},
-    {6598, 0, UpdateDvaFaceFilePrivilege},
-    {6613, 0, RemoveEmapShortcut},
-    {6617, 0, CreateDefLayout},
-    {6627, 0, IntegratePrePostRecTimeOnce},
-    {6633, 0, UpdateVGSharePermission},
-    {6635, 0, ArchRecMethodToPayloadOnce},
-    {6638, 0, UpdateWebMapDefPriv},
-    {6642, 0, UpdateLayoutEmapChannel},
-    {6673, 0, UpdateLayoutName},
-    {6673, 0, UpdateLayoutType},
-    {6673, 0, DisableVdAddonsAndMarkVdDeprecatedViewed},
-    {6701, 0, UpdateDvaDetectionOnlyResults},
-    {6702, 0, UpdateEventLabelColor},
-    {6708, 0, UpdateActionRulePassword},
-    {6722, 0, UpdateUserSettingsDefApp},
-    {6728, 0, UpdateCameraShortcuts},
-    {6731, 0, UpgradeLiveViewTimeLineShortcut},
-    {6827, 0, SetFrameTimeCorrection},
-    {6848, 0, RemoveDvaSmartTagTooManyPeopleInRegion},
-    {6857, 0, ResetCamManualRecEn},
-    {8003, 0, UpdateVGAccountPrivProfileList},
-    {8020, 0, TransferRecordingEncryptTable},
-    {8020, 0, ChangeDBBackupOwner},
-    {8032, 0, EncryptLoginInfoSid},
-    {8043, 0, ChangeDBFileOwnerMod},
-    {8578, 0, UpdateMapPrivOfNonePrivProfile},
-    {8606, 0, SaveAllCamAndHomeMode},
-    {8632, 0, SyncHosNotifySettingsToVgs},
-    {8657, 0, CreateOrvacamAutoUpdateInfo},
-    {8657, 0, RemoveAllObjIntrusion},
-    {8704, 0, DisableDPLocalDisplayAutoUpdate},
-    {8722, 0, UpdateOrvaCamTimeZone},
-    {8811, 0, RaiseAlertActionInCamCheckedAlertEvent},
-    {8813, 0, InsertDefaultDetectionEventStoragePath},
-    {8817, 0, SetDefaultLayoutPanelSortMethod},
-    {8819, 0, ChangeAudioFormat},
-    {8843, 0, UpdateAllObjSpecPrivilege},
-    {8853, 0, EncryptCameraIntegrationPassword},
-    {8906, 0, RenameNotificationParamsSlaveDS},
-    {8925, 0, RenameActionRuleBmkWebhookParam},
-    {8946, 0, ChangeCameraIntegrationPropertyAndStatus},
-    {8947, 0, ChangeDefaultBookmarkLimit},
-    {8972, 0, ChangeAddOnServiceStatus},
-    {8989, 0, UpdateOrvacamAutoRestartInterval},
-    {9245, 0, AxisAuthProfile::UpgradeAuthProfileDB},
-    {9248, 0, InitOrvacamLogArchSetting},
-    {9273, 0, CorrectOrvacamOptimizeSettings},
-    {9273, 0, CorrectAdminUserPrivProfile},
-    {9277, 0, UpdateNotificationPeopleVechileSetting},
-    {9334, 0, SetFileDownloadServer},
-    {9347, 0, UpdateH265HwDecodeSettings},
-    {9505, 0, LimitFaceRecordNumber},
-    {9510, 0, UpdatePairedSpeakerType},
-    {9514, 0, ClearInvalidCamIdInSnapshotTable},
-    {9706, 0, RemoveNotificationYahooServiceProviderOption},
-    {9706, 0, ChangeDefaultLogArchiveNumLimit},
-    {9716, 0, ChangeDefaultBookmarkArchiveNumLimit},
-    {9721, 0, AddAdvLogAndDropAbandoned},
-    {9725, 0, UpdateCamNotiSchedFilter},
-    {9749, 0, DisableNotificationMDWebhookFilter},
-    {   0, 0, UpdateDefPrivProfile},
-    {   0, 0, ReCreateNonePrivProfile},
-    {   0, 0, UpdatePrivAdvOper},
-    {   0, 0, OrvacamStartUpAutoUpgrade},
-    {   0, 0, NoOperation},
-    {   0, 0, nullptr},
+#define ROW(threshold, function, ...) {threshold, 0, function},
+#include "upgrader/registry.def"
+    {0, 0, nullptr},
 };
-// clang-format on
 
-static_assert(std::size(MigrationRegistry) == kMigrationCount + 1);
+static_assert(std::size(MigrationRegistry) == kMigrationCount + 1, "ROWS counts the rows above it");
 
-// To add a migration: write its function in the file of its family under migrations/ and declare it in
-// migrations.h; add its row above the five rows of threshold 0, with the build that brings it as threshold,
-// raise kMigrationCount and add the pair to tests/data/registry.txt; show with a test what it changes and
-// what it leaves; run scripts/list-migrations --update.
+const MigrationInfo& InfoOfRow(size_t row) {
+    static constexpr MigrationInfo kInfo[] = {
+#define ROW(threshold, function, state, concerns, leavesOut, flag) \
+    {#function, MigrationState::state, concerns, leavesOut, flag},
+#include "upgrader/registry.def"
+    };
+    return kInfo[row];
+}
+
+const char* StateName(MigrationState state) {
+    switch (state) {
+        case MigrationState::Body:
+            return "body";
+        case MigrationState::Partial:
+            return "partial";
+        case MigrationState::Library:
+            return "library";
+        case MigrationState::Flag:
+            return "flag";
+        case MigrationState::Empty:
+            return "empty";
+    }
+    return "";
+}

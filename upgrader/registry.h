@@ -1,4 +1,4 @@
-// The registry of migrations.
+// The registry of migrations, made from registry.def.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,32 @@ struct UpgradeEntry {
     int (*function)();  // null ends the table
 };
 
-inline constexpr size_t kMigrationCount = 286;
+// How much of its work a migration does.
+enum class MigrationState {
+    Body,     // all of it
+    Partial,  // a part
+    Library,  // an operation of the package's libraries does it
+    Flag,     // none; its once-only key is set
+    Empty     // none
+};
+
+// What programs tell about a row.
+struct MigrationInfo {
+    const char* name;  // with its qualification
+    MigrationState state;
+    const char* concerns;
+    const char* leavesOut;  // null unless the state is Partial
+    const char* flag;       // the settings key that means done; null when there is none
+};
+
+#define ROWS(count) inline constexpr size_t kMigrationCount = count;
+#include "upgrader/registry.def"
 
 // Every migration in the order in which they run, ended by a row without a function.
-extern const UpgradeEntry MigrationRegistry[kMigrationCount + 1];
+extern const UpgradeEntry MigrationRegistry[];
+
+// The facts of a row, which is below kMigrationCount.
+const MigrationInfo& InfoOfRow(size_t row);
+
+// "body", "partial", "library", "flag" or "empty".
+const char* StateName(MigrationState state);

@@ -4,9 +4,7 @@
 
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
-#include "upgrader/migrations/migrations.h"
-#include "upgrader/migrations/not_settled.h"
-#include "upgrader/once.h"
+#include "upgrader/migrations.h"
 
 namespace migrations {
 namespace {
@@ -24,9 +22,9 @@ AlertEventFlagString AlertMaskToFlagString(int32_t mask) {
     return flags;
 }
 
-namespace once {
+}  // namespace
 
-int UpdateCameraAlertEventType() {
+int once::UpdateCameraAlertEventType() {
     QueryResult cameras;
     if (QuerySql(DB_SYSTEM,
                  "select id, adv_contious_trig_event, adv_live_trig_event, alert_event from camera;", cameras,
@@ -54,44 +52,5 @@ int UpdateCameraAlertEventType() {
         return 0;
     return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s.\n");
 }
-
-}  // namespace once
-}  // namespace
-
-// Not settled: tables layoutcamera and camera: alert settings.
-int UpdateCamAlertSetting() { return 0; }
-
-// Not settled: tables analyticsEvent and alertevent.
-int MoveAnalyticsEvent2AlertEvent() { return 0; }
-
-// Not settled: beep of analytics alerts.
-int UpdateAnalyticsBeep2AlertBeep() { return 0; }
-
-// Not settled: settings keys live_alert_frame_type and live_alert_frame_flash.
-int UpdateLiveAlertFrameType() { return 0; }
-
-// Not settled: table alertevent: update sequence.
-int UpdateAlertEvtUpdSeq() { return 0; }
-
-// Not settled: live trigger events of advanced recording.
-int ChangeAdvRecLiveTrigEvtToAlertEvt() { return 0; }
-
-// Not settled: table camera, column alert_di.
-int UpdateAlertDIByAlertEvent() { return 0; }
-
-int UpdateCameraAlertEventType() {
-    return RunOnce("upgrade_camera_alert_event_type",
-                   "Failed to set update camera event type in setting conf.\n",
-                   once::UpdateCameraAlertEventType);
-}
-
-// Not settled: table alertevent: types of recording events.
-int UpdateRecAlertEventType() {
-    return RunOnce("upgrade_rec_alert_event_type", "Failed to set Update rec event type in setting conf.\n",
-                   NotSettled);
-}
-
-// Not settled: table camera: events that raise an alert.
-int RaiseAlertActionInCamCheckedAlertEvent() { return 0; }
 
 }  // namespace migrations

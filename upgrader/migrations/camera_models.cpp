@@ -5,7 +5,7 @@
 #include <initializer_list>
 
 #include "upgrader/dataaccess/sql.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 
@@ -63,9 +63,6 @@ int PatchGrandstreamReso() {
         "UPDATE camera SET model = 'GXV3500(NTSC)' WHERE vendor = 'Grandstream' AND model = 'GXV3500'",
     });
 }
-
-// Not settled: table camera: the video rotation bits of one vendor's models.
-int RemoveYcamVdoRotate() { return 0; }
 
 // The model has its old name still: RenameGrandstreamModels comes later.
 int RemoveGrandstreamMjpeg() {
@@ -132,10 +129,6 @@ int PatchAxisP3384() {
         "UPDATE camera SET model='P3384-V' WHERE vendor='AXIS' AND model='P3384'",
     });
 }
-
-// Not settled: table camera: a "(NTSC)" or "(PAL)" at the end of model moves to tv_standard; two D-Link
-// models.
-int FixCamModelTvStandard() { return 0; }
 
 int PatchMessoaNcb858() {
     return RunInOrder(kErrorWithCommand, {

@@ -8,8 +8,7 @@
 #include "platform/eventlabel/event_label.h"
 #include "platform/support/json.h"
 #include "upgrader/dataaccess/query_result.h"
-#include "upgrader/migrations/migrations.h"
-#include "upgrader/once.h"
+#include "upgrader/migrations.h"
 
 namespace migrations {
 namespace {
@@ -98,9 +97,9 @@ int SaveLabels(REC_EVENT_TYPE type, EVENT_LABEL_SETTING_SRC source, const Json::
     return -1;
 }
 
-namespace once {
+}  // namespace
 
-int UpdateEventLabelSettingToJson() {
+int once::UpdateEventLabelSettingToJson() {
     QueryResult row;
     if (QuerySql(DB_SYSTEM,
                  std::string("SELECT * FROM ") + gszTableEventLabelSetting +
@@ -120,7 +119,7 @@ int UpdateEventLabelSettingToJson() {
     return SaveLabels(kLabelEventType, kLabelSource, MakeLabels(enabledMask, texts));
 }
 
-int UpdateEventLabelColor() {
+int once::UpdateEventLabelColor() {
     QueryResult rows;
     if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableEventLabelSetting + ";", rows,
                  "Failed to execute sql: %s\n"))
@@ -135,18 +134,6 @@ int UpdateEventLabelColor() {
             return -1;
     }
     return 0;
-}
-
-}  // namespace once
-}  // namespace
-
-int UpdateEventLabelSettingToJson() {
-    return RunOnce("upgrade_event_label_setting_to_json", kFailedToSetLabelFlag,
-                   once::UpdateEventLabelSettingToJson);
-}
-
-int UpdateEventLabelColor() {
-    return RunOnce("upgrade_event_label_color", kFailedToSetLabelFlag, once::UpdateEventLabelColor);
 }
 
 }  // namespace migrations

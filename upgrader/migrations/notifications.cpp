@@ -18,8 +18,7 @@
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
-#include "upgrader/migrations/migrations.h"
-#include "upgrader/migrations/notification_mail.h"
+#include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"
 #include "upgrader/once.h"
 
@@ -134,17 +133,7 @@ std::string WidenCamSchedule(const std::string& schedule, unsigned long oldWidth
     return JoinStrings(words, ",");
 }
 
-namespace once {
-
-int UpdateNotifyScheduleForHomeModeRelated() { return SwitchOnInSystemSchedule({59, 60}); }
-
-int UpdateNotificationEvent() {
-    if (UpdateNotificationEventDB()) {
-        UPG_LOG("Failed to update notification event data base\n");
-        return -1;
-    }
-    return 0;
-}
+namespace work {
 
 int ExtendSystemNotifySchedule() {
     VGGeneric::NotifySche system;
@@ -161,40 +150,20 @@ int ExtendSystemNotifySchedule() {
     return 0;
 }
 
-int UpdateNotificationPeopleVechileSetting() {
-    const std::string table = gszTableNotificationEvent;
-    const int group = NotificationFilter::GetGroupingIdByNotiType(NOTIFY_PEOPLE_VEHICLE_DETECTED);
-    return ExecuteSql(DB_SYSTEM,
-                      "INSERT INTO " + table +
-                          " (event_group,event_type,filter,home_mode_filter) SELECT * FROM"
-                          " (SELECT " +
-                          std::to_string(group) +
-                          ",109,1,1) AS A"
-                          " WHERE NOT EXISTS (SELECT * FROM " +
-                          table + " WHERE event_type = 109);",
-                      "Failed to insert notification event for people / vehicle detected.\n");
-}
-
-int DisableNotificationMDWebhookFilter() {
-    QueryResult webhook;
-    if (QuerySql(DB_SYSTEM,
-                 std::string("SELECT EXISTS (SELECT 1 FROM ") + gszTableNotificationWebhook +
-                     ") AS isWebhookExist;",
-                 webhook, "Failed to get notification webhook.\n"))
-        return -1;
-    if (webhook.Next() && webhook.Bool("isWebhookExist"))
-        return 0;
-    return ExecuteSql(DB_SYSTEM,
-                      std::string("UPDATE ") + gszTableNotificationEvent +
-                          " SET filter = filter & -33 WHERE  event_type = 5;",
-                      "Failed to update notification event for motion detected.\n");
-}
-
-}  // namespace once
+}  // namespace work
 
 int ExtendSystemNotifySchedule() {
     return RunOnce("upgrade_extend_system_noti_schedule", kFailedToSetHomeModeSchedule,
-                   once::ExtendSystemNotifySchedule);
+                   work::ExtendSystemNotifySchedule);
+}
+
+// Clears the second mail address where it repeats the first.
+int ClearDuplicateNotiMail(LogSite site = LogSite::Here()) {
+    if (!VGDB::IsColumnExist(DB_SYSTEM, "notification", "email") ||
+        !VGDB::IsColumnExist(DB_SYSTEM, "notification", "email2"))
+        return 0;
+    return ExecuteSql(DB_SYSTEM, "UPDATE notification SET email2 = '' WHERE email2 = email AND email2 <> '';",
+                      "Failed to execute sql: %s\n", site);
 }
 
 }  // namespace
@@ -204,18 +173,6 @@ int NotiFilterAddRecStorageColumn() {
         return 0;
     return SwitchOnInSystemSchedule({33, 34});
 }
-
-// Not settled: serial number of this device at the push service.
-int AddDsSerialForPushService() { return 0; }
-
-// Not settled: table notificationpushservice: push by two retired messengers.
-int DisableMsnSkypePushService() { return 0; }
-
-// Not settled: settings of two retired messengers.
-int RemoveSkypeMsn() { return 0; }
-
-// Not settled: notification settings and the folder @VGUserPhoto.
-int UpdateNotifiSettings() { return 0; }
 
 int UpdateEnablePushService() {
     const std::string table = "notificationpushservice";
@@ -229,29 +186,11 @@ int UpdateEnablePushService() {
         "Failed to execute sql: %s\n");
 }
 
-// Not settled: the retired push-service switch.
-int RemoveEnablePushService() { return 0; }
-
-// Not settled: what SyncHosNotifySettingsToVgs takes over.
-int SyncHosNotifyOnce() {
-    return RunOnce("sync_hos_notify", "Failed to set key to settings.conf\n", SyncHosNotifySettingsToVgs);
-}
-
 int DelDupNotiMail() { return ClearDuplicateNotiMail(); }
 
-// Not settled: notification variables of variable.conf and the settings key vg_pkg_name.
-int MoveNotiVarsToDb() { return 0; }
+int once::UpdateNotifyScheduleForHomeModeRelated() { return SwitchOnInSystemSchedule({59, 60}); }
 
-// Not settled: table notificationadvance: interval of compact messages.
-int UpdateCompactMsgInterval() { return 0; }
-
-int UpdateNotifyScheduleForHomeModeRelated() {
-    return RunOnce(kHomeModeScheduleFlag, kFailedToSetHomeModeSchedule,
-                   once::UpdateNotifyScheduleForHomeModeRelated);
-}
-
-// Not settled: schedule key arch_file_complete, renamed to arch_daily_archived_recordings.
-int UpdateArchivingDailyReportSchedule() { return 0; }
+int UpdateSnapshotSortAndNamingRule() { return ClearDuplicateNotiMail(); }
 
 int UpdateIntercomRexNotificationSettings() {
     NotificationFilter filter;
@@ -287,12 +226,12 @@ int UpdateIntercomRexNotificationSettings() {
         "VGDBExecute error [%s]\n");
 }
 
-// Not settled: company name of the host's notifications.
-int SetHosNotifiyCompanyNameToConf() { return 0; }
-
-int UpdateNotificationEvent() {
-    return RunOnce("upgrade_notification_event", "Failed to set Update notification event in setting conf.\n",
-                   once::UpdateNotificationEvent);
+int once::UpdateNotificationEvent() {
+    if (UpdateNotificationEventDB()) {
+        UPG_LOG("Failed to update notification event data base\n");
+        return -1;
+    }
+    return 0;
 }
 
 int UpdateSystemNotifySchedule() {
@@ -302,31 +241,19 @@ int UpdateSystemNotifySchedule() {
     return ExtendSystemNotifySchedule();
 }
 
-// Not settled: recording-server ids of home-mode events.
-int UpdateServerIdOfHomeModeEvent() { return 0; }
-
-// Not settled: files of customised messages under @VGData/mails.
-int UpdateCustomNotificationMsgPath() { return 0; }
-
-// Not settled: table notification: mail addresses.
-int MergeNotificationMailToList() { return 0; }
-
-// Not settled: the host's notification settings, taken over by the package.
-int SyncHosNotifySettingsToVgs() { return 0; }
-
-// Not settled: customised messages under @VGData/mails: names of recording-server parameters.
-int RenameNotificationParamsSlaveDS() { return 0; }
-
-int UpdateNotificationPeopleVechileSetting() {
-    return RunOnceAfterStamp("upgrade_notification_people_vehicle", 0,
-                             once::UpdateNotificationPeopleVechileSetting);
+int once::UpdateNotificationPeopleVechileSetting() {
+    const std::string table = gszTableNotificationEvent;
+    const int group = NotificationFilter::GetGroupingIdByNotiType(NOTIFY_PEOPLE_VEHICLE_DETECTED);
+    return ExecuteSql(DB_SYSTEM,
+                      "INSERT INTO " + table +
+                          " (event_group,event_type,filter,home_mode_filter) SELECT * FROM"
+                          " (SELECT " +
+                          std::to_string(group) +
+                          ",109,1,1) AS A"
+                          " WHERE NOT EXISTS (SELECT * FROM " +
+                          table + " WHERE event_type = 109);",
+                      "Failed to insert notification event for people / vehicle detected.\n");
 }
-
-// Not settled: table notificationpushservice: a mail provider that is no longer offered.
-int RemoveNotificationYahooServiceProviderOption() { return 0; }
-
-// Not settled: table notificationpushservice.
-int ChangeDefaultBookmarkArchiveNumLimit() { return 0; }
 
 int UpdateCamNotiSchedFilter() {
     constexpr const char* kWidthKey = "cam_noti_sched_char_num";
@@ -358,9 +285,19 @@ int UpdateCamNotiSchedFilter() {
     return 0;
 }
 
-int DisableNotificationMDWebhookFilter() {
-    return RunOnceAfterStamp("upgrade_notify_md_webhook_disable", -1,
-                             once::DisableNotificationMDWebhookFilter);
+int once::DisableNotificationMDWebhookFilter() {
+    QueryResult webhook;
+    if (QuerySql(DB_SYSTEM,
+                 std::string("SELECT EXISTS (SELECT 1 FROM ") + gszTableNotificationWebhook +
+                     ") AS isWebhookExist;",
+                 webhook, "Failed to get notification webhook.\n"))
+        return -1;
+    if (webhook.Next() && webhook.Bool("isWebhookExist"))
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      std::string("UPDATE ") + gszTableNotificationEvent +
+                          " SET filter = filter & -33 WHERE  event_type = 5;",
+                      "Failed to update notification event for motion detected.\n");
 }
 
 }  // namespace migrations

@@ -6,7 +6,7 @@
 #include "platform/files/files.h"
 #include "platform/files/resolve_path.h"
 #include "platform/host/paths.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 
 namespace {
 
@@ -31,15 +31,6 @@ int MoveDBBackupFile() { return MoveFromShare("@VGDBBackup"); }
 
 int RemoveLocalDisplayAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "LocalDisplay")); }
 
-// Not settled: read-only bits of files.
-int UnregReadOnlyBit() { return 0; }
-
-// Not settled: owners of files.
-int Changeowner() { return 0; }
-
-// Not settled: owner and mode of the database files.
-int UpdateOwnerAndPrivilege() { return 0; }
-
 int RemoveGzLogFiles() { return VGFolderRemoveFiles(ResolvePath(kLogDir), ".gz"); }
 
 int MoveCmsDataFolders() {
@@ -48,9 +39,6 @@ int MoveCmsDataFolders() {
     return data < 0 || syncData < 0 ? -1 : 0;
 }
 
-// Not settled: owner of the recording servers' folders.
-int ChangeCmsRecServerDirOwner() { return 0; }
-
 int RemoveVideoAnalyticsAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "VideoAnalytics")); }
 
 int RemoveACAPServiceFile() { return VGFileRemove(In(kAddOnsDir, "AxisACAP")); }
@@ -58,14 +46,5 @@ int RemoveACAPServiceFile() { return VGFileRemove(In(kAddOnsDir, "AxisACAP")); }
 int RemoveOldVGlogSendConf() { return VGFileRemove(In("/etc/syslog-ng/patterndb.d/", "sendLog.conf")); }
 
 int RemoveFailoverServiceFile() { return VGFileRemove(In(kAddOnsDir, "Failover")); }
-
-// Not settled: permissions of the package's share and of shared folders that hold archived logs.
-int UpdateVGSharePermission() { return 0; }
-
-// Not settled: owner of the folder @VGDBBackup.
-int ChangeDBBackupOwner() { return 0; }
-
-// Not settled: owner and mode of the database files.
-int ChangeDBFileOwnerMod() { return 0; }
 
 }  // namespace migrations

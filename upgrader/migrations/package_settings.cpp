@@ -3,10 +3,11 @@
 #include <string>
 
 #include "platform/host/paths.h"
+#include "platform/service/service.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "upgrader/log.h"
-#include "upgrader/migrations/migrations.h"
+#include "upgrader/migrations.h"
 #include "upgrader/once.h"
 
 namespace {
@@ -36,9 +37,6 @@ int UpdateCMSInfo() {
     return 0;
 }
 
-// Not settled: settings key vg_dp_auto_download.
-int CreateDpAutoUpdateInfo() { return 0; }
-
 int UpdateCMSVideoRelayType() {
     if (VGFileRemoveKeys(SysPath(kSettingsConf), {"vg_cms_auto_video_relay"})) {
         UPG_LOG("Failed to remove vg_cms_auto_video_relay in settings.conf.\n");
@@ -47,13 +45,7 @@ int UpdateCMSVideoRelayType() {
     return 0;
 }
 
-// Not settled: settings key vg_ld_auto_download.
-int CreateLdAutoUpdateInfo() { return 0; }
-
 int ResetDpLdNewVersion() { return SetKeys({"vg_dp_new_version", "vg_ld_new_version"}, "0-0"); }
-
-// Not settled: information files of add-ons under @VGData/AddOns.
-int InitEdgeRecordingAddOnInfo() { return 0; }
 
 // The old key is the one that the build before the upgrade went by. When both are there (a package that was
 // set back to an old build), its value replaces the other.
@@ -85,16 +77,16 @@ int RenameDownloadServerKey() {
     return 0;
 }
 
-// Not settled: settings key orvacam_auto_update_server.
-int CreateOrvacamAutoUpdateInfo() { return 0; }
-
 // Written also where the keys are absent: what an absent key means is up to each add-on package.
 int DisableDPLocalDisplayAutoUpdate() {
     return SetKeys({"vg_dp_auto_download", "vg_ld_auto_download"}, Bool2String(false));
 }
 
-// Not settled: settings key vg_file_download_server, which becomes the maker's update endpoint.
-int SetFileDownloadServer() { return 0; }
+int ChangeAddOnServiceStatus() {
+    // An add-on that cannot be told is no failure of the upgrade.
+    (void)ChangeServiceStatus(kAddOnService, kServiceAction1);
+    return 0;
+}
 
 int UpdateH265HwDecodeSettings() {
     constexpr const char* kKey = "upgrade_enable_H265_hw_decode";

@@ -6,8 +6,7 @@
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
-#include "upgrader/migrations/migrations.h"
-#include "upgrader/once.h"
+#include "upgrader/migrations.h"
 
 namespace {
 
@@ -21,8 +20,6 @@ constexpr const char* kOfSpectators = ") WHERE privilege = 2;";
 constexpr const char* kOfSpectatorsOldForm = ") WHERE privilege =2";
 constexpr const char* kOfBothOldForm = ") WHERE privilege =2 or privilege =1";
 constexpr const char* kOfBothButDefaultManager = ") WHERE (privilege = 2 OR privilege = 1) AND id <> 1;";
-
-constexpr const char* kFailedToSetManagerFlag = "Failed to set Update Manager value in setting conf.\n";
 
 // Operations, as bits of the mask, that the profiles of some levels are denied.
 struct Denial {
@@ -45,36 +42,6 @@ bool IsDeniedNothing(const QueryResult& profile) {
 
 std::string AllAllowed() { return std::string(PrivProfile::kAdvOperLength, '0'); }
 
-namespace once {
-
-int UpdateManagerOperPriv() {
-    return DenyOperations({{"81002496", kOfBothButDefaultManager},  // bits 18, 20, 22, 23, 26
-                           {"53084160", kOfSpectators}});           // bits 17, 19, 21, 24, 25
-}
-
-// Bits 30, 31.
-int UpdateIVAOperPriv() { return DenyOperations({{"3221225472", kOfSpectators}}); }
-
-int ExtendPrivAdvOper() {
-    const std::string query =
-        "SELECT id, privilege, ina_adv_oper FROM privilegeprofile WHERE privilege != -2 ORDER BY id;";
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s\n"))
-        return -1;
-    std::string batch;
-    while (rows.Next()) {
-        std::string operations(kConvertedLength, IsDeniedNothing(rows) ? '0' : '1');
-        const auto mask = static_cast<unsigned long long>(rows.Int64("ina_adv_oper"));
-        for (int bit = 0; bit < kMaskBits; ++bit)
-            operations[static_cast<size_t>(bit)] = (mask >> bit & 1) != 0 ? '1' : '0';
-        batch += "UPDATE privilegeprofile SET ina_adv_operator = " + VGDB::QuoteEscape(operations) +
-                 " WHERE id = " + std::to_string(rows.Int("id")) + ";";
-    }
-    return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
-}
-
-}  // namespace once
-
 }  // namespace
 
 namespace migrations {
@@ -88,14 +55,13 @@ int UpdateDelAndEditSnapshotPriv() { return DenyOperations({{"18432", kOfSpectat
 // Bits 15, 16.
 int UpdateRecExportMountPriv() { return DenyOperations({{"98304", kOfSpectatorsOldForm}}); }
 
-int UpdateManagerOperPriv() {
-    return RunOnce("upgrade_manager_priv", kFailedToSetManagerFlag, once::UpdateManagerOperPriv);
+int once::UpdateManagerOperPriv() {
+    return DenyOperations({{"81002496", kOfBothButDefaultManager},  // bits 18, 20, 22, 23, 26
+                           {"53084160", kOfSpectators}});           // bits 17, 19, 21, 24, 25
 }
 
-// The message is the managers'; the package log has always had it so.
-int UpdateIVAOperPriv() {
-    return RunOnce("upgrade_iva_priv", kFailedToSetManagerFlag, once::UpdateIVAOperPriv);
-}
+// Bits 30, 31.
+int once::UpdateIVAOperPriv() { return DenyOperations({{"3221225472", kOfSpectators}}); }
 
 // Bits 34 to 41, 43, 44.
 int UpdateDoorPriv() { return DenyOperations({{"30769145708544", kOfSpectators}}); }
@@ -120,9 +86,22 @@ int GrantAllObjMgrTransDeviceAddDelPriv() {
                       "Failed to execute sql command [%s].\n");
 }
 
-int ExtendPrivAdvOper() {
-    return RunOnce("upgrade_ina_adv_operator", "Failed to set upgrade_ina_adv_operator to conf\n",
-                   once::ExtendPrivAdvOper);
+int once::ExtendPrivAdvOper() {
+    const std::string query =
+        "SELECT id, privilege, ina_adv_oper FROM privilegeprofile WHERE privilege != -2 ORDER BY id;";
+    QueryResult rows;
+    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s\n"))
+        return -1;
+    std::string batch;
+    while (rows.Next()) {
+        std::string operations(kConvertedLength, IsDeniedNothing(rows) ? '0' : '1');
+        const auto mask = static_cast<unsigned long long>(rows.Int64("ina_adv_oper"));
+        for (int bit = 0; bit < kMaskBits; ++bit)
+            operations[static_cast<size_t>(bit)] = (mask >> bit & 1) != 0 ? '1' : '0';
+        batch += "UPDATE privilegeprofile SET ina_adv_operator = " + VGDB::QuoteEscape(operations) +
+                 " WHERE id = " + std::to_string(rows.Int("id")) + ";";
+    }
+    return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
 }
 
 int CorrectAllObjPrivAdvOper() {

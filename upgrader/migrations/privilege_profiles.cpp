@@ -11,9 +11,7 @@
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
-#include "upgrader/migrations/migrations.h"
-#include "upgrader/migrations/not_settled.h"
-#include "upgrader/once.h"
+#include "upgrader/migrations.h"
 
 namespace {
 
@@ -346,33 +344,6 @@ int ClearInaCamsInDefPrivProf() {
                       kFailedToExecute);
 }
 
-// Not settled: table privilegeprofile: the right to edit layouts.
-int UpdateEditLayoutPrivilege() { return 0; }
-
-// Not settled: table privilegeprofile: the right to edit e-maps.
-int UpdateEditEmapPrivielege() { return 0; }
-
-// Not settled: id lists of the profiles: objects that no longer exist.
-int RemoveNotExistDataInPrivProfile() { return 0; }
-
-// Not settled: the folder @VGData/preference: wallpapers.
-int UpdateWallpaperPrivilege() { return 0; }
-
-// Not settled: recording servers in the I/O module rights.
-int AddSlavedsToAllIO() { return 0; }
-
-// Not settled: table privilegeprofile: layouts and e-maps of managers.
-int UpdateManagerLayoutAndEmapPriv() { return 0; }
-
-// Not settled: rights to digital outputs by camera.
-int UpdatePrivPerCam() {
-    return RunOnce("upgrade_digiout_priv", "Failed to set Update Manager value in setting conf.\n",
-                   NotSettled);
-}
-
-// Not settled: table privilegeprofile: all_ipspeaker_ds_ids and operation bits of IP speakers.
-int UpdateIPSpeakerPrivilege() { return 0; }
-
 int DeleteNonexistentPrivProfileFromSubTable() {
     if (!HasColumns("privilegeprofile", {"id"}))
         return 0;
@@ -385,12 +356,6 @@ int DeleteNonexistentPrivProfileFromSubTable() {
 }
 
 int CreateNonePrivProfile() { return InsertNoneProfile(); }
-
-// Not settled: default right to web maps.
-int UpdateWebMapDefPriv() {
-    return RunOnce("upgrade_webmap_def_priv", "Failed to set upgrade_webmap_def_priv in setting conf.\n",
-                   NotSettled);
-}
 
 // Accounts come to be bound to a list of profiles.
 int UpdateVGAccountPrivProfileList() {
@@ -416,15 +381,6 @@ int UpdateMapPrivOfNonePrivProfile() {
                           ", all_edit_emap_ds_ids = " + servers + " WHERE privilege = -2;",
                       kFailedToExecute);
 }
-
-// Not settled: intrusion objects of the all-object profiles.
-int RemoveAllObjIntrusion() { return 0; }
-
-// Not settled: table privilegeprofile: the default spectator profile.
-int UpdateAllObjSpecPrivilege() { return 0; }
-
-// Not settled: profiles of the administrators' accounts.
-int CorrectAdminUserPrivProfile() { return RunOnce("upgrade_admin_privilige", kFailedToSetFlag, NotSettled); }
 
 int UpdateDefPrivProfile() {
     if (RenumberLevels() || CreateAdminProfile() || NameUserProfiles())
