@@ -178,6 +178,21 @@ int Record::Read(Facts& facts) {
     return 0;
 }
 
+Record::State Record::Open(Facts& facts) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const VGDB::DBState state = VGDB::Probe(DB_SYSTEM);
+        if (state == VGDB::DBState::Missing || state == VGDB::DBState::NotADatabase)
+            return State::None;
+        if (state == VGDB::DBState::Usable && Read(facts) == 0)
+            return State::Usable;
+    }
+    UPG_LOG("%s cannot be read and may hold an interrupted upgrade, it is left alone.\n",
+            VGDB::GetDBPath(DB_SYSTEM).c_str());
+    VGDB::SetAside(DB_SYSTEM);
+    facts = {};
+    return State::SetAside;
+}
+
 int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries) {
     entries.clear();
     QueryResult rows;

@@ -45,6 +45,15 @@ struct Facts {
 // is logged and left out.
 [[nodiscard]] int Read(Facts& facts);
 
+// Reads the record before a program changes anything.
+enum class State {
+    Usable,
+    None,     // the main database is missing, or is no database at all: it takes no record
+    SetAside  // it is busy, or its record cannot be read twice (logged). It may hide an interrupted upgrade, and is
+              // left alone: every statement on it fails from now on
+};
+State Open(Facts& facts);
+
 // Each gives the SQL text that brings the fact into the table or takes it out.
 std::string MakeSql(bool anew);  // the table, where it is missing
 std::string BeginSql(uint32_t oldBuild, const MissingReport& missing);

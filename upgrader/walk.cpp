@@ -39,12 +39,8 @@ void DoAction(const WalkRow& row, int result) {
 }  // namespace
 
 int Walk::Run(const Job& job) {
-    if (m_recorded) {
-        VGDB::HoldTransaction(DB_SYSTEM);
-        Outbox::Collect(m_facts.keys);
-    } else {
-        Outbox::Stop();
-    }
+    Outbox::Stop();
+    HoldAgain();
     OnFirstChange([this, &job] { BeginRecord(job); });
     if (!RunAtOnce(job))
         RunOneByOne(job);
@@ -52,6 +48,7 @@ int Walk::Run(const Job& job) {
     VGDB::RollbackHeld(DB_SYSTEM);  // when nothing was to be committed
     End();
     Outbox::Stop();
+    VGDB::CloseAll();
     const bool rowFailed =
         std::any_of(m_runs.begin(), m_runs.end(), [](const RowRun& run) { return run.result < 0; });
     return m_failed || rowFailed ? -1 : 0;
@@ -82,31 +79,31 @@ void Walk::BeginRecord(const Job& job) {
 
 // False when the upgrade is undone.
 bool Walk::RunAtOnce(const Job& job) {
-    const auto isLost = [] { return VGDB::IsHeldLost(DB_SYSTEM); };
     if (job.before)
         job.before();
-    for (auto row = job.rows.begin(); row != job.rows.end() && !isLost(); ++row) {
+    bool kept = true;
+    for (auto row = job.rows.begin(); row != job.rows.end() && kept; ++row) {
         RunRow(*row);
-        Settle();
+        kept = Settle();
     }
-    if (job.after && !isLost()) {
+    if (job.after && kept) {
         job.after();
-        Settle();
+        kept = Settle();
     }
-    if (!m_recorded || (!isLost() && CommitAll(job)))
+    if (kept && (!m_recorded || CommitAll(job)))
         return true;
     UPG_LOG("The upgrade of %s is undone, and walked once more with a commit a row.\n",
             VGDB::GetDBPath(DB_SYSTEM).c_str());
     return false;
 }
 
-// Puts what the libraries have collected where it outlives the process. What the main database does not take is
-// as lost as its rows.
-void Walk::Settle() {
-    if (!m_recorded)
-        Outbox::WriteDirectly();
-    else if (Outbox::Note())
-        VGDB::LoseHeld(DB_SYSTEM);
+// Puts what the libraries have collected where it outlives the process. False when the main database has not taken
+// it, or has lost what it took before.
+bool Walk::Settle() {
+    if (m_recorded)
+        return Outbox::Note() == 0 && !VGDB::IsHeldLost(DB_SYSTEM);
+    Outbox::WriteDirectly();
+    return true;
 }
 
 bool Walk::CommitAll(const Job& job) {
@@ -119,66 +116,73 @@ bool Walk::CommitAll(const Job& job) {
     // An upgrade that has changed nothing, and leaves the failures as they were, notes nothing.
     if (!m_changed && !m_facts.oldBuild && outcome.empty())
         return true;
-    if (job.oldBuild)
-        outcome += Record::DoneSql(done);
+    outcome += Record::DoneSql(done);
     if (!outcome.empty() && VGDB::Execute(DB_SYSTEM, outcome))
         return false;
-    if (!m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0)
-        return true;
+    return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
+}
+
+// Whether that many more rows are done than before. A commit whose last flush fails is reported as failed, but
+// stands.
+bool Walk::Stands(size_t rows) const {
     Record::Facts now;
-    return job.oldBuild && Record::Read(now) == 0 && now.done.size() == m_facts.done.size() + done.size();
+    return rows > 0 && Record::Read(now) == 0 && now.done.size() == m_done + rows;
 }
 
 void Walk::RunOneByOne(const Job& job) {
-    m_patience = kRowPatience;
-    m_recorded = !VGDB::IsDamaged(DB_SYSTEM);
     VGDB::RollbackHeld(DB_SYSTEM);
-    if (m_recorded)
-        VGDB::HoldTransaction(DB_SYSTEM);
+    m_recorded = !VGDB::IsDamaged(DB_SYSTEM);
+    m_failed = m_failed || !m_recorded;
     Outbox::Stop();
-    if (m_recorded)
-        Outbox::Collect(m_facts.keys);
+    HoldAgain();
     if (job.before) {
         job.before();
-        m_failed = !CommitOne("") || m_failed;
+        m_failed = !CommitOne(nullptr) || m_failed;
     }
-    for (const WalkRow& row : job.rows)
-        CommitRow(RunRow(row));
+    for (const WalkRow& row : job.rows) {
+        RowRun& run = RunRow(row);
+        if (CommitOne(&run))
+            continue;
+        UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
+        if (run.result >= 0)
+            DoAction(row, run.result = -1);
+        m_unnoted.push_back(row.Name());
+    }
     if (job.after) {
         job.after();
-        m_failed = !CommitOne("") || m_failed;
+        m_failed = !CommitOne(nullptr) || m_failed;
     }
 }
 
-void Walk::CommitRow(RowRun& run) {
-    std::string outcome = OutcomeSql(run);
-    if (CommitOne(outcome.empty() ? "" : outcome + Record::DoneSql({run.row.Name()})))
+// Begins the next transaction, in which migrations see what is owed as written.
+void Walk::HoldAgain() {
+    if (!m_recorded)
         return;
-    UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", run.row.number);
-    if (run.result >= 0)
-        DoAction(run.row, run.result = -1);
-    m_unnoted.push_back(run.row.Name());
+    if (Record::Facts now; Record::Read(now) == 0) {
+        m_facts.keys = now.keys;
+        m_done = now.done.size();
+    }
+    VGDB::HoldTransaction(DB_SYSTEM);
+    Outbox::Collect(m_facts.keys);
 }
 
 // Commits what has been done since the last commit, and delivers what it owes. False when it is lost.
-bool Walk::CommitOne(const std::string& outcome) {
-    Settle();
+bool Walk::CommitOne(const RowRun* run) {
+    bool kept = Settle();
     if (!m_recorded)
         return true;
-    bool kept = !VGDB::IsHeldLost(DB_SYSTEM);
+    std::string outcome = run ? OutcomeSql(*run) : "";
+    const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM) || !outcome.empty();
+    if (run && wrote)
+        outcome += Record::DoneSql({run->row.Name()});
     if (kept && !outcome.empty())
         kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
-    const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM);
-    kept = kept && VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0;
+    kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));
     m_patience = kept ? std::chrono::milliseconds(kRowPatience) : kShortPatience;
     VGDB::RollbackHeld(DB_SYSTEM);
-    std::string strike;
-    if (kept && wrote && Outbox::Deliver(strike) == 0 && !strike.empty())
+    if (std::string strike; kept && wrote && Outbox::Deliver(strike) == 0 && !strike.empty())
         (void)VGDB::ExecuteNow(DB_SYSTEM, strike);  // delivered twice does no harm
-    VGDB::HoldTransaction(DB_SYSTEM);
-    if (Record::Facts now; Record::Read(now) == 0)
-        m_facts.keys = now.keys;
-    Outbox::Collect(m_facts.keys);
+    HoldAgain();
     return kept;
 }
 
@@ -218,7 +222,6 @@ void Walk::End() {
         last += Record::FailedSql(row);
     Record::Facts now;
     const bool isRead = Record::Read(now) == 0;
-    m_failed = m_failed || !isRead;
     last = isRead && !owes && now.failed.empty() && m_unnoted.empty() ? Record::DropSql() : last + Record::EndSql();
     VGDB::CloseAll();
     if (VGDB::ExecuteNow(DB_SYSTEM, last))

@@ -68,9 +68,10 @@ private:
     bool RunAtOnce(const Job& job);
     bool CommitAll(const Job& job);
     void RunOneByOne(const Job& job);
-    void Settle();
-    bool CommitOne(const std::string& outcome);
-    void CommitRow(RowRun& run);
+    bool Settle();
+    bool Stands(size_t rows) const;
+    void HoldAgain();
+    bool CommitOne(const RowRun* run);
     RowRun& RunRow(const WalkRow& row);
     std::string OutcomeSql(const RowRun& run) const;
     void End();
@@ -80,8 +81,9 @@ private:
     bool m_changed = false;
     bool m_begun = false;   // the record has been written by this walk
     bool m_failed = false;  // beside the rows that have failed
-    std::vector<Record::RowName> m_unnoted;  // rows whose outcome the record does not hold
-    std::chrono::milliseconds m_patience;
+    std::vector<Record::RowName> m_unnoted;      // rows whose outcome the record does not hold
+    size_t m_done = 0;                           // rows that the record holds as done
+    std::chrono::milliseconds m_patience{10'000};  // for readers, at the commit of a row
     std::vector<RowRun> m_runs;
     std::function<void(const WalkRow&)> m_progress;
 };
