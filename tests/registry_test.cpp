@@ -21,8 +21,8 @@ std::string FileText(const std::string& path) {
 }
 
 std::string Printed(const std::string& arguments) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen((MIGRATIONS_PAGE_PROGRAM + arguments).c_str(), "r"),
-                                                     pclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(
+        popen((MIGRATIONS_PAGE_PROGRAM + arguments).c_str(), "r"), pclose);
     std::string text;
     for (int c = 0; pipe && (c = std::fgetc(pipe.get())) != EOF;)
         text += static_cast<char>(c);
@@ -84,7 +84,8 @@ TEST(Registry, SaysOfEachRowWhatItConcernsAndOfAPartWhatIsLeftOut) {
     for (size_t row = 0; row < kMigrationCount; ++row) {
         const MigrationInfo& info = InfoOfRow(row);
         EXPECT_NE("", std::string(info.concerns)) << Where(row);
-        EXPECT_EQ(std::string::npos, (std::string(info.concerns) + (info.leavesOut ? info.leavesOut : "")).find('|'))
+        EXPECT_EQ(std::string::npos,
+                  (std::string(info.concerns) + (info.leavesOut ? info.leavesOut : "")).find('|'))
             << Where(row);
         EXPECT_EQ(info.state == MigrationState::Partial, info.leavesOut != nullptr) << Where(row);
         EXPECT_TRUE(info.state != MigrationState::Flag || info.flag) << Where(row);

@@ -25,17 +25,19 @@ size_t Count(MigrationState state) {
 void PrintSentence() {
     const size_t flags = Count(MigrationState::Flag);
     const size_t empty = Count(MigrationState::Empty);
-    std::printf("Of the %zu rows, %zu do work, %zu of them only a part of it. The other %zu have no body: %zu"
-                " set their once-only key and nothing more, %zu do nothing.\n",
-                kMigrationCount, kMigrationCount - flags - empty, Count(MigrationState::Partial),
-                flags + empty, flags, empty);
+    std::printf(
+        "Of the %zu rows, %zu do work, %zu of them only a part of it. The other %zu have no body: %zu"
+        " set their once-only key and nothing more, %zu do nothing.\n",
+        kMigrationCount, kMigrationCount - flags - empty, Count(MigrationState::Partial), flags + empty,
+        flags, empty);
 }
 
 void PrintPage() {
     std::puts(
         "# Migrations\n"
         "\n"
-        "Every migration in the order in which they run; one runs when the build that was installed before lies\n"
+        "Every migration in the order in which they run; one runs when the build that was installed before "
+        "lies\n"
         "below its threshold, or always when that is 0. Printed from `upgrader/registry.def` by\n"
         "`scripts/list-migrations`.\n");
     PrintSentence();
