@@ -8,13 +8,8 @@
 #include <vector>
 
 #include "upgrader/plan.h"
+#include "upgrader/repair.h"
 #include "upgrader/walk.h"
-
-// What an upgrade has repaired: for the log and the history.
-struct RepairDone {
-    DB_INSTANCE db;
-    std::vector<std::string> added;  // "table t", "column t.c", "index i"
-};
 
 // The object of an upgrade that has come to its end.
 //   argument  the text that was given on the command line; null for rows that were run again

@@ -32,14 +32,13 @@
 #include "upgrader/outbox.h"
 #include "upgrader/plan.h"
 #include "upgrader/repair.h"
-#include "upgrader/report.h"
 #include "upgrader/restore_mark.h"
 #include "upgrader/walk.h"
 
 namespace {
 
 // How long busy databases are waited for: all together before the walk, each within it.
-constexpr std::chrono::minutes kPatienceBefore{1};
+constexpr std::chrono::seconds kPatienceBefore{60};
 constexpr std::chrono::seconds kPatienceWithin{10};
 
 constexpr const char* kHelp =
@@ -67,9 +66,30 @@ bool IsDigits(std::string_view text) {
 // A stamp that cannot be written changes nothing; the library has logged it.
 void StampVersion() { (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgVersion(true)); }
 
-int Upgrade(const char* argument, uint32_t build) {
+void LogDiskNeeds(const Plan& plan, const LogSite& site) {
+    for (const DiskNeed& disk : plan.disk)
+        if (disk.needed > disk.free)
+            LogMessage(site, "The file system of %s may be too full: %llu bytes can be needed, %llu are free.\n",
+                       disk.fileSystem.c_str(), static_cast<unsigned long long>(disk.needed),
+                       static_cast<unsigned long long>(disk.free));
+}
+
+// The last line of an upgrade.
+void LogUpgrade(const Plan& plan, const Walk& walk, double seconds, const LogSite& site) {
+    std::vector<WalkRow> failed = plan.failedBefore;
+    for (const RowRun& run : walk.Runs())
+        if (run.result < 0)
+            failed.push_back(run.row);
+    std::string names;
+    for (const WalkRow& row : failed)
+        names += StringPrintf("%s [%d] %s", names.empty() ? ":" : ",", row.number, row.name);
+    LogMessage(site, "Upgrade from build %u: %zu migrations ran, %zu failed, %.2f s%s.\n", plan.oldBuild,
+               walk.Runs().size(), failed.size(), seconds, names.c_str());
+}
+
+int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
     const auto started = std::chrono::system_clock::now();
-    const Stopwatch stopwatch;
+    const auto begin = std::chrono::steady_clock::now();
 
     VGDB::SetPatience(kPatienceBefore, kPatienceBefore);
     Record::Facts facts;
@@ -80,7 +100,7 @@ int Upgrade(const char* argument, uint32_t build) {
     Plan plan = PlanRows(build, facts);
     PlanRepair(plan, facts);
     PlanDisk(plan);
-    LogDiskNeeds(plan);
+    LogDiskNeeds(plan, site);
     g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
@@ -91,8 +111,8 @@ int Upgrade(const char* argument, uint32_t build) {
     const int walked = walk.Run({.oldBuild = plan.oldBuild,
                                  .missing = plan.missing,
                                  .before =
-                                     [&plan, &repaired] {
-                                         repaired = RepairSchema(plan);
+                                     [&] {
+                                         repaired = RepairSchema(plan, site);
                                          VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
                                      },
                                  .rows = plan.rows,
@@ -100,12 +120,13 @@ int Upgrade(const char* argument, uint32_t build) {
     SetProgressLine("");
 
     const bool failed = walked < 0 || state == Record::State::SetAside || !plan.failedBefore.empty();
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
     if (walk.HasChanged())
-        LogIndexesLeftOut(plan);
+        LogIndexesLeftOut(plan, site);
     if (walk.HasChanged() || failed)
-        (void)AppendHistory(HistoryOf(plan, walk, repaired, argument, started, stopwatch.Seconds(), failed ? -1 : 0),
-                            failed);
-    LogUpgrade(plan, walk, stopwatch.Seconds());
+        (void)AppendHistory(
+            HistoryOf(plan, walk, repaired, argument, started, seconds.count(), failed ? -1 : 0), failed);
+    LogUpgrade(plan, walk, seconds.count(), site);
     return failed ? -1 : 0;
 }
 
@@ -142,7 +163,7 @@ int main(int argc, char* argv[]) {
     }
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     try {
-        return Upgrade(argument.data(), build);
+        return Upgrade(argument.data(), build, LogSite::Here());
     } catch (const std::exception& error) {
         UPG_LOG("The upgrade ended by an exception: %s\n", error.what());
         return -1;
