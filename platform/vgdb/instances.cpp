@@ -1,4 +1,9 @@
+#include "platform/vgdb/instances.h"
+
+#include <sys/stat.h>
+
 #include <array>
+#include <cerrno>
 #include <filesystem>
 
 #include "platform/host/paths.h"
@@ -27,10 +32,23 @@ constexpr std::array<const char*, DB_INSTANCE_COUNT> kFiles = {
     "@vigilo/bookmark.db",
 };
 
+// Resolved once: every call of the library asks.
+std::array<std::string, DB_INSTANCE_COUNT> g_paths;
+
 }  // namespace
 
 std::string VGDB::GetDBPath(DB_INSTANCE db) {
-    return SysPath(kTargetDir) + kFiles.at(static_cast<size_t>(db));
+    std::string& path = g_paths.at(static_cast<size_t>(db));
+    if (path.empty())
+        path = SysPath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
+    return path;
+}
+
+void ForgetDBPaths() { g_paths = {}; }
+
+bool IsFileMissing(const std::string& dbPath) {
+    struct stat status {};
+    return stat(dbPath.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
