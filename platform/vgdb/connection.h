@@ -48,6 +48,7 @@ public:
     bool IsHeldLost() const { return m_held.lost; }
 
     void SetAside();
+    bool IsDamaged() const { return m_damaged; }
 
     // See VGDB::BeginRepairs. EndRepairs tells whether commits wait for the flush of the file's folder.
     static void BeginRepairs();

@@ -51,6 +51,13 @@ bool IsFileMissing(const std::string& dbPath) {
     return stat(dbPath.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
+std::string VGDB::GetDBName(DB_INSTANCE db) { return kFiles.at(static_cast<size_t>(db)); }
+
+// A link may have led to a file of another name.
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
-    return SysPath(kSchemaDir) + std::filesystem::path(dbPath).stem().string() + ".sql";
+    std::filesystem::path name = dbPath;
+    for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
+        if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
+            name = GetDBName(static_cast<DB_INSTANCE>(db));
+    return SysPath(std::string(kSchemaDir) + name.stem().string() + ".sql");
 }

@@ -77,7 +77,10 @@ extern bool g_blCheckNonRecMode;
 
 std::string GetDBPath(DB_INSTANCE db);
 
-// The schema file that describes the database file: its name without ".db" under the package's schema folder.
+// The database for people: its file below the package's target folder, "@vigilo/log.db".
+std::string GetDBName(DB_INSTANCE db);
+
+// The schema file that describes the database file: its name in the package without ".db" under the schema folder.
 std::string GetSqlFile(const std::string& dbPath);
 
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
@@ -188,6 +191,9 @@ bool IsHeldLost(DB_INSTANCE db);
 
 // From now on every call to the database fails, for the rest of the run. What is held in it is lost.
 void SetAside(DB_INSTANCE db);
+
+// Whether SQLite has met damage in the database.
+bool IsDamaged(DB_INSTANCE db);
 
 enum class DBState {
     Usable,
