@@ -199,11 +199,24 @@ void Connection::NoteResult(int code) {
     // A journal that cannot be opened beside a database that is open is the disk's fault too.
     if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
         NoteDiskError();
-    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB)
+    if (primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB)
+        m_doubtful = false;
+    else if (IsDoubtful())
+        NoteDiskError();
+    else
         NoteDamage();
     // After some failures (disk full, no memory, also those of a query) SQLite has rolled everything back.
     if (m_held.open && sqlite3_get_autocommit(m_db.get()) != 0)
         LoseHeld();
+}
+
+// SQLite reports a read that the disk has refused as damage. It is taken for that when the second try ends so
+// too.
+bool Connection::IsDoubtful() {
+    int error = 0;
+    sqlite3_file_control(m_db.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &error);
+    m_doubtful = !m_doubtful && (error == EIO || error == ENXIO);
+    return m_doubtful;
 }
 
 void Connection::NoteDamage() {

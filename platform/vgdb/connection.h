@@ -99,6 +99,7 @@ private:
     void SetRepairDurability();
     void NoteResult(int code);
     void NoteDamage();
+    bool IsDoubtful();
     void LoseHeld();
 
     std::string m_path;
@@ -107,6 +108,7 @@ private:
 
     bool m_setAside = false;
     bool m_damaged = false;
+    bool m_doubtful = false;  // damage was reported, but may have been a failure of the disk
     bool m_refusalTold = false;
 
     bool m_holding = false;
