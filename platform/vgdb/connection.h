@@ -59,14 +59,6 @@ public:
 
     const std::string& Path() const { return m_path; }
 
-    // Units: see VGDB::BeginUnit.
-    static void SetUnitOpen(bool open);
-    static bool IsUnitOpen();
-
-    // Makes another database a schema of this connection until the unit ends.
-    [[nodiscard]] int Attach(const std::string& path, const std::string& schema);
-    [[nodiscard]] int CommitUnit();
-
 private:
     // How far the database has been changed, by this connection.
     struct Mark {
@@ -82,7 +74,6 @@ private:
         bool lost = false;  // SQLite has rolled it back on its own
     };
 
-    bool IsHolding() const;
     bool IsRefused();
     int MakeReady();
     int Open();
@@ -115,8 +106,6 @@ private:
     Held m_held;
 
     bool m_owesFolderFlush = false;
-
-    std::vector<std::string> m_attached;  // schemas of other databases in the unit
 };
 
 // Every connection that has been used.

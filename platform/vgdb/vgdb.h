@@ -218,34 +218,6 @@ void BeginRepairs();
 // back, write-ahead logging) is read in a private copy in the temporary folder, which goes with CloseAll.
 void OpenReadOnly();
 
-// Units. Between BeginUnit and CommitUnit or RollbackUnit the calls of this library are still whole or not at
-// all each, and see what was written before them, but are on disk only when CommitUnit returns 0: together,
-// for the texts of one database. Several databases commit one after another, the main database last.
-void BeginUnit();
-
-// Whether a database, or any, has changed since the unit began.
-bool HasUnitChanged(DB_INSTANCE db);
-bool HasUnitChanged();
-
-// Returns -1 when a database could not be committed, or has lost what the unit wrote before (disk full): the
-// main database is then as it was.
-[[nodiscard]] int CommitUnit();
-void RollbackUnit();
-
-// From now on a power cut may undo the last commits of the database, whole each. For what may as well be done
-// again.
-void RelaxDurability(DB_INSTANCE db);
-
-// Makes a database part of the main database's transaction until the unit ends, so that both commit at one
-// instant (databases with a write-ahead log commit one after the other). Statements to the main database
-// reach its tables by the given prefix ("joined4."). Returns -1, with an empty prefix, when no unit is open
-// or it cannot be (logged).
-[[nodiscard]] int JoinUnit(DB_INSTANCE db, std::string& prefix);
-
-// Removes what an interrupted commit of the main database and a joined one has left, once SQLite has restored
-// or completed both; nothing when one of them cannot be read.
-void RecoverJoined(DB_INSTANCE db);
-
 // Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.
 int UniqueKey2PrimaryKey();
 
