@@ -4,8 +4,17 @@
 #include <string>
 #include <vector>
 
-// Notes one entry. The entries that are noted between two calls of VGLogFlush are written by the second, in
-// the order in which they were noted.
+struct UserLogEntry {
+    int logType;         // number of the log text
+    std::string user;    // who did it
+    int itemId;          // the camera, task ... that it is about
+    std::string params;  // the values that the log text names: a JSON array of strings
+    int dsId;            // recording server; 0 is this one
+    long long time;      // seconds since 1970
+    long extra;          // further value of some log types, else 0
+};
+
+// Notes one entry, with the time of the call. It stays in memory until VGLogTake.
 //   logType  the number of the log text (for example 0x13300008: settings of a camera were changed)
 //   user     who did it; "SYSTEM" for the package itself
 //   itemId   the id of the camera, task ... that the entry is about
@@ -15,11 +24,19 @@
 void VGLog(int logType, const std::string& user, int itemId, const std::vector<std::string>& params, int dsId,
            long extra);
 
-// Writes what was noted, in one transaction (that of the main database while a unit is open, see
-// VGDB::JoinUnit), and forgets it. Returns 0 on success or when there was nothing, also when there is no log
-// database to be used, which costs the entries (logged); -1 when the database is there but could not take
-// them (logged).
-int VGLogFlush();
+// Hands over what has been noted since the last call, in that order.
+std::vector<UserLogEntry> VGLogTake();
 
-// Forgets what was noted.
-void VGLogDiscard();
+// Whether there is a log to write to: 1; 0 when the database file or its table is missing, or the file is no
+// database at all; -1 when that cannot be told now (logged).
+[[nodiscard]] int VGLogFind();
+
+// Gives the id of the newest entry, 0 when there is none. Returns 0 or -1 (logged by the database library).
+[[nodiscard]] int VGLogLastId(long long& id);
+
+// Whether the entry of that id is this one: 1; 0 when it is another or there is none; -1 when it cannot be told.
+[[nodiscard]] int VGLogHolds(long long id, const UserLogEntry& entry);
+
+// Writes entries in their order, in one call, with ids from the given one on; 0 takes the next that is free.
+// Returns 0 or -1 (logged by the database library).
+[[nodiscard]] int VGLogWrite(const std::vector<UserLogEntry>& entries, long long firstId = 0);

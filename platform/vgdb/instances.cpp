@@ -51,11 +51,13 @@ bool IsFileMissing(const std::string& dbPath) {
     return stat(dbPath.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
+std::string VGDB::GetDBName(DB_INSTANCE db) { return kFiles.at(static_cast<size_t>(db)); }
+
+// A link may have led to a file of another name.
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
-    // A database that is a symbolic link may have another name where it really is.
-    std::filesystem::path named = dbPath;
+    std::filesystem::path name = dbPath;
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
         if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
-            named = kFiles.at(static_cast<size_t>(db));
-    return ResolvePath(std::string(kSchemaDir) + named.stem().string() + ".sql");
+            name = GetDBName(static_cast<DB_INSTANCE>(db));
+    return ResolvePath(std::string(kSchemaDir) + name.stem().string() + ".sql");
 }

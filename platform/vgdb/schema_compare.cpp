@@ -174,9 +174,8 @@ std::string AddColumnSql(sqlite3* declared, const std::string& table, const Colu
 
 int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
     std::string text;
-    const int read = ReadWholeFile(sqlFile, text);
-    if (read <= 0) {
-        if (read == 0)
+    if (const int found = ReadWholeFile(sqlFile, text); found <= 0) {
+        if (found == 0)
             VG_LIB_LOG("No schema file %s\n", sqlFile.c_str());
         return -1;
     }

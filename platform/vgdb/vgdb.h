@@ -77,7 +77,10 @@ extern bool g_blCheckNonRecMode;
 
 std::string GetDBPath(DB_INSTANCE db);
 
-// The schema file that describes the database file: its name without ".db" under the package's schema folder.
+// The database for people: its file below the package's target folder, "@vigilo/log.db".
+std::string GetDBName(DB_INSTANCE db);
+
+// The schema file that describes the database file: its name in the package without ".db" under the schema folder.
 std::string GetSqlFile(const std::string& dbPath);
 
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
@@ -190,6 +193,9 @@ bool IsHeldLost(DB_INSTANCE db);
 // From now on every call to the database fails, for the rest of the run. What is held in it is lost.
 void SetAside(DB_INSTANCE db);
 
+// Whether SQLite has met damage in the database.
+bool IsDamaged(DB_INSTANCE db);
+
 enum class DBState {
     Usable,
     Missing,       // no such file
@@ -217,34 +223,6 @@ void BeginRepairs();
 // file beside one is changed or made. A database whose reading alone would do so (a journal to be played
 // back, write-ahead logging) is read in a private copy in the temporary folder, which goes with CloseAll.
 void OpenReadOnly();
-
-// Units. Between BeginUnit and CommitUnit or RollbackUnit the calls of this library are still whole or not at
-// all each, and see what was written before them, but are on disk only when CommitUnit returns 0: together,
-// for the texts of one database. Several databases commit one after another, the main database last.
-void BeginUnit();
-
-// Whether a database, or any, has changed since the unit began.
-bool HasUnitChanged(DB_INSTANCE db);
-bool HasUnitChanged();
-
-// Returns -1 when a database could not be committed, or has lost what the unit wrote before (disk full): the
-// main database is then as it was.
-[[nodiscard]] int CommitUnit();
-void RollbackUnit();
-
-// From now on a power cut may undo the last commits of the database, whole each. For what may as well be done
-// again.
-void RelaxDurability(DB_INSTANCE db);
-
-// Makes a database part of the main database's transaction until the unit ends, so that both commit at one
-// instant (databases with a write-ahead log commit one after the other). Statements to the main database
-// reach its tables by the given prefix ("joined4."). Returns -1, with an empty prefix, when no unit is open
-// or it cannot be (logged).
-[[nodiscard]] int JoinUnit(DB_INSTANCE db, std::string& prefix);
-
-// Removes what an interrupted commit of the main database and a joined one has left, once SQLite has restored
-// or completed both; nothing when one of them cannot be read.
-void RecoverJoined(DB_INSTANCE db);
 
 // Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.
 int UniqueKey2PrimaryKey();

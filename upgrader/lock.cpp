@@ -1,4 +1,4 @@
-#include "upgrader/upgrade_lock.h"
+#include "upgrader/lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

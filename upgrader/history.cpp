@@ -1,0 +1,95 @@
+#include "upgrader/history.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "platform/files/file_io.h"
+#include "platform/host/local_time.h"
+#include "platform/host/paths.h"
+#include "platform/settings/settings.h"
+#include "platform/support/json.h"
+#include "platform/support/strings.h"
+#include "upgrader/log.h"
+
+namespace {
+
+// Digits of a time that say nothing are left out.
+double Rounded(double value, double unit) { return std::round(value / unit) * unit; }
+
+// A line that a killed process or a full disk has cut short stays a line of its own.
+bool EndsInsideALine(int fd) {
+    struct stat status {};
+    char last = '\n';
+    return fstat(fd, &status) == 0 && status.st_size > 0 && pread(fd, &last, 1, status.st_size - 1) == 1 &&
+           last != '\n';
+}
+
+}  // namespace
+
+Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<RepairDone>& repaired,
+                      const char* argument, std::chrono::system_clock::time_point started, double seconds,
+                      int status) {
+    Json::Value object(Json::objectValue);
+    object["started"] = LocalTime(std::chrono::system_clock::to_time_t(started));
+    object["seconds"] = Rounded(seconds, 0.001);
+    object["version"] = GetVGPkgVersion(true);
+    object["old_build"] = plan.oldBuild;
+    object["argument"] = argument ? Json::Value(argument) : Json::Value();
+    object["resumed"] = plan.resumed;
+    object["status"] = status == 0 ? 0 : 255;
+    object["repaired"] = Json::Value(Json::arrayValue);
+    for (const RepairDone& one : repaired) {
+        Json::Value& entry = object["repaired"].append(Json::objectValue);
+        entry["database"] = VGDB::GetDBName(one.db);
+        for (const std::string& added : one.added)
+            entry["added"].append(added);
+    }
+    object["migrations"] = Json::Value(Json::arrayValue);
+    for (const RowRun& run : walk.Runs()) {
+        Json::Value& entry = object["migrations"].append(Json::objectValue);
+        entry["row"] = run.row.number;
+        entry["name"] = run.row.name;
+        entry["threshold"] = run.row.threshold;
+        entry["result"] = run.result;
+        entry["ms"] = Rounded(run.ms, 0.01);
+        entry["changes"] = Json::Int64{run.changes};
+    }
+    return object;
+}
+
+int AppendHistory(const Json::Value& object, bool flush) {
+    const std::string path = ResolvePath(kHistory);
+    const UniqueFd file(
+        open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0640));
+    struct stat status {};
+    bool written = file && fstat(file.Get(), &status) == 0;
+    if (written && !S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        written = false;
+    }
+    if (written) {
+        const std::string line = (EndsInsideALine(file.Get()) ? "\n" : "") + JsonWrite(object, true, 15) + '\n';
+        written = WriteAll(file.Get(), line) && (!flush || Flush(file.Get()));
+    }
+    if (!written)
+        UPG_LOG("Failed to write %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return written ? 0 : -1;
+}
+
+int ReadHistory(std::vector<Json::Value>& objects) {
+    objects.clear();
+    std::string content;
+    if (const int found = ReadWholeFile(ResolvePath(kHistory), content); found <= 0)
+        return found;
+    for (const std::string& line : SplitString(content, '\n')) {
+        Json::Value object;
+        if (!line.empty() && JsonParse(line, object) == 0 && object.isObject())
+            objects.push_back(std::move(object));
+    }
+    return 0;
+}

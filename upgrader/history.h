@@ -1,0 +1,25 @@
+// The history of upgrades: one JSON object a line, the newest last.
+#pragma once
+
+#include <json/value.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "upgrader/plan.h"
+#include "upgrader/repair.h"
+#include "upgrader/walk.h"
+
+// The object of an upgrade that has come to its end.
+//   argument  the text that was given on the command line; null for rows that were run again
+Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<RepairDone>& repaired,
+                      const char* argument, std::chrono::system_clock::time_point started, double seconds,
+                      int status);
+
+// Appends one line with one write; flushed to disk when asked. Returns 0 or -1 (logged); nothing depends on it.
+[[nodiscard]] int AppendHistory(const Json::Value& object, bool flush);
+
+// Reads all lines that hold an object, the oldest first. Returns 0, also when there is no file; -1 (logged) when it
+// cannot be read.
+[[nodiscard]] int ReadHistory(std::vector<Json::Value>& objects);

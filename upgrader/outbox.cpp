@@ -1,0 +1,180 @@
+#include "upgrader/outbox.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "platform/support/strings.h"
+#include "upgrader/log.h"
+
+namespace {
+
+// How many entries are held as SQL text at a time: an upgrade can have hundreds of thousands.
+constexpr size_t kEntriesAtOnce = 2'000;
+
+// How long readers of the log are waited for.
+constexpr std::chrono::seconds kLogPatience{10};
+
+constexpr const char* kStaysOwed = "Failed to deliver %s, it stays owed to the next upgrade.\n";
+
+void LogLost(size_t entries) {
+    if (entries > 0)
+        UPG_LOG("%zu user-visible log entries are lost.\n", entries);
+}
+
+// --- keys ---------------------------------------------------------------------------------------------------
+
+// Each file by itself.
+int DeliverKeys(const std::vector<KeyChange>& owed, std::string& strike) {
+    std::map<std::string, std::vector<KeyChange>> byFile;
+    for (const KeyChange& change : owed)
+        byFile[change.file].push_back(change);
+    int result = 0;
+    for (const auto& [file, changes] : byFile) {
+        if (PendingKeys::Apply(changes)) {
+            UPG_LOG(kStaysOwed, ("keys of " + file).c_str());
+            result = -1;
+        } else {
+            strike += Record::DeliveredKeysSql(file);
+        }
+    }
+    return result;
+}
+
+// --- entries ------------------------------------------------------------------------------------------------
+
+// The ids of entries in the log are chosen before they are written, and noted. So whoever comes after an interrupted
+// delivery sees by the id of the first one whether they are there: they are written together.
+int ChoosePlace(long long& place) {
+    if (VGLogLastId(place))
+        return -1;
+    ++place;
+    return 0;
+}
+
+// Returns 1 when the entries are in the log, 0 when they are not, -1 when that cannot be told. The first one may have
+// made no sense, and is none then.
+int AreDelivered(long long place) {
+    std::vector<Record::OwedEntry> owed;
+    if (Record::ReadEntries(0, kEntriesAtOnce, owed))
+        return -1;
+    for (const Record::OwedEntry& one : owed)
+        if (one.entry)
+            return VGLogHolds(place, *one.entry);
+    return 0;
+}
+
+// Writes all entries in the transaction of the log database that is held.
+int WriteEntries(long long place) {
+    std::vector<Record::OwedEntry> owed;
+    for (long long last = 0;; last = owed.back().number) {
+        if (Record::ReadEntries(last, kEntriesAtOnce, owed))
+            return -1;
+        if (owed.empty())
+            return 0;
+        std::vector<UserLogEntry> entries;
+        for (Record::OwedEntry& one : owed)
+            if (one.entry)
+                entries.push_back(std::move(*one.entry));
+        if (!entries.empty() && VGLogWrite(entries, place))
+            return -1;
+        place += static_cast<long long>(entries.size());
+    }
+}
+
+int WriteAt(long long place) {
+    VGDB::HoldTransaction(DB_LOG);
+    const bool written = WriteEntries(place) == 0;
+    if (written && VGDB::CommitHeld(DB_LOG, kLogPatience) == 0)
+        return 0;
+    VGDB::RollbackHeld(DB_LOG);
+    // A commit whose last flush fails is reported as failed, but stands.
+    return written && AreDelivered(place) > 0 ? 0 : -1;
+}
+
+// The place that was noted is used when nothing has come there since.
+int WriteEntriesOnce(long long noted) {
+    if (noted > 0)
+        if (const int delivered = AreDelivered(noted); delivered != 0)
+            return delivered > 0 ? 0 : -1;
+    long long place = 0;
+    if (ChoosePlace(place) || (place != noted && VGDB::ExecuteNow(DB_SYSTEM, Record::PlaceSql(place))))
+        return -1;
+    return WriteAt(place);
+}
+
+int DeliverEntries(const Record::Facts& facts, std::string& strike) {
+    const int log = VGLogFind();
+    if (log < 0 || (log > 0 && WriteEntriesOnce(facts.place))) {
+        UPG_LOG(kStaysOwed, "log entries");
+        return -1;
+    }
+    if (log == 0)
+        LogLost(static_cast<size_t>(facts.entries));
+    strike += Record::DeliveredEntriesSql();
+    return 0;
+}
+
+}  // namespace
+
+void Outbox::Collect(const std::vector<KeyChange>& owed) {
+    Stop();
+    PendingKeys::Collect(owed);
+}
+
+void Outbox::Stop() {
+    PendingKeys::Stop();
+    (void)VGLogTake();  // forgotten
+}
+
+int Outbox::Note() {
+    std::string sql;
+    for (const KeyChange& change : PendingKeys::Take())
+        sql += Record::OwedSql(change);
+    const std::vector<UserLogEntry> entries = VGLogTake();
+    for (size_t begin = 0; begin < entries.size(); begin += kEntriesAtOnce) {
+        const auto first = entries.begin() + static_cast<std::ptrdiff_t>(begin);
+        const size_t count = std::min(kEntriesAtOnce, entries.size() - begin);
+        sql += Record::OwedSql({first, first + static_cast<std::ptrdiff_t>(count)});
+        if (VGDB::Execute(DB_SYSTEM, std::exchange(sql, {})))
+            return -1;
+    }
+    return sql.empty() ? 0 : VGDB::Execute(DB_SYSTEM, sql);
+}
+
+// A log that cannot be asked now is asked again when the entries are delivered.
+std::string Outbox::PlaceSql() {
+    Record::Facts facts;
+    long long place = 0;
+    if (Record::Read(facts) || facts.entries == 0 || facts.place > 0 || VGLogFind() <= 0 || ChoosePlace(place))
+        return "";
+    return Record::PlaceSql(place);
+}
+
+void Outbox::WriteDirectly() {
+    if (const std::vector<KeyChange> keys = PendingKeys::Take(); !keys.empty())
+        (void)PendingKeys::Apply(keys);  // logged there
+    const std::vector<UserLogEntry> entries = VGLogTake();
+    if (!entries.empty() && (VGLogFind() <= 0 || VGLogWrite(entries)))
+        LogLost(entries.size());
+}
+
+int Outbox::Deliver(std::string& strike) {
+    Record::Facts facts;
+    if (Record::Read(facts))
+        return -1;
+    const int keys = DeliverKeys(facts.keys, strike);
+    const int entries = facts.entries > 0 ? DeliverEntries(facts, strike) : 0;
+    return keys || entries ? -1 : 0;
+}
+
+void Outbox::DeliverOwed(Record::Facts& facts) {
+    if (!facts.Owes())
+        return;
+    std::string strike;
+    const bool delivered = Deliver(strike) == 0;
+    if (delivered && !facts.oldBuild && facts.failed.empty())
+        strike = Record::DropSql();
+    if (!strike.empty() && VGDB::ExecuteNow(DB_SYSTEM, strike) == 0)
+        (void)Record::Read(facts);  // what is struck off twice does no harm
+}

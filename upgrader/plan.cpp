@@ -1,0 +1,152 @@
+#include "upgrader/plan.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+#include "platform/host/paths.h"
+
+namespace {
+
+// The rows of the registry are few; a pair that stands twice is two rows.
+bool TakeOut(std::vector<Record::RowName>& rows, const Record::RowName& row) {
+    const auto found = std::find(rows.begin(), rows.end(), row);
+    if (found == rows.end())
+        return false;
+    rows.erase(found);
+    return true;
+}
+
+void Merge(const VGDB::MissingNames& from, VGDB::MissingNames& to) {
+    for (const auto& [table, names] : from)
+        to[table].insert(names.begin(), names.end());
+}
+
+}  // namespace
+
+bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild) {
+    return entry.threshold == 0 || oldBuild < entry.threshold;
+}
+
+WalkRow RowOf(size_t number) {
+    const UpgradeEntry& entry = MigrationRegistry[number];
+    return {.number = static_cast<int>(number),
+            .name = InfoOfRow(number).name,
+            .threshold = entry.threshold,
+            .function = entry.function};
+}
+
+Plan PlanRows(uint32_t oldBuild, const Record::Facts& facts) {
+    Plan plan;
+    plan.resumed = facts.oldBuild.has_value();
+    plan.oldBuild = std::min(oldBuild, facts.oldBuild.value_or(oldBuild));
+    std::vector<Record::RowName> done, failed;
+    if (plan.oldBuild == facts.oldBuild) {
+        done = facts.done;
+        failed = facts.failed;
+    }
+    for (size_t number = 0; MigrationRegistry[number].function; ++number) {
+        if (!IsDue(MigrationRegistry[number], plan.oldBuild))
+            continue;
+        const WalkRow row = RowOf(number);
+        if (!TakeOut(done, row.Name()))
+            plan.rows.push_back(row);
+        else if (TakeOut(failed, row.Name()))
+            plan.failedBefore.push_back(row);
+    }
+    return plan;
+}
+
+void PlanRepair(Plan& plan, const Record::Facts& facts) {
+    plan.missing = facts.missing;
+    plan.repairs.clear();
+    for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
+        DatabaseRepair repair;
+        repair.db = static_cast<DB_INSTANCE>(number);
+        repair.path = VGDB::GetDBPath(repair.db);
+        repair.known = VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
+        Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);
+        plan.repairs.push_back(std::move(repair));
+    }
+}
+
+namespace {
+
+// Settings files, new tables, counts: small beside any database that is worth counting.
+constexpr uint64_t kBesides = 4u << 20;
+
+// What an old camera's row, its log entries and their notes can grow by: half a kilobyte of flags, a week of
+// half hours whose words get their full width, a dozen entries in two databases.
+constexpr uint64_t kGrowthOfCamera = 12u << 10;
+
+// An index beside the table that it is on.
+uint64_t GrowthByIndexes(uint64_t size, size_t indexes) { return size / 4 * indexes; }
+
+uint64_t CountCameras() {
+    std::string count;
+    if (VGDB::FindTable(DB_SYSTEM, gszTableCamera) <= 0 ||
+        VGDB::LoadFirstFieldFromDB(DB_SYSTEM, std::string("SELECT count(*) FROM ") + gszTableCamera, count))
+        return 0;
+    return std::strtoull(count.c_str(), nullptr, 10);
+}
+
+struct FileSystem {
+    DiskNeed need;
+    uint64_t largestJournal = 0;  // of a database but the main one: they are changed one after the other
+};
+
+// The file system that holds the file; none when that cannot be told.
+FileSystem* FileSystemOf(std::map<dev_t, FileSystem>& all, const std::string& path) {
+    struct stat status {};
+    struct statvfs space {};
+    if (stat(path.c_str(), &status) != 0 || statvfs(path.c_str(), &space) != 0)
+        return nullptr;
+    FileSystem& fileSystem = all[status.st_dev];
+    if (fileSystem.need.fileSystem.empty()) {
+        fileSystem.need.fileSystem = path;
+        fileSystem.need.free = uint64_t{space.f_bavail} * space.f_frsize;
+        fileSystem.need.needed = kBesides;
+    }
+    return &fileSystem;
+}
+
+uint64_t SizeOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
+}  // namespace
+
+// The main database has one journal from the first change to the commit, up to its whole size, and grows meanwhile;
+// another has a journal for one call. Nothing is needed where only the checks of every upgrade are due.
+void PlanDisk(Plan& plan) {
+    const bool repairs = std::any_of(plan.repairs.begin(), plan.repairs.end(), [](const DatabaseRepair& repair) {
+        return !repair.differences.sql.empty();
+    });
+    const bool converts =
+        std::any_of(plan.rows.begin(), plan.rows.end(), [](const WalkRow& row) { return row.threshold != 0; });
+    if (!repairs && !converts)
+        return;
+    std::map<dev_t, FileSystem> all;
+    for (const DatabaseRepair& repair : plan.repairs) {
+        FileSystem* const fileSystem = FileSystemOf(all, repair.path);
+        if (!fileSystem)
+            continue;  // told by the repair
+        const uint64_t size = SizeOf(repair.path);
+        fileSystem->need.needed += GrowthByIndexes(size, repair.differences.indexes.size());
+        if (repair.db == DB_SYSTEM)
+            fileSystem->need.needed += 2 * size + (converts ? CountCameras() * kGrowthOfCamera : 0);
+        else
+            fileSystem->largestJournal = std::max(fileSystem->largestJournal, size);
+    }
+    const std::string settings = ResolvePath(kSettingsConf);
+    if (FileSystem* const fileSystem = FileSystemOf(all, settings))
+        fileSystem->need.needed += 2 * SizeOf(settings);
+    for (auto& [device, fileSystem] : all) {
+        fileSystem.need.needed += fileSystem.largestJournal;
+        plan.disk.push_back(fileSystem.need);
+    }
+}

@@ -1,0 +1,282 @@
+#include "upgrader/record.h"
+
+#include <json/value.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/support/json.h"
+#include "platform/support/strings.h"
+#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/log.h"
+
+namespace {
+
+// The kinds of facts. A row has its number, the kind, and what the kind needs of subject, name and value.
+constexpr const char* kOldBuild = "old_build";  // value: the build
+constexpr const char* kMissing = "missing";     // name: database number; value: names by table, as JSON
+constexpr const char* kDone = "done";           // name: the row's; value: its threshold
+constexpr const char* kFailed = "failed";       // likewise
+constexpr const char* kKey = "key";             // subject: file; name: key; value: NULL for one to remove
+constexpr const char* kEntry = "entry";         // value: the entry, as JSON
+constexpr const char* kPlace = "place";         // value: the id in the log of the first entry
+
+std::string Literal(const std::optional<std::string>& text) {
+    return text ? VGDB::QuoteEscape(*text) : "NULL";
+}
+
+std::string NoteSql(const std::string& fact, const std::string& subject, const std::string& name,
+                    const std::optional<std::string>& value) {
+    return std::string("INSERT INTO ") + Record::kTable + "(fact, subject, name, value) VALUES('" + fact +
+           "', " + VGDB::QuoteEscape(subject) + ", " + VGDB::QuoteEscape(name) + ", " + Literal(value) + ");\n";
+}
+
+std::string StrikeSql(const std::string& condition) {
+    return std::string("DELETE FROM ") + Record::kTable + " WHERE " + condition + ";\n";
+}
+
+std::string RowCondition(const char* fact, const Record::RowName& row) {
+    return std::string("fact = '") + fact + "' AND name = " + VGDB::QuoteEscape(row.name) + " AND value = '" +
+           std::to_string(row.threshold) + "'";
+}
+
+std::string MissingToJson(const VGDB::MissingNames& missing) {
+    Json::Value tables(Json::objectValue);
+    for (const auto& [table, names] : missing)
+        for (const std::string& name : names)
+            tables[table].append(name);
+    return JsonWrite(tables);
+}
+
+bool AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
+    Json::Value tables;
+    if (JsonParse(text, tables) || !tables.isObject())
+        return false;
+    bool sound = true;
+    for (const std::string& table : tables.getMemberNames()) {
+        const Json::Value& names = tables[table];
+        if (!names.isArray()) {
+            sound = false;
+            continue;
+        }
+        for (const Json::Value& name : names) {
+            if (name.isString())
+                missing[table].insert(name.asString());
+            else
+                sound = false;
+        }
+    }
+    return sound;
+}
+
+std::string EntryToJson(const UserLogEntry& entry) {
+    Json::Value array(Json::arrayValue);
+    array.append(entry.logType);
+    array.append(entry.user);
+    array.append(entry.itemId);
+    array.append(entry.params);
+    array.append(entry.dsId);
+    array.append(Json::Int64{entry.time});
+    array.append(Json::Int64{entry.extra});
+    return JsonWrite(array);
+}
+
+bool EntryFromJson(const std::string& text, UserLogEntry& entry) {
+    Json::Value array;
+    if (JsonParse(text, array) || !array.isArray() || array.size() != 7 || !array[0].isInt() ||
+        !array[1].isString() || !array[2].isInt() || !array[3].isString() || !array[4].isInt() ||
+        !array[5].isInt64() || !array[6].isInt64())
+        return false;
+    entry = {.logType = array[0].asInt(),
+             .user = array[1].asString(),
+             .itemId = array[2].asInt(),
+             .params = array[3].asString(),
+             .dsId = array[4].asInt(),
+             .time = array[5].asInt64(),
+             .extra = static_cast<long>(array[6].asInt64())};
+    return true;
+}
+
+bool ParseNumber(const std::string& text, uint32_t& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+bool AddRow(const std::string& name, const std::string& threshold, std::vector<Record::RowName>& rows) {
+    Record::RowName row{.name = name};
+    if (name.empty() || !ParseNumber(threshold, row.threshold))
+        return false;
+    rows.push_back(row);
+    return true;
+}
+
+// Takes one row of the table over; false when it makes no sense.
+bool AddFact(const QueryResult& row, Record::Facts& facts) {
+    const std::string fact = row.String("fact");
+    const std::string name = row.String("name");
+    const std::string value = row.String("value");
+    if (fact == kOldBuild) {
+        uint32_t build = 0;
+        if (!ParseNumber(value, build))
+            return false;
+        facts.oldBuild = build;
+        return true;
+    }
+    if (fact == kMissing) {
+        uint32_t db = 0;
+        return ParseNumber(name, db) && db < facts.missing.size() &&
+               AddMissingFromJson(value, facts.missing[db]);
+    }
+    if (fact == kDone)
+        return AddRow(name, value, facts.done);
+    if (fact == kFailed)
+        return AddRow(name, value, facts.failed);
+    if (fact == kKey) {
+        if (name.empty() || row.String("subject").empty())
+            return false;
+        std::optional<std::string> text;
+        if (row.Text("value"))
+            text = value;
+        facts.keys.push_back({.file = row.String("subject"), .key = name, .value = text});
+        return true;
+    }
+    if (fact == kPlace) {
+        facts.place = std::strtoll(value.c_str(), nullptr, 10);
+        return facts.place > 0;
+    }
+    return false;
+}
+
+}  // namespace
+
+int Record::Read(Facts& facts) {
+    facts = {};
+    const int found = VGDB::FindTable(DB_SYSTEM, kTable);
+    if (found <= 0)
+        return found;
+    facts.exists = true;
+    const int sound = VGDB::FindColumns(DB_SYSTEM, kTable, {"id", "fact", "subject", "name", "value"});
+    if (sound < 0)
+        return -1;
+    if (sound == 0) {
+        facts.strange = true;
+        UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
+        return 0;
+    }
+    QueryResult rows, entries;
+    if (QuerySql(DB_SYSTEM,
+                 std::string("SELECT fact, subject, name, value FROM ") + kTable + " WHERE fact <> '" + kEntry +
+                     "' ORDER BY id;",
+                 rows, "Failed to read the record of an upgrade: %s\n") ||
+        QuerySql(DB_SYSTEM,
+                 std::string("SELECT count(*) AS entries FROM ") + kTable + " WHERE fact = '" + kEntry + "';",
+                 entries, "Failed to read the record of an upgrade: %s\n"))
+        return -1;
+    while (rows.Next())
+        if (!AddFact(rows, facts))
+            UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s] [%s].\n",
+                    rows.String("fact").c_str(), rows.String("name").c_str());
+    if (entries.Next())
+        facts.entries = entries.Int64("entries");
+    return 0;
+}
+
+Record::State Record::Open(Facts& facts) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const VGDB::DBState state = VGDB::Probe(DB_SYSTEM);
+        if (state == VGDB::DBState::Missing || state == VGDB::DBState::NotADatabase)
+            return State::None;
+        if (state == VGDB::DBState::Usable && Read(facts) == 0)
+            return State::Usable;
+    }
+    UPG_LOG("%s cannot be read and may hold an interrupted upgrade, it is left alone.\n",
+            VGDB::GetDBPath(DB_SYSTEM).c_str());
+    VGDB::SetAside(DB_SYSTEM);
+    facts = {};
+    return State::SetAside;
+}
+
+int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries) {
+    entries.clear();
+    QueryResult rows;
+    if (QuerySql(DB_SYSTEM,
+                 StringPrintf("SELECT id, value FROM %s WHERE fact = '%s' AND id > %lld ORDER BY id LIMIT %zu;",
+                              kTable, kEntry, beyond, most),
+                 rows, "Failed to read the record of an upgrade: %s\n"))
+        return -1;
+    while (rows.Next()) {
+        OwedEntry& owed = entries.emplace_back();
+        owed.number = rows.Int64("id");
+        if (!EntryFromJson(rows.String("value"), owed.entry.emplace())) {
+            UPG_LOG("An owed log entry makes no sense, left out: [%lld].\n", owed.number);
+            owed.entry.reset();
+        }
+    }
+    return 0;
+}
+
+std::string Record::MakeSql(bool anew) {
+    return (anew ? DropSql() : "") + "CREATE TABLE IF NOT EXISTS " + kTable +
+           "(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);\n";
+}
+
+std::string Record::BeginSql(uint32_t oldBuild, const MissingReport& missing) {
+    std::string sql = StrikeSql(std::string("fact IN ('") + kOldBuild + "', '" + kMissing + "')") +
+                      NoteSql(kOldBuild, "", "", std::to_string(oldBuild));
+    for (size_t db = 0; db < missing.size(); ++db)
+        if (!missing[db].empty())
+            sql += NoteSql(kMissing, "", std::to_string(db), MissingToJson(missing[db]));
+    return sql;
+}
+
+std::string Record::NothingDoneSql() { return StrikeSql(std::string("fact = '") + kDone + "'"); }
+
+std::string Record::DoneSql(const std::vector<RowName>& rows) {
+    std::string sql;
+    for (const RowName& row : rows)
+        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, name, value) VALUES\n" : ",\n") + "('" +
+               kDone + "', " + VGDB::QuoteEscape(row.name) + ", '" + std::to_string(row.threshold) + "')";
+    return sql.empty() ? "" : sql + ";\n";
+}
+
+std::string Record::FailedSql(const RowName& row) {
+    return SucceededSql(row) + NoteSql(kFailed, "", row.name, std::to_string(row.threshold));
+}
+
+std::string Record::SucceededSql(const RowName& row) { return StrikeSql(RowCondition(kFailed, row)); }
+
+std::string Record::OwedSql(const KeyChange& change) {
+    return StrikeSql(std::string("fact = '") + kKey + "' AND subject = " + VGDB::QuoteEscape(change.file) +
+                     " AND name = " + VGDB::QuoteEscape(change.key)) +
+           NoteSql(kKey, change.file, change.key, change.value);
+}
+
+std::string Record::OwedSql(const std::vector<UserLogEntry>& entries) {
+    std::string sql;
+    for (const UserLogEntry& entry : entries)
+        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, value) VALUES\n" : ",\n") + "('" +
+               kEntry + "', " + VGDB::QuoteEscape(EntryToJson(entry)) + ")";
+    return sql + ";";
+}
+
+std::string Record::DeliveredKeysSql(const std::string& file) {
+    return StrikeSql(std::string("fact = '") + kKey + "' AND subject = " + VGDB::QuoteEscape(file));
+}
+
+std::string Record::PlaceSql(long long id) {
+    return StrikeSql(std::string("fact = '") + kPlace + "'") + NoteSql(kPlace, "", "", std::to_string(id));
+}
+
+std::string Record::DeliveredEntriesSql() {
+    return StrikeSql(std::string("fact IN ('") + kEntry + "', '" + kPlace + "')");
+}
+
+std::string Record::EndSql() {
+    return StrikeSql(std::string("fact IN ('") + kOldBuild + "', '" + kDone + "')") +
+           // What was missing matters to rows that failed, and to nobody else.
+           StrikeSql(std::string("fact = '") + kMissing + "' AND NOT EXISTS (SELECT 1 FROM " + kTable +
+                     " WHERE fact = '" + kFailed + "')");
+}
+
+std::string Record::DropSql() { return std::string("DROP TABLE IF EXISTS ") + kTable + ";\n"; }

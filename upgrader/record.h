@@ -1,0 +1,79 @@
+// The memory of an upgrade that is not finished, or not finished well: table vgupgrader_record of the main
+// database. It stands there because its facts must be as true as the rows beside it. A table and nothing
+// else: it gives and takes facts, and decides nothing.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/settings/pending_keys.h"
+#include "platform/userlog/vglog.h"
+#include "platform/vgdb/vgdb.h"
+
+namespace Record {
+
+inline constexpr const char* kTable = "vgupgrader_record";
+
+// A row of the registry, as the record names it: positions move when a registry grows.
+struct RowName {
+    std::string name;
+    uint32_t threshold = 0;
+
+    auto operator<=>(const RowName&) const = default;
+};
+
+using MissingReport = std::array<VGDB::MissingNames, DB_INSTANCE_COUNT>;
+
+struct Facts {
+    bool exists = false;               // the table is there
+    bool strange = false;              // but is no record of ours, and is made anew
+    std::optional<uint32_t> oldBuild;  // an upgrade from there has begun, and has not come to its end
+    std::vector<RowName> done;         // its rows that have taken effect
+    std::vector<RowName> failed;       // rows that failed, in this or an earlier upgrade
+    MissingReport missing;             // what the databases lacked before their repair
+    std::vector<KeyChange> keys;       // owed
+    long long entries = 0;             // how many entries are owed
+    long long place = 0;               // the id that the first of them gets in the log; 0: not chosen yet
+
+    bool Owes() const { return !keys.empty() || entries > 0; }
+};
+
+// Reads the record. Returns 0, also when there is none; -1 when it cannot be read. What makes no sense in it
+// is logged and left out.
+[[nodiscard]] int Read(Facts& facts);
+
+// Reads the record before a program changes anything.
+enum class State {
+    Usable,
+    None,     // the main database is missing, or is no database at all: it takes no record
+    SetAside  // it is busy, or its record cannot be read twice (logged). It may hide an interrupted upgrade, and is
+              // left alone: every statement on it fails from now on
+};
+State Open(Facts& facts);
+
+// Each gives the SQL text that brings the fact into the table or takes it out.
+std::string MakeSql(bool anew);  // the table, where it is missing
+std::string BeginSql(uint32_t oldBuild, const MissingReport& missing);
+std::string NothingDoneSql();
+std::string DoneSql(const std::vector<RowName>& rows);
+std::string FailedSql(const RowName& row);     // once, however often it is noted
+std::string SucceededSql(const RowName& row);  // no longer failed
+std::string OwedSql(const KeyChange& change);  // in place of an older change of the key
+std::string OwedSql(const std::vector<UserLogEntry>& entries);
+std::string DeliveredKeysSql(const std::string& file);
+std::string PlaceSql(long long id);
+std::string DeliveredEntriesSql();
+std::string EndSql();  // the upgrade has come to its end; failures, what was missing and debts stay
+std::string DropSql();
+
+// Owed entries beyond a number, the oldest first.
+struct OwedEntry {
+    long long number;
+    std::optional<UserLogEntry> entry;  // none: it makes no sense (logged)
+};
+[[nodiscard]] int ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries);
+
+}  // namespace Record

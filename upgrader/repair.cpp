@@ -1,0 +1,40 @@
+#include "upgrader/repair.h"
+
+#include "platform/support/strings.h"
+
+namespace {
+
+std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
+    std::vector<std::string> words;
+    for (const auto& [kind, names] : {std::pair{"table ", &differences.tables},
+                                      std::pair{"column ", &differences.columns},
+                                      std::pair{"index ", &differences.indexes}})
+        for (const std::string& name : *names)
+            words.push_back(kind + name);
+    return words;
+}
+
+}  // namespace
+
+std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site) {
+    std::vector<RepairDone> repaired;
+    VGDB::BeginRepairs();
+    for (const DatabaseRepair& repair : plan.repairs) {
+        const std::string& sql = repair.differences.sql;
+        if (!repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {})) {
+            LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
+        } else if (!sql.empty()) {
+            repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
+            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(), JoinStrings(repaired.back().added, "; ").c_str());
+        }
+    }
+    (void)VGDB::EndRepairs();  // logged there; a repair that is undone is found missing by the next upgrade
+    return repaired;
+}
+
+void LogIndexesLeftOut(const Plan& plan, const LogSite& site) {
+    for (const DatabaseRepair& repair : plan.repairs)
+        for (const std::string& index : repair.differences.indexesLeftOut)
+            LogMessage(site, "%s: index %s is left out, the rows of its table do not allow it.\n",
+                       repair.path.c_str(), index.c_str());
+}

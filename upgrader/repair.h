@@ -1,0 +1,20 @@
+// The schema repair: creates what the schema files declare and the databases lack.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "upgrader/log.h"
+#include "upgrader/plan.h"
+
+struct RepairDone {
+    DB_INSTANCE db;
+    std::vector<std::string> added;  // "table t", "column t.c", "index i"
+};
+
+// Repairs the 17 databases as planned. A database that cannot be repaired is logged, at the caller's place, and left.
+// The main database is repaired in the transaction that is held, the others are on disk when the call returns.
+std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site);
+
+// Says which indexes the rows of their tables do not allow.
+void LogIndexesLeftOut(const Plan& plan, const LogSite& site);

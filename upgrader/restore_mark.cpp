@@ -1,0 +1,11 @@
+#include "upgrader/restore_mark.h"
+
+#include "platform/files/file_io.h"
+#include "platform/host/paths.h"
+
+int FindUnfinishedRestore(std::string& name) {
+    const int found = ReadWholeFile(ResolvePath(kRestoreMark), name);
+    while (!name.empty() && name.back() == '\n')
+        name.pop_back();
+    return found;
+}

@@ -1,0 +1,231 @@
+#include "upgrader/walk.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "platform/host/first_change.h"
+#include "upgrader/log.h"
+#include "upgrader/outbox.h"
+
+namespace {
+
+// How long readers of the main database are waited for at the commit of an upgrade, and of a row.
+constexpr std::chrono::seconds kCommitPatience{60};
+constexpr std::chrono::seconds kRowPatience{10};
+constexpr std::chrono::milliseconds kShortPatience{100};  // once one was not gone after that time
+
+bool Contains(const std::vector<Record::RowName>& rows, const Record::RowName& row) {
+    return std::find(rows.begin(), rows.end(), row) != rows.end();
+}
+
+// A migration reports by its result; what it throws all the same (no memory left) is its failure, not the
+// upgrade's.
+int RunMigration(const WalkRow& row) {
+    try {
+        return row.function();
+    } catch (const std::exception& error) {
+        UPG_LOG("Migration ended by an exception: %s\n", error.what());
+        return -1;
+    }
+}
+
+void DoAction(const WalkRow& row, int result) {
+    if (result < 0)
+        UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", row.number, row.threshold,
+                reinterpret_cast<void*>(row.function));
+}
+
+}  // namespace
+
+int Walk::Run(const Job& job) {
+    Outbox::Stop();
+    HoldAgain();
+    OnFirstChange([this, &job] { BeginRecord(job); });
+    if (!RunAtOnce(job))
+        RunOneByOne(job);
+    OnFirstChange(nullptr);
+    VGDB::RollbackHeld(DB_SYSTEM);  // when nothing was to be committed
+    End();
+    Outbox::Stop();
+    VGDB::CloseAll();
+    const bool rowFailed =
+        std::any_of(m_runs.begin(), m_runs.end(), [](const RowRun& run) { return run.result < 0; });
+    return m_failed || rowFailed ? -1 : 0;
+}
+
+// The first change is yet to be made: the record comes before it, in a commit of its own.
+void Walk::BeginRecord(const Job& job) {
+    m_changed = true;
+    if (!m_recorded)
+        return;
+    std::string sql = Record::MakeSql(m_facts.strange);
+    if (job.oldBuild)
+        sql += Record::BeginSql(*job.oldBuild, job.missing);
+    if (job.oldBuild != m_facts.oldBuild)
+        sql += Record::NothingDoneSql();
+    Record::Facts now;
+    // A commit whose last flush fails is reported as failed, but stands.
+    if (VGDB::ExecuteNow(DB_SYSTEM, sql) == 0 ||
+        (Record::Read(now) == 0 && now.exists && !now.strange && now.oldBuild == job.oldBuild)) {
+        m_begun = true;
+        return;
+    }
+    UPG_LOG("Failed to note the upgrade in %s, which is left alone.\n", VGDB::GetDBPath(DB_SYSTEM).c_str());
+    VGDB::SetAside(DB_SYSTEM);
+    m_recorded = false;
+    m_failed = true;
+}
+
+// False when the upgrade is undone.
+bool Walk::RunAtOnce(const Job& job) {
+    if (job.before)
+        job.before();
+    bool kept = true;
+    for (auto row = job.rows.begin(); row != job.rows.end() && kept; ++row) {
+        RunRow(*row);
+        kept = Settle();
+    }
+    if (job.after && kept) {
+        job.after();
+        kept = Settle();
+    }
+    if (kept && (!m_recorded || CommitAll()))
+        return true;
+    UPG_LOG("The upgrade of %s is undone, and walked once more with a commit a row.\n",
+            VGDB::GetDBPath(DB_SYSTEM).c_str());
+    return false;
+}
+
+// Puts what the libraries have collected where it outlives the process. False when the main database has not taken
+// it, or has lost what it took before.
+bool Walk::Settle() {
+    if (m_recorded)
+        return Outbox::Note() == 0 && !VGDB::IsHeldLost(DB_SYSTEM);
+    Outbox::WriteDirectly();
+    return true;
+}
+
+bool Walk::CommitAll() {
+    std::string outcome;
+    std::vector<Record::RowName> done;
+    for (const RowRun& run : m_runs) {
+        outcome += OutcomeSql(run);
+        done.push_back(run.row.Name());
+    }
+    // An upgrade that has changed nothing, and leaves the failures as they were, notes nothing.
+    if (!m_changed && !m_facts.oldBuild && outcome.empty())
+        return true;
+    outcome += Record::DoneSql(done) + Outbox::PlaceSql();
+    if (!outcome.empty() && VGDB::Execute(DB_SYSTEM, outcome))
+        return false;
+    return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
+}
+
+// Whether that many more rows are done than before. A commit whose last flush fails is reported as failed, but
+// stands.
+bool Walk::Stands(size_t rows) const {
+    Record::Facts now;
+    return rows > 0 && Record::Read(now) == 0 && now.done.size() == m_done + rows;
+}
+
+void Walk::RunOneByOne(const Job& job) {
+    VGDB::RollbackHeld(DB_SYSTEM);
+    m_recorded = !VGDB::IsDamaged(DB_SYSTEM);
+    m_failed = m_failed || !m_recorded;
+    Outbox::Stop();
+    HoldAgain();
+    if (job.before) {
+        job.before();
+        m_failed = !CommitOne(nullptr) || m_failed;
+    }
+    for (const WalkRow& row : job.rows) {
+        RowRun& run = RunRow(row);
+        if (CommitOne(&run))
+            continue;
+        UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
+        if (run.result >= 0)
+            DoAction(row, run.result = -1);
+        m_unnoted.push_back(row.Name());
+    }
+    if (job.after) {
+        job.after();
+        m_failed = !CommitOne(nullptr) || m_failed;
+    }
+}
+
+// Begins the next transaction, in which migrations see what is owed as written.
+void Walk::HoldAgain() {
+    if (!m_recorded)
+        return;
+    if (Record::Facts now; Record::Read(now) == 0) {
+        m_facts.keys = now.keys;
+        m_done = now.done.size();
+    }
+    VGDB::HoldTransaction(DB_SYSTEM);
+    Outbox::Collect(m_facts.keys);
+}
+
+// Commits what has been done since the last commit, and delivers what it owes. False when it is lost.
+bool Walk::CommitOne(const RowRun* run) {
+    bool kept = Settle();
+    if (!m_recorded)
+        return true;
+    std::string outcome = run ? OutcomeSql(*run) : "";
+    const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM) || !outcome.empty();
+    if (run && wrote)
+        outcome += Record::DoneSql({run->row.Name()});
+    if (wrote)
+        outcome += Outbox::PlaceSql();
+    if (kept && !outcome.empty())
+        kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
+    kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));
+    m_patience = kept ? std::chrono::milliseconds(kRowPatience) : kShortPatience;
+    VGDB::RollbackHeld(DB_SYSTEM);
+    if (std::string strike; kept && wrote && Outbox::Deliver(strike) == 0 && !strike.empty())
+        (void)VGDB::ExecuteNow(DB_SYSTEM, strike);  // delivered twice does no harm
+    HoldAgain();
+    return kept;
+}
+
+RowRun& Walk::RunRow(const WalkRow& row) {
+    if (m_progress)
+        m_progress(row);
+    const auto begin = std::chrono::steady_clock::now();
+    const long long changesBefore = VGDB::ChangedRows();
+    const int result = RunMigration(row);
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
+    DoAction(row, result);
+
+    auto run = std::find_if(m_runs.begin(), m_runs.end(),
+                            [&row](const RowRun& one) { return one.row.number == row.number; });
+    if (run == m_runs.end())
+        run = m_runs.insert(run, RowRun{});
+    *run = {.row = row, .result = result, .ms = time.count(), .changes = VGDB::ChangedRows() - changesBefore};
+    return *run;
+}
+
+// What the record is to learn of a row beside that it is done; '' for nothing.
+std::string Walk::OutcomeSql(const RowRun& run) const {
+    const bool noted = Contains(m_facts.failed, run.row.Name());
+    if (run.result < 0)
+        return noted ? "" : Record::FailedSql(run.row.Name());
+    return noted ? Record::SucceededSql(run.row.Name()) : "";
+}
+
+// Delivers what is owed, and takes the upgrade out of the record. All other databases are closed before that: a
+// process that dies while it closes them leaves an upgrade that is finished by the next.
+void Walk::End() {
+    if (!m_recorded || (!m_begun && !m_facts.oldBuild))
+        return;
+    std::string last;
+    const bool owes = Outbox::Deliver(last) != 0;
+    for (const Record::RowName& row : m_unnoted)
+        last += Record::FailedSql(row);
+    Record::Facts now;
+    const bool isRead = Record::Read(now) == 0;
+    last = isRead && !owes && now.failed.empty() && m_unnoted.empty() ? Record::DropSql() : last + Record::EndSql();
+    VGDB::CloseAll();
+    if (VGDB::ExecuteNow(DB_SYSTEM, last))
+        UPG_LOG("Failed to close the record of the upgrade; the next upgrade does.\n");
+}

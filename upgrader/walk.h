@@ -1,0 +1,89 @@
+// Runs a list of rows of the registry: the due ones of an upgrade, or those of a retry.
+//
+//   1. All rows run in one transaction of the main database, the schema repair included. What they write elsewhere
+//      is on disk at once and may be done again; settings keys and log entries are noted (see outbox.h).
+//   2. The commit of that transaction is the instant at which the upgrade takes effect.
+//   3. Then what is noted is delivered, and the record of the upgrade is struck off.
+//
+// When that transaction cannot be committed, or SQLite has rolled it back, the upgrade is undone and walked once
+// more with a commit a row, so that a row costs at most itself.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "upgrader/record.h"
+
+struct WalkRow {
+    int number;        // in the registry
+    const char* name;  // the registry's
+    uint32_t threshold;
+    int (*function)();
+
+    Record::RowName Name() const { return {.name = name, .threshold = threshold}; }
+};
+
+// One call of a row's function.
+struct RowRun {
+    WalkRow row;
+    int result;
+    double ms;
+    long long changes;  // rows that its statements and their triggers have changed
+};
+
+class Walk {
+public:
+    struct Job {
+        // The upgrade that is noted before the first change, with what the databases lacked before their repair;
+        // no build for rows that are run again after their upgrade.
+        std::optional<uint32_t> oldBuild;
+        Record::MissingReport missing;
+
+        std::function<void()> before;  // the schema repair; called once more when the upgrade is undone
+        std::vector<WalkRow> rows;
+        std::function<void()> after;  // the stamp
+    };
+
+    // `facts` is the record as it stands. Without a record (the main database is missing, no database at all, or set
+    // aside) keys and log entries are written directly.
+    Walk(Record::Facts facts, bool recorded) : m_facts(std::move(facts)), m_recorded(recorded) {}
+
+    // Called before each row.
+    void OnProgress(std::function<void(const WalkRow&)> listener) { m_progress = std::move(listener); }
+
+    // Walks. Returns 0, or -1 when a row has failed or the main database did not take what the upgrade did.
+    [[nodiscard]] int Run(const Job& job);
+
+    // In the order of the rows; of a row that ran twice, the second call.
+    const std::vector<RowRun>& Runs() const { return m_runs; }
+
+    // Whether anything has been changed.
+    bool HasChanged() const { return m_changed; }
+
+private:
+    void BeginRecord(const Job& job);
+    bool RunAtOnce(const Job& job);
+    bool CommitAll();
+    void RunOneByOne(const Job& job);
+    bool Settle();
+    bool Stands(size_t rows) const;
+    void HoldAgain();
+    bool CommitOne(const RowRun* run);
+    RowRun& RunRow(const WalkRow& row);
+    std::string OutcomeSql(const RowRun& run) const;
+    void End();
+
+    Record::Facts m_facts;
+    bool m_recorded;
+    bool m_changed = false;
+    bool m_begun = false;   // the record has been written by this walk
+    bool m_failed = false;  // beside the rows that have failed
+    std::vector<Record::RowName> m_unnoted;      // rows whose outcome the record does not hold
+    size_t m_done = 0;                           // rows that the record holds as done
+    std::chrono::milliseconds m_patience{10'000};  // for readers, at the commit of a row
+    std::vector<RowRun> m_runs;
+    std::function<void(const WalkRow&)> m_progress;
+};
