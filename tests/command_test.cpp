@@ -143,8 +143,7 @@ TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
     if (truncate(path.c_str(), static_cast<off_t>(size)) != 0)
         GTEST_SKIP() << "no sparse files of that size here";
     EXPECT_EQ(0, RunUpgrader("9748"));
-    EXPECT_EQ(1, CountInLog("(main): The file system of " + path + " may be too full: " +
-                            std::to_string(2 * size + (4 << 20)) + " bytes can be needed, "));
+    EXPECT_EQ(1, CountInLog("(main): The file system of " + VGDB::GetDBPath(DB_SYSTEM) + " may be too full: "));
     EXPECT_TRUE(fs::remove(Path(kPackageLog)));
     EXPECT_EQ(0, RunUpgrader("9749"));
     EXPECT_EQ(0, CountInLog("too full"));

@@ -27,7 +27,7 @@ protected:
     static std::string EntriesOfRun(int result = 0) {
         Sql(DB_LOG, "DELETE FROM log;");
         EXPECT_EQ(result, migrations::IntegratePrePostRecTimeOnce());
-        EXPECT_EQ(0, VGLogFlush());
+        EXPECT_EQ(0, VGLogWrite(VGLogTake()));
         return Rows(DB_LOG,
                     "SELECT printf('%08X', log_type), user, item_id, params, ds_id, extra FROM log"
                     " ORDER BY id");

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/host/paths.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;
@@ -21,12 +22,12 @@ protected:
         InstallSchemaFiles();
     }
 
-    // Every file of the tree but the databases and the package log, by path; folders as such.
+    // Every file of the tree but the databases, the package log and the history, by path; folders as such.
     static std::map<std::string, std::string> Files() {
         std::map<std::string, std::string> files;
         for (const auto& entry : fs::recursive_directory_iterator(Path(""))) {
             const std::string path = entry.path();
-            if (entry.path().extension() != ".db" && path != Path("/var/log/vigilo/vgupgrader.log"))
+            if (entry.path().extension() != ".db" && path != Path(kPackageLog) && path != Path(kHistory))
                 files[path] = entry.is_regular_file() ? ReadFile(path) : "a folder";
         }
         return files;

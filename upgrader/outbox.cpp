@@ -4,7 +4,7 @@
 #include <map>
 #include <utility>
 
-#include "platform/support/strings.h"
+#include "platform/host/first_change.h"
 #include "upgrader/log.h"
 
 namespace {
@@ -128,10 +128,14 @@ void Outbox::Stop() {
 }
 
 int Outbox::Note() {
-    std::string sql;
-    for (const KeyChange& change : PendingKeys::Take())
-        sql += Record::OwedSql(change);
+    const std::vector<KeyChange> keys = PendingKeys::Take();
     const std::vector<UserLogEntry> entries = VGLogTake();
+    if (keys.empty() && entries.empty())
+        return 0;
+    AnnounceChange();  // brings the record
+    std::string sql;
+    for (const KeyChange& change : keys)
+        sql += Record::OwedSql(change);
     for (size_t begin = 0; begin < entries.size(); begin += kEntriesAtOnce) {
         const auto first = entries.begin() + static_cast<std::ptrdiff_t>(begin);
         const size_t count = std::min(kEntriesAtOnce, entries.size() - begin);

@@ -161,7 +161,6 @@ int Record::Read(Facts& facts) {
         return -1;
     if (sound == 0) {
         facts.strange = true;
-        UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
         return 0;
     }
     QueryResult rows, entries;
@@ -175,8 +174,7 @@ int Record::Read(Facts& facts) {
         return -1;
     while (rows.Next())
         if (!AddFact(rows, facts))
-            UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s] [%s].\n",
-                    rows.String("fact").c_str(), rows.String("name").c_str());
+            facts.nonsense.push_back(rows.String("fact") + ' ' + rows.String("name"));
     if (entries.Next())
         facts.entries = entries.Int64("entries");
     return 0;
@@ -187,8 +185,13 @@ Record::State Record::Open(Facts& facts) {
         const VGDB::DBState state = VGDB::Probe(DB_SYSTEM);
         if (state == VGDB::DBState::Missing || state == VGDB::DBState::NotADatabase)
             return State::None;
-        if (state == VGDB::DBState::Usable && Read(facts) == 0)
+        if (state == VGDB::DBState::Usable && Read(facts) == 0) {
+            if (facts.strange)
+                UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
+            for (const std::string& fact : facts.nonsense)
+                UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s].\n", fact.c_str());
             return State::Usable;
+        }
     }
     UPG_LOG("%s cannot be read and may hold an interrupted upgrade, it is left alone.\n",
             VGDB::GetDBPath(DB_SYSTEM).c_str());

@@ -30,6 +30,7 @@ using MissingReport = std::array<VGDB::MissingNames, DB_INSTANCE_COUNT>;
 struct Facts {
     bool exists = false;               // the table is there
     bool strange = false;              // but is no record of ours, and is made anew
+    std::vector<std::string> nonsense;  // what was left out, for the log
     std::optional<uint32_t> oldBuild;  // an upgrade from there has begun, and has not come to its end
     std::vector<RowName> done;         // its rows that have taken effect
     std::vector<RowName> failed;       // rows that failed, in this or an earlier upgrade
@@ -41,11 +42,11 @@ struct Facts {
     bool Owes() const { return !keys.empty() || entries > 0; }
 };
 
-// Reads the record. Returns 0, also when there is none; -1 when it cannot be read. What makes no sense in it
-// is logged and left out.
+// Reads the record. Returns 0, also when there is none; -1 when it cannot be read. What makes no sense in it is left
+// out.
 [[nodiscard]] int Read(Facts& facts);
 
-// Reads the record before a program changes anything.
+// Reads the record before a program changes anything, and logs what makes no sense in it.
 enum class State {
     Usable,
     None,     // the main database is missing, or is no database at all: it takes no record

@@ -117,8 +117,11 @@ bool Walk::CommitAll() {
     if (!m_changed && !m_facts.oldBuild && outcome.empty())
         return true;
     outcome += Record::DoneSql(done) + Outbox::PlaceSql();
-    if (!outcome.empty() && VGDB::Execute(DB_SYSTEM, outcome))
-        return false;
+    if (!outcome.empty()) {
+        AnnounceChange();
+        if (m_recorded && VGDB::Execute(DB_SYSTEM, outcome))
+            return false;
+    }
     return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
 }
 
@@ -177,7 +180,7 @@ bool Walk::CommitOne(const RowRun* run) {
         outcome += Record::DoneSql({run->row.Name()});
     if (wrote)
         outcome += Outbox::PlaceSql();
-    if (kept && !outcome.empty())
+    if (kept && !outcome.empty())  // the record is there: the upgrade has been undone before
         kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
     kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));
     m_patience = kept ? std::chrono::milliseconds(kRowPatience) : kShortPatience;
