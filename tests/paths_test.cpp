@@ -26,11 +26,11 @@ protected:
         fs::create_symlink(target, Path(path));
     }
 
-    // Every path of the tree but the log's.
+    // Every path of the tree but the log's and the history's.
     static std::set<std::string> Names() {
         std::set<std::string> names;
         for (const auto& entry : fs::recursive_directory_iterator(Path("")))
-            if (entry.path() != Path(kPackageLog) && entry.path() != Path("/var/log/vigilo"))
+            if (entry.path() != Path(kPackageLog) && entry.path() != Path(kHistory) && entry.path() != Path("/var/log/vigilo"))
                 names.insert(entry.path());
         return names;
     }
