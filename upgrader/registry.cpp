@@ -11,6 +11,12 @@
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations/migrations.h"
 
+#ifdef VG_EXTRA_ROW
+namespace migrations {
+int ExtraRow();
+}
+#endif
+
 using namespace migrations;
 
 // clang-format off
@@ -296,6 +302,9 @@ const UpgradeEntry MigrationRegistry[] = {
     {9721, 0, AddAdvLogAndDropAbandoned},
     {9725, 0, UpdateCamNotiSchedFilter},
     {9749, 0, DisableNotificationMDWebhookFilter},
+#ifdef VG_EXTRA_ROW
+    {VG_EXTRA_ROW, 0, ExtraRow},
+#endif
     {   0, 0, UpdateDefPrivProfile},
     {   0, 0, ReCreateNonePrivProfile},
     {   0, 0, UpdatePrivAdvOper},
