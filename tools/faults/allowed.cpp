@@ -118,7 +118,8 @@ std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeI
         for (auto& [name, rows] : file.tables) {
             const auto more = again->second.tables.find(name);
             const auto is = found->second.tables.find(name);
-            if (more != again->second.tables.end() && is != found->second.tables.end() && more->second == is->second)
+            if (more != again->second.tables.end() && is != found->second.tables.end() &&
+                more->second == is->second)
                 rows = more->second;
         }
     }
@@ -164,10 +165,9 @@ void CheckTold(const Bench& bench, const ProcessEnd& end, const std::filesystem:
         return;
     if (end.code != 0)
         problems.push_back("the run with the fault " + ToText(end) + " and logged nothing");
-    const auto comparable = [&](const TreeImage& image) {
-        return Comparable(image, bench.StartImage());
-    };
-    for (const std::string& difference : Differences(comparable(bench.First().image), comparable(ReadTree(tree))))
+    const auto comparable = [&](const TreeImage& image) { return Comparable(image, bench.StartImage()); };
+    for (const std::string& difference :
+         Differences(comparable(bench.First().image), comparable(ReadTree(tree))))
         problems.push_back("the run with the fault logged nothing, but " + difference);
 }
 

@@ -1,10 +1,12 @@
-// The stand on which faults are tried: a system as an old build left it, what uninterrupted runs make of it, and
-// the trace of such a run.
+// The stand on which faults are tried: a system as an old build left it, what uninterrupted runs make of it,
+// and the trace of such a run.
 #pragma once
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -82,7 +84,8 @@ struct Outcome {
 
 class Bench {
 public:
-    // Lays the system below `folder` and does the runs once. Throws std::runtime_error when that does not work.
+    // Lays the system below `folder` and does the runs once. Throws std::runtime_error when that does not
+    // work.
     Bench(const System& system, Runs runs, std::filesystem::path folder);
 
     const std::filesystem::path& Folder() const { return m_folder; }
@@ -99,13 +102,16 @@ public:
     std::vector<TracedCall> CallsWithReads() const;
 
     const Outcome& First() const { return m_first; }
-    const Outcome& Whole() const { return m_whole; }
-    const Outcome& Alone() const { return m_alone; }  // `then` on a system that `first` has never touched
-    const Outcome& After() const { return m_after; }  // `then` after an uninterrupted `first`
-    const Outcome& Twice() const { return m_twice; }  // `first` and `first` again
+    const Outcome& Whole() const { return Tried({m_runs.whole}); }
+    // `then` on a system that `first` has never touched, and after an uninterrupted `first`.
+    const Outcome& Alone() const { return Tried({m_runs.then}); }
+    const Outcome& After() const { return Tried({m_runs.first, m_runs.then}); }
+    // `first` and `first` again.
+    const Outcome& Twice() const { return Tried({m_runs.first, m_runs.first}); }
 
 private:
-    Outcome Try(const std::vector<Command>& commands) const;
+    // Runs the commands when they are first asked for.
+    const Outcome& Tried(const std::vector<Command>& commands) const;
 
     Runs m_runs;
     std::filesystem::path m_folder;
@@ -113,10 +119,8 @@ private:
     std::unique_ptr<Stand> m_stand;
     Messages m_log;
     Outcome m_first;
-    Outcome m_whole;
-    Outcome m_alone;
-    Outcome m_after;
-    Outcome m_twice;
+    mutable std::mutex m_mutex;
+    mutable std::map<std::vector<Command>, Outcome> m_tried;
 };
 
 void CopyTree(const std::filesystem::path& from, const std::filesystem::path& to);

@@ -51,8 +51,10 @@ public:
         if (now - m_told < (m_isTerminal ? std::chrono::milliseconds(200) : std::chrono::seconds(30)))
             return;
         m_told = now;
-        std::fprintf(stderr, m_isTerminal ? "\r%-13s %5zu of %zu points, %zu diverged " : "%s: %zu of %zu, %zu diverged\n",
-                     m_scenario.c_str(), done, m_points, diverged);
+        std::fprintf(
+            stderr,
+            m_isTerminal ? "\r%-13s %5zu of %zu points, %zu diverged " : "%s: %zu of %zu, %zu diverged\n",
+            m_scenario.c_str(), done, m_points, diverged);
     }
     void Clear() const {
         if (m_isTerminal)
@@ -81,8 +83,9 @@ void Keep(const Stand& stand, size_t number, Trial& trial) {
     trial.what += " (" + kept.string() + ")";
 }
 
-// Tries the points on all stands at the same time. One that an interrupt has cut off is left out.
-std::vector<Trial> TryAll(const std::vector<Point>& points, const Field& field, bool keep, Progress& progress) {
+// Tries the points on all stands at the same time. What an interrupt has cut off stays empty.
+std::vector<Trial> TryAll(const std::vector<Point>& points, const Field& field, bool keep,
+                          Progress& progress) {
     std::vector<Trial> trials(points.size());
     std::atomic<size_t> next = 0;
     std::atomic<size_t> done = 0;
@@ -142,13 +145,15 @@ Field::Field(const System& system, const Runs& runs, const fs::path& folder, siz
 
 Tally RunScenario(const Scenario& scenario, const Field& field, const Options& options, size_t sample) {
     const auto begin = std::chrono::steady_clock::now();
-    const std::vector<Point> points = Select(scenario.points(field.TheBench(), options.seed), options, sample);
+    const std::vector<Point> points =
+        Select(scenario.points(field.TheBench(), options.seed), options, sample);
     Progress progress(scenario.name, points.size());
     const std::vector<Trial> trials = TryAll(points, field, options.keep, progress);
 
     std::map<std::string, std::vector<const Trial*>> kinds;
-    Tally tally{points.size(), 0};
+    Tally tally;
     for (const Trial& trial : trials) {
+        tally.points += !trial.what.empty();
         if (trial.problems.empty())
             continue;
         ++tally.diverged;
@@ -156,9 +161,11 @@ Tally RunScenario(const Scenario& scenario, const Field& field, const Options& o
         if (options.verbose)
             PrintTrial(trial, trial.problems.size());
     }
+    if (IsInterrupted())
+        std::printf("Interrupted: of %zu points\n", points.size());
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    std::printf("%-13s %5zu points, %zu diverged (%.1f s)\n", scenario.name.c_str(), tally.points, tally.diverged,
-                taken.count());
+    std::printf("%-13s %5zu points, %zu diverged (%.1f s)\n", scenario.name.c_str(), tally.points,
+                tally.diverged, taken.count());
     size_t shown = 0;
     for (const auto& [kind, same] : kinds) {
         if (options.verbose || ++shown > kShownKinds)

@@ -46,8 +46,10 @@ struct Named {
 
 constexpr Named<Mode> kModes[] = {{"trace", Mode::Trace}, {"kill", Mode::Kill}, {"tear", Mode::Tear},
                                   {"stop", Mode::Stop},   {"fail", Mode::Fail}, {"grow", Mode::Grow}};
-constexpr Named<Which> kWhich[] = {{"space", Which::Space},     {"writes", Which::Writes},
-                                   {"changes", Which::Changes}, {"renames", Which::Renames},
+constexpr Named<Which> kWhich[] = {{"space", Which::Space},
+                                   {"writes", Which::Writes},
+                                   {"changes", Which::Changes},
+                                   {"renames", Which::Renames},
                                    {"reads", Which::Reads}};
 
 template <typename Value, size_t size>

@@ -1,17 +1,16 @@
 // Which calls of the program are counted, and what becomes of the n-th.
 //
 // The environment says it:
-//     VG_SYSROOT      the package tree; calls that change files below it count, those of the package log do not
-//     VGFAULT_MODE    trace, or a fault (see Mode)
-//     VGFAULT_AT      the number of the call that is struck, from 1; 0: none, the rule for later calls holds from
-//                     the beginning
-//     VGFAULT_READS   1: calls that read, open and look at files count, too
-//     VGFAULT_ERROR   fail, grow: the error's number
-//     VGFAULT_WHICH   fail: the later calls that fail, too (see Which)
-//     VGFAULT_PATH    fail: later calls fail below this path of the tree only; "same": where the first was struck
-//     VGFAULT_TIMES   fail, grow: calls that fail in all, then all is well again; 0: no end
-//     VGFAULT_HASTE   the program's waiting goes so many times faster
-//     VGFAULT_OUT     trace: gets the trace (trace.h); a fault: gets the text of the call that it struck
+//     VG_SYSROOT     the package tree; calls on files below it count, but for the package log
+//     VGFAULT_MODE   trace, or a fault (see Mode)
+//     VGFAULT_AT     the number of the call that is struck, from 1; 0: none, the rule for later calls holds at once
+//     VGFAULT_READS  1: calls that read, open and look at files count, too
+//     VGFAULT_ERROR  fail, grow: the error's number
+//     VGFAULT_WHICH  fail: the later calls that fail, too (see Which)
+//     VGFAULT_PATH   fail: they do so below this path of the tree only; "same": that of the call that was struck
+//     VGFAULT_TIMES  fail, grow: calls that fail in all, then all is well again; 0: no end
+//     VGFAULT_HASTE  the program's waiting goes so many times faster
+//     VGFAULT_OUT    trace: gets the trace (trace.h); a fault: gets the text of the call that it struck
 //
 // Without VGFAULT_MODE every call goes through untouched.
 #pragma once

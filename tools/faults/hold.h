@@ -10,8 +10,8 @@ class Hold {
 public:
     enum class Kind { Reader, Writer };
 
-    // Begins a transaction that reads, or one that is about to write. A database that is itself held exclusively
-    // at that moment is left alone.
+    // Begins a transaction that reads, or one that is about to write. A database that is itself held
+    // exclusively at that moment is left alone.
     Hold(const std::filesystem::path& database, Kind kind);
 
 private:

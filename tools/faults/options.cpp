@@ -32,7 +32,8 @@ std::string TextOfScenarios() {
 }  // namespace
 
 std::optional<int> ParseOptions(int argc, char* argv[], Options& options) {
-    CLI::App app("Shows that an upgrade that is interrupted and run again ends as one that was not.", "vgfaults");
+    CLI::App app("Shows that an upgrade that is interrupted and run again ends as one that was not.",
+                 "vgfaults");
     app.footer(TextOfScenarios());
     std::vector<std::string> names = NamesOfScenarios();
     options.program = UPGRADER_PROGRAM;
@@ -50,7 +51,9 @@ std::optional<int> ParseOptions(int argc, char* argv[], Options& options) {
             ->option_text("N")
             ->check(CLI::Range(size_t{1}, kMost));
     app.add_flag("--short", options.isShort, "Try a few points of each scenario")->excludes(sample);
-    app.add_option("--every", options.every, "Try every K-th point")->option_text("K")->check(CLI::Range(size_t{1}, kMost));
+    app.add_option("--every", options.every, "Try every K-th point")
+        ->option_text("K")
+        ->check(CLI::Range(size_t{1}, kMost));
     app.add_option("--at", options.at, "Try the points of call N only")
         ->option_text("N")
         ->check(CLI::Range(size_t{1}, kMost));

@@ -14,7 +14,9 @@ namespace {
 constexpr int kPowerCutsPerCall = 3;
 constexpr size_t kLargePoints = 40;  // of each kind on the large system
 constexpr size_t kHoldPoints = 40;   // calls at which somebody takes a database
+// How much faster the program waits: for somebody who stays, and for somebody who leaves in time.
 constexpr size_t kHaste = 20;
+constexpr size_t kGentleHaste = 10;
 constexpr size_t kMostFailures = 40;  // calls that a full disk fails before it has space again
 
 bool MakesName(Op op) {
@@ -63,23 +65,27 @@ std::vector<Point> Kills(const Bench& bench) {
     return OfCalls(bench.Calls(), [](size_t at, const TracedCall&, auto put) { put({{"kill", at}}); });
 }
 
+Fault Stopping(size_t at, const HoldPlan& hold) {
+    return {.mode = "stop", .at = at, .haste = hold.seconds > 0 ? kGentleHaste : kHaste};
+}
+
 // Somebody takes the database at calls all over the run, for so long.
 std::vector<Point> Holds(const Bench& bench, const HoldPlan& hold, bool isUnnoticed) {
     return Thinned(OfCalls(bench.Calls(),
                            [&](size_t at, const TracedCall&, auto put) {
-                               put({.fault = {.mode = "stop", .at = at, .haste = kHaste},
-                                    .hold = hold,
-                                    .isUnnoticed = isUnnoticed});
+                               put({.fault = Stopping(at, hold), .hold = hold, .isUnnoticed = isUnnoticed});
                            }),
                    kHoldPoints);
 }
 
 Point HeldFromStart(const HoldPlan& hold, bool isUnnoticed) {
-    return {.fault = {.mode = "stop", .haste = kHaste}, .hold = hold, .isUnnoticed = isUnnoticed};
+    return {.fault = Stopping(0, hold), .hold = hold, .isUnnoticed = isUnnoticed};
 }
 
 // Whether the call is on something below the path.
-bool IsBelow(const TracedCall& call, const std::string& path) { return call.text.find(path) != std::string::npos; }
+bool IsBelow(const TracedCall& call, const std::string& path) {
+    return call.text.find(path) != std::string::npos;
+}
 
 }  // namespace
 

@@ -1,5 +1,5 @@
-// libvgfault.so, loaded in front of the C library: takes the calls that change files, or read them, and gives each
-// to the plan.
+// libvgfault.so, loaded in front of the C library: takes the calls that change files, or read them, and gives
+// each to the plan.
 //
 // SQLite and the C++ library reach the kernel through these symbols too. What goes past them (a stream of the
 // C library, sendfile) is not seen; the driver notices, since the trace then does not explain the tree.
@@ -453,7 +453,9 @@ int rmdir(const char* path) noexcept {
 
 int remove(const char* path) noexcept {
     struct stat status {};
-    return fault::Status(AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) ? rmdir(path) : unlink(path);
+    return fault::Status(AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode)
+               ? rmdir(path)
+               : unlink(path);
 }
 
 // Modes, owners, times ------------------------------------------------------------------------------------
@@ -515,25 +517,15 @@ ssize_t pread(int fd, void* data, size_t size, off_t offset) {
 
 ssize_t pread64(int fd, void* data, size_t size, off64_t offset) { return pread(fd, data, size, offset); }
 
-int stat(const char* path, struct stat* status) noexcept {
-    NEXT(stat);
-    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); });
-}
-
-int stat64(const char* path, struct stat64* status) noexcept {
-    NEXT(stat64);
-    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); });
-}
-
-int lstat(const char* path, struct stat* status) noexcept {
-    NEXT(lstat);
-    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); });
-}
-
-int lstat64(const char* path, struct stat64* status) noexcept {
-    NEXT(lstat64);
-    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); });
-}
+#define LOOK(function, Status)                                                                      \
+    int function(const char* path, Status* status) noexcept {                                       \
+        NEXT(function);                                                                             \
+        return DoRead(#function, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); }); \
+    }
+LOOK(stat, struct stat)
+LOOK(stat64, struct stat64)
+LOOK(lstat, struct stat)
+LOOK(lstat64, struct stat64)
 
 int fstatat(int dirFd, const char* path, struct stat* status, int flags) noexcept {
     NEXT(fstatat);

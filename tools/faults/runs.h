@@ -1,6 +1,7 @@
 // What is run, and on what.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -9,19 +10,19 @@ struct Command {
     std::string program;
     std::vector<std::string> arguments;
 
-    bool operator==(const Command&) const = default;
+    auto operator<=>(const Command&) const = default;
 };
 
 // A system as it stands before the first run.
 struct System {
-    std::string build;               // the sample system
-    bool writeAhead = false;         // all databases
-    size_t cameras = 0;              // so many more
-    std::vector<Command> before{};   // run on it first, without faults
+    std::string build;              // the sample system
+    bool writeAhead = false;        // all databases
+    size_t cameras = 0;             // so many more
+    std::vector<Command> before{};  // run on it first, without faults
 };
 
-// `first` is struck by the fault. When it was killed or failed, `then` is run after it without a fault: together they
-// end as `whole` does alone. When it told success, whatever it still owes is brought by `next`.
+// `first` is struck by the fault. When it was killed or failed, `then` is run after it without a fault:
+// together they end as `whole` does alone. When it told success, whatever it still owes is brought by `next`.
 struct Runs {
     Command first;
     Command then;

@@ -10,7 +10,8 @@ System Plain(const std::string& build) { return {build}; }
 System WriteAhead(const std::string& build) { return {build, true}; }
 System Large(const std::string& build) { return {build, false, kManyCameras}; }
 
-// Every database has pages, as a new package's schema repair leaves it, and none of the rows has been migrated.
+// Every database has pages, as a new package's schema repair leaves it, and none of the rows has been
+// migrated.
 System Repaired(const std::string& build) { return {build, false, 0, {{UPGRADER_PROGRAM, {PACKAGE_BUILD}}}}; }
 
 Command Installed(const std::string& program) { return {program, {PACKAGE_BUILD}}; }

@@ -1,7 +1,8 @@
 // The faults that are tried, each at many points of a run.
 //
-// After each the second run is done, once, without faults, and must end as one that was never interrupted: the same
-// exit status, files, settings and rows. A run that ends by itself in spite of the fault must have told the truth.
+// After each the second run is done, once, without faults, and must end as one that was never interrupted:
+// the same exit status, files, settings and rows. A run that ends by itself in spite of the fault must have
+// told the truth.
 #pragma once
 
 #include <cstdint>
@@ -28,10 +29,10 @@ struct Damage {
 };
 
 struct Point {
-    Fault fault{};               // in the first run; mode "powercut": what the disk kept of it
-    std::string call{};          // the text of the call at which it strikes, as traced; empty: none
-    uint64_t seed = 0;           // of a power cut
-    size_t thenKill = 0;         // kill the run after, too, at this call
+    Fault fault{};                   // in the first run; mode "powercut": what the disk kept of it
+    std::string call{};              // the text of the call at which it strikes, as traced; empty: none
+    uint64_t seed = 0;               // of a power cut
+    size_t thenKill = 0;             // kill the run after, too, at this call
     std::optional<HoldPlan> hold{};  // from the call on at which the run stops, or from the beginning
     std::optional<Damage> damage{};
     bool isUnnoticed = false;  // the first run ends as the uninterrupted one, and is the last

@@ -11,9 +11,9 @@ namespace {
 
 constexpr size_t kPoints = 8;  // of the scenario
 
-// Shell commands around the run of the program, which gives $status; $target and $conf are the package's folder and
-// settings. $again is set in a run on a tree that has seen one before, so that the uninterrupted run is as it should
-// be.
+// Shell commands around the run of the program, which gives $status; $target and $conf are the package's
+// folder and settings. $again is set in a run on a tree that has seen one before, so that the uninterrupted
+// run is as it should be.
 struct Mutant {
     const char* name;
     const char* scenario;
@@ -25,7 +25,8 @@ constexpr Mutant kMutants[] = {
     {"leaves a temporary file", "crash", "", "[ $again ] && touch $conf.vgtmp"},
     {"leaves a journal", "crash", "", "[ $again ] && touch $target/system.db-journal"},
     {"leaves a write-ahead log", "crash", "", "[ $again ] && touch $target/@vigilo/log.db-wal"},
-    {"leaves its record", "crash", "", "[ $again ] && sqlite3 $target/system.db 'CREATE TABLE vgupgrader_record(x)'"},
+    {"leaves its record", "crash", "",
+     "[ $again ] && sqlite3 $target/system.db 'CREATE TABLE vgupgrader_record(x)'"},
     {"leaves its marker in the log database", "crash", "",
      "[ $again ] && sqlite3 $target/@vigilo/log.db 'CREATE TABLE vgupgrader_delivered(x)'"},
     {"loses a transaction and says nothing", "crash", "",
@@ -92,8 +93,8 @@ Tally RunSense(const Options& options, const fs::path& folder) {
             continue;
         ++tally.diverged;
         std::printf("  %s: a program that %s (%s)\n",
-                    divergesAnyway[name] ? "cannot be told from the program itself" : "not noticed", mutant.name,
-                    mutant.scenario);
+                    divergesAnyway[name] ? "cannot be told from the program itself" : "not noticed",
+                    mutant.name, mutant.scenario);
     }
     std::printf("%-13s %5zu faulty programs, %zu not noticed\n", kSense, tally.points, tally.diverged);
     return tally;

@@ -3,6 +3,6 @@
 
 #include "tools/faults/campaign.h"
 
-// Tries programs that have a fault each, made of the real one and a few commands around it; returns whether each was
-// noticed, and prints those that were not.
+// Tries programs that have a fault each, made of the real one and a few commands around it; returns whether
+// each was noticed, and prints those that were not.
 Tally RunSense(const Options& options, const std::filesystem::path& folder);

@@ -38,7 +38,9 @@ std::string ReadBytes(const fs::path& path) {
 class Guest {
 public:
     Guest(const fs::path& tree, const HoldPlan& plan, size_t haste)
-        : m_database(tree / plan.database), m_kind(plan.kind), m_stay(plan.seconds / static_cast<double>(haste)) {}
+        : m_database(tree / plan.database),
+          m_kind(plan.kind),
+          m_stay(plan.seconds / static_cast<double>(haste)) {}
 
     void Come() {
         m_hold.emplace(m_database, m_kind);
@@ -76,9 +78,10 @@ std::string Describe(const Point& point) {
     if (fault.times > 0)
         text += ", " + std::to_string(fault.times) + " in all";
     if (point.hold)
-        text += std::string(point.hold->kind == Hold::Kind::Reader ? ", a reader" : ", a writer") + " of " +
-                point.hold->database +
-                (point.hold->seconds > 0 ? " for " + std::to_string(point.hold->seconds) + " s" : " that stays");
+        text +=
+            std::string(point.hold->kind == Hold::Kind::Reader ? ", a reader" : ", a writer") + " of " +
+            point.hold->database +
+            (point.hold->seconds > 0 ? " for " + std::to_string(point.hold->seconds) + " s" : " that stays");
     if (point.damage)
         text = "page " + std::to_string(point.damage->page) + " of " + point.damage->database + " damaged";
     return text;
@@ -108,8 +111,8 @@ private:
     void Problem(std::string text) { m_trial.problems.push_back(std::move(text)); }
 
     void CutPower() {
-        m_trial.what += " [" +
-                        m_stand.TracedDisk().WriteAfterPowerCut(m_point.fault.at, m_point.seed, m_tree) + "]";
+        m_trial.what +=
+            " [" + m_stand.TracedDisk().WriteAfterPowerCut(m_point.fault.at, m_point.seed, m_tree) + "]";
     }
 
     void Strike() {
@@ -241,4 +244,6 @@ private:
 
 }  // namespace
 
-Trial Try(const Bench& bench, const Stand& stand, const Point& point) { return Attempt(bench, stand, point).Run(); }
+Trial Try(const Bench& bench, const Stand& stand, const Point& point) {
+    return Attempt(bench, stand, point).Run();
+}
