@@ -145,8 +145,8 @@ Field::Field(const System& system, const Runs& runs, const fs::path& folder, siz
 
 Tally RunScenario(const Scenario& scenario, const Field& field, const Options& options, size_t sample) {
     const auto begin = std::chrono::steady_clock::now();
-    const std::vector<Point> points =
-        Select(scenario.points(field.TheBench(), options.seed), options, sample);
+    const std::vector<Point> all = scenario.points(field.TheBench(), options.seed);
+    const std::vector<Point> points = Select(all, options, sample);
     Progress progress(scenario.name, points.size());
     const std::vector<Trial> trials = TryAll(points, field, options.keep, progress);
 
@@ -161,11 +161,9 @@ Tally RunScenario(const Scenario& scenario, const Field& field, const Options& o
         if (options.verbose)
             PrintTrial(trial, trial.problems.size());
     }
-    if (IsInterrupted())
-        std::printf("Interrupted: of %zu points\n", points.size());
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    std::printf("%-13s %5zu points, %zu diverged (%.1f s)\n", scenario.name.c_str(), tally.points,
-                tally.diverged, taken.count());
+    std::printf("%-13s %5zu of %5zu points, %zu diverged (%.1f s)%s\n", scenario.name.c_str(), tally.points,
+                all.size(), tally.diverged, taken.count(), IsInterrupted() ? ", interrupted" : "");
     size_t shown = 0;
     for (const auto& [kind, same] : kinds) {
         if (options.verbose || ++shown > kShownKinds)
