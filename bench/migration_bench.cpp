@@ -5,9 +5,8 @@
 #include <cstdio>
 #include <string_view>
 
-#include "platform/userlog/vglog.h"
-#include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
+#include "upgrader/walk.h"
 
 namespace {
 
@@ -25,14 +24,13 @@ int main(int argc, char* argv[]) {
     for (const auto& migration : kMigrations) {
         if (argc != 2 || migration.name != argv[1])
             continue;
-        VGDB::BeginUnit();
-        const int result = migration.run();
-        const int flushed = VGLogFlush() != 0 ? -1 : VGDB::CommitUnit();
-        VGDB::CloseAll();
+        Walk walk({}, true);
+        const int result = walk.Run({.oldBuild = 0, .missing = {}, .before = {}, .rows = {{0, argv[1], 1, migration.run}},
+                                     .after = {}});
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
         std::printf("%ld\n", usage.ru_maxrss * 1024);
-        return result < 0 || flushed < 0 ? 1 : 0;
+        return result < 0 ? 1 : 0;
     }
     std::fputs("usage: migration_bench MIGRATION\n", stderr);
     return 2;

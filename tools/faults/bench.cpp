@@ -6,20 +6,53 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/faults/allowed.h"
+
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kTarget = "var/packages/Vigilo/target";
-constexpr const char* kPackageLog = "var/log/vigilo/vgupgrader.log";
+void MustEnd(const Command& command, const ProcessEnd& end) {
+    if (end != ProcessEnd{ProcessEnd::How::Exited, 0})
+        throw std::runtime_error(command.program + " " + ToText(end));
+}
 
-void LaySystem(const std::string& build, const fs::path& tree) {
+// Runs a text on a database by the sqlite3 shell.
+void RunSql(const fs::path& database, const std::vector<std::string>& sql) {
+    Command shell{"sqlite3", {"-bail", database}};
+    shell.arguments.insert(shell.arguments.end(), sql.begin(), sql.end());
+    MustEnd(shell, Run(shell, database.parent_path()).end);
+}
+
+// Cameras like those that are there, each with an analytics task.
+void AddCameras(const fs::path& target, size_t count) {
+    const std::string numbers = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+                                std::to_string(count) + ") ";
+    for (const std::string table : {"camera", "iva_setting"}) {
+        const bool isTask = table != "camera";
+        RunSql(target / "system.db", {"CREATE TEMP TABLE more AS " + numbers + "SELECT " + table +
+                                          ".* FROM n, " + table + " LIMIT " + std::to_string(count),
+                                      "UPDATE more SET id = 1000 + rowid, name = name || ' ' || rowid" +
+                                          std::string(isTask ? ", camera_id = 1000 + rowid" : ""),
+                                      "INSERT INTO " + table + " SELECT * FROM more"});
+    }
+}
+
+void LaySystem(const System& system, const fs::path& tree) {
     const fs::path source = SOURCE_DIR;
     fs::create_directories(tree / kTarget);
-    const ProcessEnd end = RunProcess({source / "scripts/sample-system", build, tree});
-    if (end.how != ProcessEnd::How::Exited || end.code != 0)
-        throw std::runtime_error("scripts/sample-system " + build + " " + ToText(end));
+    const Command sample{source / "scripts/sample-system", {system.build, tree}};
+    MustEnd(sample, Run(sample, tree).end);
     fs::copy(source / "schema", tree / kTarget / "schema");
+    if (system.cameras > 0)
+        AddCameras(tree / kTarget, system.cameras);
+    for (const Command& command : system.before)
+        MustEnd(command, Run(command, tree).end);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
+        if (system.writeAhead && entry.path().extension() == ".db")
+            RunSql(entry.path(), {"PRAGMA journal_mode = WAL", "PRAGMA user_version = 0"});
+    }
+    fs::remove(tree / kPackageLog);
 }
 
 std::string ReadText(const fs::path& path) {
@@ -29,7 +62,7 @@ std::string ReadText(const fs::path& path) {
 
 // What another run of the same kind writes otherwise.
 std::string WithoutRun(std::string line, const std::string& tree) {
-    static const std::regex ofRun("^\\S+ vgupgrader:[0-9]+ |0x[0-9a-f]+");
+    static const std::regex ofRun("^\\S+ vgupgrader:[0-9]+ |0x[0-9a-f]+|, [0-9.]+ s\\b");
     for (size_t at = line.find(tree); at != std::string::npos; at = line.find(tree))
         line.erase(at, tree.size());
     return std::regex_replace(line, ofRun, "");
@@ -40,13 +73,62 @@ Disk LaidOut(const Bench& bench, const fs::path& tree) {
     return Disk(tree);
 }
 
+std::vector<std::string> EnvironmentOf(const Fault& fault, const fs::path& tree, const fs::path& out) {
+    std::vector<std::string> environment = {"VG_SYSROOT=" + tree.string()};
+    if (fault.mode.empty())
+        return environment;
+    const auto set = [&](const char* name, const std::string& value) {
+        environment.push_back("VGFAULT_" + std::string(name) + "=" + value);
+    };
+    environment.push_back("LD_PRELOAD=" FAULT_LIBRARY);
+    set("MODE", fault.mode);
+    set("AT", std::to_string(fault.at));
+    set("ERROR", std::to_string(fault.error));
+    set("WHICH", fault.which);
+    set("PATH", fault.path);
+    set("TIMES", std::to_string(fault.times));
+    set("READS", fault.reads ? "1" : "0");
+    set("HASTE", std::to_string(fault.haste));
+    set("OUT", out);
+    return environment;
+}
+
+ProcessEnd RunIn(const Command& command, const std::vector<std::string>& environment,
+                 const std::function<void()>& onStop) {
+    std::vector<std::string> line = {command.program};
+    line.insert(line.end(), command.arguments.begin(), command.arguments.end());
+    return RunProcess(line, environment, onStop);
+}
+
 }  // namespace
+
+Struck Run(const Command& command, const fs::path& tree, const Fault& fault,
+           const std::function<void()>& onStop) {
+    const fs::path out = tree.string() + ".fault";
+    const ProcessEnd end = RunIn(command, EnvironmentOf(fault, tree, out), onStop);
+    Struck struck{end, fault.mode.empty() ? "" : ReadText(out)};
+    fs::remove(out);
+    return struck;
+}
+
+Traced Trace(const Command& command, const fs::path& tree, bool reads) {
+    const fs::path out = tree.string() + ".trace";
+    Fault trace{"trace"};
+    trace.reads = reads;
+    const ProcessEnd end = RunIn(command, EnvironmentOf(trace, tree, out), {});
+    Traced traced{end, ReadTrace(out)};
+    fs::remove(out);
+    return traced;
+}
 
 Stand::Stand(const Bench& bench, fs::path tree)
     : m_bench(bench), m_tree(std::move(tree)), m_disk(LaidOut(bench, m_tree)) {
-    m_disk.AddRun(TraceUpgrade(m_tree, bench.Build(), m_end));
+    Traced traced = Trace(bench.Commands().first, m_tree);
+    m_end = traced.end;
     if (m_end.how != ProcessEnd::How::Exited)
-        throw std::runtime_error("the upgrade without faults " + ToText(m_end));
+        throw std::runtime_error("the run without faults " + ToText(m_end));
+    std::erase_if(traced.calls, [](const TracedCall& call) { return call.op == Op::Message; });
+    m_disk.AddRun(std::move(traced.calls));
     CheckTrace();
 }
 
@@ -56,7 +138,7 @@ void Stand::CheckTrace() const {
     m_disk.WriteFinal(explained);
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_tree)) {
         const fs::path path = entry.path().lexically_relative(m_tree);
-        if (entry.is_regular_file() && path != kPackageLog &&
+        if (entry.is_regular_file() && !IsExcluded(path.string()) &&
             ReadText(entry.path()) != ReadText(explained / path))
             throw std::runtime_error("the trace does not explain the bytes of " + path.string());
     }
@@ -70,37 +152,40 @@ void Stand::Clear() const { fs::remove_all(m_tree); }
 
 void Stand::LayStart() const { CopyTree(m_bench.Start(), m_tree); }
 
-ProcessEnd Stand::Upgrade(const Fault& fault, std::string* hit) const {
-    std::vector<std::string> environment = {"VG_SYSROOT=" + m_tree.string()};
-    const fs::path out = m_tree.string() + ".fault";
-    if (!fault.mode.empty()) {
-        environment.push_back("LD_PRELOAD=" FAULT_LIBRARY);
-        environment.push_back("VGFAULT_MODE=" + fault.mode);
-        environment.push_back("VGFAULT_AT=" + std::to_string(fault.at));
-        environment.push_back("VGFAULT_OUT=" + out.string());
-    }
-    const ProcessEnd end = RunProcess({UPGRADER_PROGRAM, m_bench.Build()}, environment);
-    if (hit)
-        *hit = ReadText(out);
-    fs::remove(out);
-    return end;
+Bench::Bench(const System& system, Runs runs, fs::path folder)
+    : m_runs(std::move(runs)), m_folder(std::move(folder)) {
+    LaySystem(system, Start());
+    m_startImage = ReadTree(Start());
+    m_stand = std::make_unique<Stand>(*this, FirstTree());
+    m_log = ReadLog(FirstTree());
+    m_first = {ReadTree(FirstTree()), m_stand->End()};
+    if (const std::string left = LeftBehind(m_startImage, m_first.image); !left.empty())
+        throw std::runtime_error("the run without faults leaves " + left);
 }
 
-Bench::Bench(std::string build, fs::path folder)
-    : m_build(std::move(build)), m_start(folder / "start"), m_upgraded(folder / "upgraded") {
-    LaySystem(m_build, m_start);
-    m_stand = std::make_unique<Stand>(*this, m_upgraded);
-    m_log = ReadLog(m_upgraded);
-    m_result = ReadTree(m_upgraded);
+const Outcome& Bench::Tried(const std::vector<Command>& commands) const {
+    if (commands == std::vector{m_runs.first})
+        return m_first;
+    const std::lock_guard lock(m_mutex);
+    const auto [entry, isNew] = m_tried.try_emplace(commands);
+    Outcome& outcome = entry->second;
+    if (!isNew)
+        return outcome;
+    const fs::path tree = m_folder / "tried";
+    CopyTree(Start(), tree);
+    for (const Command& command : commands)
+        outcome.end = Run(command, tree).end;
+    outcome.image = ReadTree(tree);
+    fs::remove_all(tree);
+    return outcome;
 }
 
-std::vector<TracedCall> TraceUpgrade(const fs::path& tree, const std::string& argument, ProcessEnd& end) {
-    const fs::path out = tree.string() + ".trace";
-    end =
-        RunProcess({UPGRADER_PROGRAM, argument}, {"VG_SYSROOT=" + tree.string(), "LD_PRELOAD=" FAULT_LIBRARY,
-                                                  "VGFAULT_MODE=trace", "VGFAULT_OUT=" + out.string()});
-    std::vector<TracedCall> calls = ReadTrace(out);
-    fs::remove(out);
+std::vector<TracedCall> Bench::CallsWithReads() const {
+    const fs::path tree = m_folder / "read";
+    CopyTree(Start(), tree);
+    std::vector<TracedCall> calls = Trace(m_runs.first, tree, true).calls;
+    std::erase_if(calls, [](const TracedCall& call) { return call.op == Op::Message; });
+    fs::remove_all(tree);
     return calls;
 }
 

@@ -1,14 +1,18 @@
-// The stand on which faults are tried: a system as an old build left it, what an uninterrupted upgrade makes
-// of it, and the trace of that upgrade.
+// The stand on which faults are tried: a system as an old build left it, what uninterrupted runs make of it,
+// and the trace of such a run.
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "tools/faults/disk.h"
 #include "tools/faults/process.h"
+#include "tools/faults/runs.h"
 #include "tools/faults/tree_image.h"
 
 // A message of the package log, "(FUNCTION): MESSAGE", without what differs from run to run.
@@ -16,16 +20,39 @@ using Messages = std::vector<std::string>;
 
 class Bench;
 
+// What the preload library does to a run: see fault_plan.h.
 struct Fault {
-    std::string mode;  // VGFAULT_MODE; empty: none
-    size_t at = 0;     // VGFAULT_AT
+    std::string mode;  // empty: none
+    size_t at = 0;
+    int error = 0;
+    std::string which{};
+    std::string path{};
+    size_t times = 0;
+    bool reads = false;
+    size_t haste = 1;
 };
+
+struct Struck {
+    ProcessEnd end;
+    std::string call;  // at which the fault struck; empty when the run made fewer calls
+};
+
+// Runs a command on a tree, with a fault. `onStop` is called where the fault stops it.
+Struck Run(const Command& command, const std::filesystem::path& tree, const Fault& fault = {},
+           const std::function<void()>& onStop = {});
+
+struct Traced {
+    ProcessEnd end;
+    std::vector<TracedCall> calls;
+};
+
+Traced Trace(const Command& command, const std::filesystem::path& tree, bool reads = false);
 
 // One place on which points are tried, one after the other, always below the same path: SQLite writes paths
 // into its journals, and a disk that is laid out elsewhere would not be the one that was traced.
 class Stand {
 public:
-    // Traces an upgrade of the system at `tree`, and leaves the upgraded tree there. Throws
+    // Traces the first run on the system at `tree`, and leaves the tree as it is then. Throws
     // std::runtime_error when it does not end by itself or when the trace does not explain what it did.
     Stand(const Bench& bench, std::filesystem::path tree);
 
@@ -37,12 +64,8 @@ public:
     // Removes the tree, for the next point.
     void Clear() const;
 
-    // Lays out the system before the upgrade.
+    // Lays out the system before the run.
     void LayStart() const;
-
-    // Runs the program on the tree. `hit` gets the text of the call at which the fault struck, empty when the
-    // run made fewer calls.
-    ProcessEnd Upgrade(const Fault& fault = {}, std::string* hit = nullptr) const;
 
 private:
     void CheckTrace() const;
@@ -53,34 +76,52 @@ private:
     ProcessEnd m_end;
 };
 
-class Bench {
-public:
-    // Lays the system of the build below `folder` and upgrades it once. Throws std::runtime_error when that
-    // does not work.
-    Bench(std::string build, std::filesystem::path folder);
-
-    const std::string& Build() const { return m_build; }
-    const std::filesystem::path& Start() const { return m_start; }
-
-    // The uninterrupted upgrade.
-    const std::filesystem::path& UpgradedTree() const { return m_upgraded; }
-    const std::vector<TracedCall>& Calls() const { return m_stand->Calls(); }
-    const TreeImage& Result() const { return m_result; }
-    const ProcessEnd& End() const { return m_stand->End(); }
-    const Messages& Log() const { return m_log; }
-
-private:
-    std::string m_build;
-    std::filesystem::path m_start;
-    std::filesystem::path m_upgraded;
-    std::unique_ptr<Stand> m_stand;
-    TreeImage m_result;
-    Messages m_log;
+// A tree after runs without faults.
+struct Outcome {
+    TreeImage image;
+    ProcessEnd end;
 };
 
-// Runs the program with any argument on any tree, and returns the calls by which it changed files.
-std::vector<TracedCall> TraceUpgrade(const std::filesystem::path& tree, const std::string& argument,
-                                     ProcessEnd& end);
+class Bench {
+public:
+    // Lays the system below `folder` and does the runs once. Throws std::runtime_error when that does not
+    // work.
+    Bench(const System& system, Runs runs, std::filesystem::path folder);
+
+    const std::filesystem::path& Folder() const { return m_folder; }
+    std::filesystem::path Start() const { return m_folder / "start"; }
+    const TreeImage& StartImage() const { return m_startImage; }
+    const Runs& Commands() const { return m_runs; }
+
+    // The uninterrupted first run.
+    std::filesystem::path FirstTree() const { return m_folder / "traced99"; }
+    const std::vector<TracedCall>& Calls() const { return m_stand->Calls(); }
+    const Messages& Log() const { return m_log; }
+
+    // Its calls, with those that read.
+    std::vector<TracedCall> CallsWithReads() const;
+
+    const Outcome& First() const { return m_first; }
+    const Outcome& Whole() const { return Tried({m_runs.whole}); }
+    // `then` on a system that `first` has never touched, and after an uninterrupted `first`.
+    const Outcome& Alone() const { return Tried({m_runs.then}); }
+    const Outcome& After() const { return Tried({m_runs.first, m_runs.then}); }
+    // `first` and `first` again.
+    const Outcome& Twice() const { return Tried({m_runs.first, m_runs.first}); }
+
+private:
+    // Runs the commands when they are first asked for.
+    const Outcome& Tried(const std::vector<Command>& commands) const;
+
+    Runs m_runs;
+    std::filesystem::path m_folder;
+    TreeImage m_startImage;
+    std::unique_ptr<Stand> m_stand;
+    Messages m_log;
+    Outcome m_first;
+    mutable std::mutex m_mutex;
+    mutable std::map<std::vector<Command>, Outcome> m_tried;
+};
 
 void CopyTree(const std::filesystem::path& from, const std::filesystem::path& to);
 

@@ -312,6 +312,10 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
             case Op::FlushData:
             case Op::FlushAll:
             case Op::Other:
+            case Op::Open:
+            case Op::Read:
+            case Op::Look:
+            case Op::Message:
                 break;
         }
     }

@@ -1,8 +1,9 @@
-// libvgfault.so, loaded in front of the C library: takes the calls that change files and gives each to the
-// plan.
+// libvgfault.so, loaded in front of the C library: takes the calls that change files, or read them, and gives
+// each to the plan.
 //
 // SQLite and the C++ library reach the kernel through these symbols too. What goes past them (a stream of the
 // C library, sendfile) is not seen; the driver notices, since the trace then does not explain the tree.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "tools/faults/fault_plan.h"
 
@@ -60,7 +62,7 @@ int DoMake(Call& call, Function function) {
         return -1;
     const int result = function();
     struct stat status {};
-    if (result == 0 && lstat(call.place->path, &status) == 0) {
+    if (result == 0 && fault::Status(AT_FDCWD, call.place->path, &status, AT_SYMLINK_NOFOLLOW) == 0) {
         call.inode = status.st_ino;
         call.value = status.st_mode;
     }
@@ -72,8 +74,14 @@ int DoMake(Call& call, Function function) {
 template <typename Write>
 ssize_t DoWrite(const char* function, int fd, const void* data, size_t size, off_t offset, Write write) {
     Place place;
-    if (!FindFd(fd, place))
+    if (!FindFd(fd, place)) {
+        Call message{Op::Message, function, nullptr};
+        message.data = data;
+        message.dataSize = static_cast<uint32_t>(size);
+        if (fault::IsPackageLog(fd))
+            fault::Record(message, false);
         return write(size);
+    }
     const off_t end = SizeOf(fd);
     if (offset == kAtPosition)
         offset = fcntl(fd, F_GETFL) & O_APPEND ? end : lseek(fd, 0, SEEK_CUR);
@@ -92,6 +100,20 @@ ssize_t DoWrite(const char* function, int fd, const void* data, size_t size, off
         call.dataSize = static_cast<uint32_t>(written);
     fault::Record(call, written < 0);
     return written;
+}
+
+// A call that leaves the file alone; `failure` is what it returns when it is let fail.
+template <typename Result, typename Function>
+Result DoRead(const char* name, Op op, int dirFd, const char* path, Result failure, Function function) {
+    Place place;
+    if (!fault::SeesReads() || !(path ? FindPath(dirFd, path, place) : FindFd(dirFd, place)))
+        return function();
+    const Call call{op, name, &place};
+    if (Judge(call) != Verdict::Go)
+        return failure;
+    const Result result = function();
+    fault::Record(call, result == failure);
+    return result;
 }
 
 // The bytes of a vector, in one piece.
@@ -116,15 +138,18 @@ template <typename Open>
 int DoOpen(const char* function, int dirFd, const char* path, int flags, Open open) {
     Place place;
     struct stat status {};
-    if (!(flags & (O_CREAT | O_TRUNC)) || !FindPath(dirFd, path, place))
+    if ((!(flags & (O_CREAT | O_TRUNC)) && !fault::SeesReads()) || !FindPath(dirFd, path, place))
         return open();
-    const bool there = fstatat(dirFd, path, &status, 0) == 0;
+    const bool there = fault::Status(dirFd, path, &status) == 0;
     const bool creates = (flags & O_CREAT) && !there;
     const bool empties = (flags & O_TRUNC) && there && status.st_size > 0;
-    if (!creates && !empties)
-        return open();
-    Call call{creates ? Op::Create : Op::Truncate, function, &place, status.st_ino};
+    Call call{creates ? Op::Create : empties ? Op::Truncate : Op::Open, function, &place, status.st_ino};
     call.needsSpace = creates;
+    if (call.op == Op::Open) {
+        if (!fault::SeesReads())
+            return open();
+        call.value = (flags & O_ACCMODE) != O_RDONLY;
+    }
     if (Judge(call) != Verdict::Go)
         return -1;
     const int fd = open();
@@ -207,7 +232,7 @@ int DoFlush(const char* name, Op op, int fd, Function function) {
 template <typename Function>
 int DoChange(const char* name, Op op, const Place& place, int64_t value, Function function) {
     struct stat status {};
-    Call call{op, name, &place, stat(place.path, &status) == 0 ? status.st_ino : 0, value};
+    Call call{op, name, &place, fault::Status(AT_FDCWD, place.path, &status) == 0 ? status.st_ino : 0, value};
     return Do(call, function);
 }
 
@@ -229,6 +254,10 @@ int DoChangePath(const char* name, Op op, int dirFd, const char* path, int64_t v
 int64_t Owner(uid_t user, gid_t group) {
     return static_cast<int64_t>(static_cast<uint64_t>(user) << 32 | group);
 }
+
+constexpr int64_t kSecond = 1'000'000'000;
+int64_t ToNanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+timespec ToTimespec(int64_t time) { return {time / kSecond, time % kSecond}; }
 
 }  // namespace
 
@@ -279,7 +308,7 @@ int truncate(const char* path, off_t size) noexcept {
     Place place;
     struct stat status {};
     const auto go = [&] { return next(path, size); };
-    return FindPath(AT_FDCWD, path, place) && stat(path, &status) == 0
+    return FindPath(AT_FDCWD, path, place) && fault::Status(AT_FDCWD, path, &status) == 0
                ? DoTruncate(__func__, place, status.st_ino, status.st_size, size, go)
                : go();
 }
@@ -424,7 +453,9 @@ int rmdir(const char* path) noexcept {
 
 int remove(const char* path) noexcept {
     struct stat status {};
-    return lstat(path, &status) == 0 && S_ISDIR(status.st_mode) ? rmdir(path) : unlink(path);
+    return fault::Status(AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode)
+               ? rmdir(path)
+               : unlink(path);
 }
 
 // Modes, owners, times ------------------------------------------------------------------------------------
@@ -470,6 +501,84 @@ int futimens(int fd, const timespec times[2]) noexcept {
 int utimensat(int dirFd, const char* path, const timespec times[2], int flags) noexcept {
     NEXT(utimensat);
     return DoChangePath(__func__, Op::Other, dirFd, path, 0, [&] { return next(dirFd, path, times, flags); });
+}
+
+// Reading -------------------------------------------------------------------------------------------------
+
+ssize_t read(int fd, void* data, size_t size) {
+    NEXT(read);
+    return DoRead(__func__, Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size); });
+}
+
+ssize_t pread(int fd, void* data, size_t size, off_t offset) {
+    NEXT(pread);
+    return DoRead(__func__, Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size, offset); });
+}
+
+ssize_t pread64(int fd, void* data, size_t size, off64_t offset) { return pread(fd, data, size, offset); }
+
+#define LOOK(function, Status)                                                                      \
+    int function(const char* path, Status* status) noexcept {                                       \
+        NEXT(function);                                                                             \
+        return DoRead(#function, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); }); \
+    }
+LOOK(stat, struct stat)
+LOOK(stat64, struct stat64)
+LOOK(lstat, struct stat)
+LOOK(lstat64, struct stat64)
+
+int fstatat(int dirFd, const char* path, struct stat* status, int flags) noexcept {
+    NEXT(fstatat);
+    return DoRead(__func__, Op::Look, dirFd, path, -1, [&] { return next(dirFd, path, status, flags); });
+}
+
+int access(const char* path, int mode) noexcept {
+    NEXT(access);
+    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, mode); });
+}
+
+DIR* opendir(const char* path) {
+    NEXT(opendir);
+    return DoRead(__func__, Op::Open, AT_FDCWD, path, static_cast<DIR*>(nullptr), [&] { return next(path); });
+}
+
+FILE* fopen(const char* path, const char* mode) {
+    NEXT(fopen);
+    const auto go = [&] { return next(path, mode); };
+    return *mode == 'r' ? DoRead(__func__, Op::Open, AT_FDCWD, path, static_cast<FILE*>(nullptr), go) : go();
+}
+
+FILE* fopen64(const char* path, const char* mode) { return fopen(path, mode); }
+
+// Time ----------------------------------------------------------------------------------------------------
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    NEXT(clock_gettime);
+    static timespec begin{};
+    const int result = next(clock, time);
+    if (clock != CLOCK_MONOTONIC || result != 0)
+        return result;
+    if (begin.tv_sec == 0)
+        begin = *time;
+    const int64_t now = ToNanoseconds(begin) + fault::Hastened(ToNanoseconds(*time) - ToNanoseconds(begin));
+    *time = ToTimespec(now);
+    return 0;
+}
+
+int nanosleep(const timespec* wait, timespec* left) {
+    NEXT(nanosleep);
+    const timespec shorter = ToTimespec(fault::Shortened(ToNanoseconds(*wait)));
+    return next(&shorter, left);
+}
+
+int usleep(useconds_t wait) {
+    NEXT(usleep);
+    return next(static_cast<useconds_t>(fault::Shortened(wait)));
+}
+
+unsigned sleep(unsigned seconds) {
+    usleep(seconds * 1'000'000);
+    return 0;
 }
 
 }  // extern "C"

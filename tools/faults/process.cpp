@@ -7,9 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <ctime>
 
 namespace {
+
+constexpr std::chrono::milliseconds kSlice{200};  // after which an interrupt is seen
 
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
@@ -36,15 +40,20 @@ pid_t Start(const std::vector<std::string>& command, const std::vector<std::stri
     return error == 0 ? pid : -1;
 }
 
-// False when the process still runs after the limit.
-bool AwaitEnd(pid_t pid, std::chrono::seconds limit) {
+std::atomic<bool> g_interrupted = false;
+
+// Waits until the process has ended, or has stopped; false when it has done neither within the time.
+bool AwaitChange(pid_t pid, bool mayStop, std::chrono::milliseconds time, int& status) {
+    if (mayStop) {  // nothing to poll tells of a stop
+        const timespec wait{0, std::chrono::nanoseconds(std::chrono::milliseconds(1)).count()};
+        nanosleep(&wait, nullptr);
+        return waitpid(pid, &status, WNOHANG | WUNTRACED) == pid;
+    }
     const int fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-    if (fd < 0)
-        return true;  // an old kernel: no limit
     pollfd ended{fd, POLLIN, 0};
-    const int count = poll(&ended, 1, static_cast<int>(std::chrono::milliseconds(limit).count()));
+    const bool hasEnded = poll(&ended, 1, static_cast<int>(time.count())) > 0;
     close(fd);
-    return count != 0;
+    return hasEnded && waitpid(pid, &status, 0) == pid;
 }
 
 }  // namespace
@@ -64,18 +73,35 @@ std::string ToText(const ProcessEnd& end) {
 }
 
 ProcessEnd RunProcess(const std::vector<std::string>& command, const std::vector<std::string>& environment,
-                      std::chrono::seconds limit) {
+                      const std::function<void()>& onStop, std::chrono::seconds limit) {
     const pid_t pid = Start(command, environment);
     if (pid < 0)
         return {};
-    const bool ended = AwaitEnd(pid, limit);
-    if (!ended)
-        kill(pid, SIGKILL);
+    const auto deadline = std::chrono::steady_clock::now() + limit;
     int status = 0;
-    waitpid(pid, &status, 0);
-    if (!ended)
-        return {ProcessEnd::How::Hung, 0};
+    for (bool mayStop = static_cast<bool>(onStop);;) {
+        if (AwaitChange(pid, mayStop, kSlice, status)) {
+            if (!WIFSTOPPED(status))
+                break;
+            onStop();
+            mayStop = false;
+            kill(pid, SIGCONT);
+        } else if (g_interrupted || std::chrono::steady_clock::now() > deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            return {ProcessEnd::How::Hung, 0};
+        }
+    }
     if (WIFEXITED(status))
         return {ProcessEnd::How::Exited, WEXITSTATUS(status)};
     return {ProcessEnd::How::Killed, WTERMSIG(status)};
 }
+
+void CatchInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { g_interrupted = true; };
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}
+
+bool IsInterrupted() { return g_interrupted; }

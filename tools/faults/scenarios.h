@@ -1,40 +1,50 @@
-// The faults that are tried, each at many points of an upgrade:
+// The faults that are tried, each at many points of a run.
 //
-//   crash     the process is killed before a call, or in the middle of a write, or a second time in the
-//             upgrade after
-//   powercut  the disk forgets what was not flushed (disk.h)
-//   full      no space from a call on
-//   io        input/output errors
-//
-// After each the upgrade is run again with the same argument, without faults, and must end as one that was
-// never interrupted: the same exit status, files, settings and rows.
-//
-// A run that meets a full or failing disk must end by itself with 0 or 255, and its log must be true: a
-// failed migration is logged if and only if the status is 255, and a tree that lacks something has a message
-// that the upgrade without faults has not.
+// After each the second run is done, once, without faults, and must end as one that was never interrupted:
+// the same exit status, files, settings and rows. A run that ends by itself in spite of the fault must have
+// told the truth.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/faults/bench.h"
+#include "tools/faults/hold.h"
+
+// Somebody else uses a database, by its path below the tree.
+struct HoldPlan {
+    std::string database;
+    Hold::Kind kind;
+    double seconds = 0;  // of the program's time; 0: until the run has ended
+};
+
+inline constexpr size_t kPageSize = 4096;  // of the sample databases
+
+// A page is overwritten before the run.
+struct Damage {
+    std::string database;
+    size_t page = 0;
+};
 
 struct Point {
-    std::string fault;  // VGFAULT_MODE, or "powercut"
-    size_t at = 0;      // the call, from 1; of a power cut: the last one that was made
-    uint64_t seed = 0;
-    size_t thenAt = 0;  // kill the upgrade after, too
+    Fault fault{};                   // in the first run; mode "powercut": what the disk kept of it
+    std::string call{};              // the text of the call at which it strikes, as traced; empty: none
+    uint64_t seed = 0;               // of a power cut
+    size_t thenKill = 0;             // kill the run after, too, at this call
+    std::optional<HoldPlan> hold{};  // from the call on at which the run stops, or from the beginning
+    std::optional<Damage> damage{};
+    bool isUnnoticed = false;  // the first run ends as the uninterrupted one, and is the last
 };
 
-// Every point of the scenario; empty for a name that is none.
-std::vector<Point> PointsOf(const std::string& scenario, const std::vector<TracedCall>& calls, uint64_t seed);
-
-struct Outcome {
-    std::string what;                   // the point for people
-    std::vector<std::string> problems;  // empty: as it should be
+struct Scenario {
+    std::string name;
+    std::string text;
+    size_t shortSample;
+    System (*system)(const std::string& build);
+    Runs (*runs)(const std::string& program, const std::string& build);
+    std::vector<Point> (*points)(const Bench& bench, uint64_t seed);
 };
 
-// Tries one point on a stand that is clear, and leaves the tree.
-Outcome Try(const Bench& bench, const Stand& stand, const Point& point);
+const std::vector<Scenario>& AllScenarios();

@@ -22,6 +22,10 @@ enum class Op : uint32_t {
     FlushData,  // fdatasync of inode
     FlushAll,   // syncfs
     Other,      // changes nothing that is compared: times
+    Open,       // of what is there; value is 1 when it is opened for writing
+    Read,       // of a file's content
+    Look,       // at what a name stands for: stat, access, the names in a folder
+    Message,    // of the package log, data = its text
 };
 
 struct TraceHeader {

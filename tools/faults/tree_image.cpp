@@ -10,19 +10,14 @@
 #include <memory>
 #include <sstream>
 
+#include "tools/faults/allowed.h"
+
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kPackageLog = "var/log/vigilo/vgupgrader.log";
 constexpr size_t kShownDifferences = 3;
 constexpr size_t kShownText = 160;
-
-// Columns that hold the time of the run, or the day that is worked out from it.
-bool IsTimeOfRun(const std::string& table, std::string_view column) {
-    return (table == "log" && column == "log_time") ||
-           ((table == "logcnt" || table == "logeventcnt") && column == "day");
-}
 
 struct CloseDatabase {
     void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
@@ -206,7 +201,7 @@ TreeImage ReadTree(const fs::path& tree) {
     TreeImage image;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
         const std::string path = entry.path().lexically_relative(tree);
-        if (path != kPackageLog)
+        if (!IsExcluded(path))
             image[path] = ReadEntry(entry.path());
     }
     // After the walk, which has seen the journals: opening a database can make and remove them.

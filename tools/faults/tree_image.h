@@ -1,9 +1,8 @@
 // What a package tree holds, as far as two trees are compared.
 //
 // Files count by path, kind, mode, owner and content. Databases count by schema and rows, not by bytes; each
-// must pass SQLite's integrity check. The package log, the times of user-visible log entries and the days by
-// which they are counted do not count. A -journal, -wal or -shm file is a file like any other: one that only
-// one tree has is a difference.
+// must pass SQLite's integrity check. What does not count at all is in allowed.h. A -journal, -wal or -shm
+// file is a file like any other: one that only one tree has is a difference.
 #pragma once
 
 #include <filesystem>

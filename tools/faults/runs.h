@@ -1,0 +1,31 @@
+// What is run, and on what.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+struct Command {
+    std::string program;
+    std::vector<std::string> arguments;
+
+    auto operator<=>(const Command&) const = default;
+};
+
+// A system as it stands before the first run.
+struct System {
+    std::string build;              // the sample system
+    bool writeAhead = false;        // all databases
+    size_t cameras = 0;             // so many more
+    std::vector<Command> before{};  // run on it first, without faults
+};
+
+// `first` is struck by the fault. When it was killed or failed, `then` is run after it without a fault:
+// together they end as `whole` does alone. When it told success, whatever it still owes is brought by `next`.
+struct Runs {
+    Command first;
+    Command then;
+    Command whole;
+    Command next;
+};
