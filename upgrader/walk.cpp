@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/files/flush_later.h"
 #include "platform/host/first_change.h"
 #include "upgrader/log.h"
 #include "upgrader/outbox.h"
@@ -122,8 +123,12 @@ bool Walk::CommitAll() {
         if (m_recorded && VGDB::Execute(DB_SYSTEM, outcome))
             return false;
     }
+    FlushFiles();
     return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
 }
+
+// What rows have done to files is on disk before the record says that they are done.
+void Walk::FlushFiles() { m_failed = VGFilesFlush() != 0 || m_failed; }
 
 // Whether that many more rows are done than before. A commit whose last flush fails is reported as failed, but
 // stands.
@@ -180,6 +185,7 @@ bool Walk::CommitOne(const RowRun* run) {
         outcome += Record::DoneSql({run->row.Name()});
     if (wrote)
         outcome += Outbox::PlaceSql();
+    FlushFiles();
     if (kept && !outcome.empty())  // the record is there: the upgrade has been undone before
         kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
     kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));

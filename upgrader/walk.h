@@ -69,6 +69,7 @@ private:
     bool CommitAll();
     void RunOneByOne(const Job& job);
     bool Settle();
+    void FlushFiles();
     bool Stands(size_t rows) const;
     void HoldAgain();
     bool CommitOne(const RowRun* run);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/files/file_io.h"
+#include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "platform/host/disk_error.h"
 #include "platform/host/first_change.h"
@@ -37,9 +38,9 @@ public:
         return file && ChangeOpen(file.Get()) ? 0 : LogFailure(folder.PathOf(name));
     }
 
-    // Brings all changes to the disk that holds the folder, at one go.
-    int FlushAll(const Place& place) const {
-        return !m_changed || syncfs(place.folder.Fd()) == 0 ? 0 : LogFailure(place.Path());
+    // All owners that change are brought to the disk at one go.
+    int FlushAllLater(const Place& place) const {
+        return !m_changed || FlushFileSystemLater(place.folder) ? 0 : LogFailure(place.Path());
     }
 
 private:
@@ -92,7 +93,7 @@ int ChangeOwner(const std::string& path, const Owner& owner, bool wholeTree) {
         return found;
     OwnerChange change(owner);
     const int result = change.Change(place.folder, place.name, status, wholeTree);
-    return change.FlushAll(place) ? -1 : result;
+    return change.FlushAllLater(place) ? -1 : result;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/files/copy_entry.h"
+#include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "platform/files/rename_entry.h"
 #include "platform/host/disk_error.h"
@@ -74,7 +75,7 @@ int RemoveEntry(const Folder& folder, const std::string& name) {
 int RemoveAndFlush(const Place& place) {
     AnnounceChange();
     const int result = RemoveEntry(place.folder, place.name);
-    return place.folder.Sync() ? result : LogNotFlushed(place.Path());
+    return FlushLater(place.folder) ? result : LogNotFlushed(place.Path());
 }
 
 int MoveEntry(const Folder& from, const std::string& name, const Folder& to);
@@ -183,7 +184,7 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
         return 0;
     AnnounceChange();
     const int result = MoveEntry(source.folder, source.name, destination);
-    if (!destination.Sync() || !source.folder.Sync())
+    if (!FlushLater(destination) || !FlushLater(source.folder))
         return LogNotFlushed(path);
     return result;
 }
@@ -195,7 +196,7 @@ int VGFolderRename(const std::string& path, const std::string& newName) {
         return found < 0 ? -1 : 0;
     AnnounceChange();
     const int result = RenameFolder(place, status, newName);
-    return place.folder.Sync() ? result : LogNotFlushed(place.Path());
+    return FlushLater(place.folder) ? result : LogNotFlushed(place.Path());
 }
 
 int VGFileRemove(const std::string& path) {
@@ -237,7 +238,7 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
         else
             result = LogNotRemoved(files.PathOf(name));
     }
-    if (removed && !files.Sync())
+    if (removed && !FlushLater(files))
         result = LogNotFlushed(folder);
     return result;
 }
@@ -251,7 +252,7 @@ int VGFileCreate(const std::string& path, mode_t mode) {
     const mode_t mask = umask(0);
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     umask(mask);
-    if (file && Flush(file.Get()) && place.folder.Sync())
+    if (file && Flush(file.Get()) && FlushLater(place.folder))
         return 0;
     NoteErrno(errno);
     VG_LIB_LOG("Failed to create %s. [%s]\n", path.c_str(), std::strerror(errno));

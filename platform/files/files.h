@@ -6,7 +6,7 @@
 //
 // Every call is safe to run again after one that was cut short, does nothing when there is nothing to do, and
 // returns 0 or, when something had to stay, -1; each entry that stays is logged here. Paths are real ones
-// (see ResolveEntry).
+// (see ResolveEntry). What a call changes is on disk after VGFilesFlush (see flush_later.h).
 #pragma once
 
 #include <sys/types.h>

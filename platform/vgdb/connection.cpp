@@ -386,9 +386,11 @@ int Connection::RunNow(const std::string& sql) {
         return -1;
     m_held.open = false;
     const bool holding = std::exchange(m_holding, false);
+    const bool repairing = std::exchange(g_repairing, false);  // this commit is to last, whatever else is under way
     const long long counted = g_changedRows;
     const int result = Run(sql, nullptr, {});
     g_changedRows = counted;
+    g_repairing = repairing;
     m_holding = holding;
     return result;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/files/files.h"
+#include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "platform/host/package_user.h"
 #include "platform/host/paths.h"
@@ -167,6 +168,11 @@ int RenameArchiveFolder() {
         }
     }
 
+    // The rows are on disk as soon as they are written; the folders must be before that.
+    if (VGFilesFlush()) {
+        UPG_LOG("Failed to flush the archive folders\n");
+        return -1;
+    }
     std::string sql;
     for (const ArchivedRecording& recording : recordings) {
         const int moved = HasMoved(recording);

@@ -1,0 +1,78 @@
+#include "platform/files/flush_later.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "platform/files/file_io.h"
+#include "platform/host/disk_error.h"
+#include "platform/host/once_more.h"
+#include "platform/log/library_log.h"
+
+namespace {
+
+struct Waiting {
+    UniqueFd folder;
+    std::string path;
+};
+
+using Device = dev_t;
+using Identity = std::pair<dev_t, ino_t>;
+
+std::map<Identity, Waiting> g_folders;
+std::map<Device, Waiting> g_fileSystems;
+
+bool FlushFileSystem(int fd) { return syncfs(fd) == 0; }
+
+// Keeps a descriptor of its own; where there is none left, the flush is made at once.
+template <class Key>
+bool Keep(std::map<Key, Waiting>& waiting, const Key& key, const Folder& folder, bool (*flush)(int)) {
+    if (waiting.contains(key))
+        return true;
+    UniqueFd own(fcntl(folder.Fd(), F_DUPFD_CLOEXEC, 0));
+    if (!own)
+        return flush(folder.Fd());
+    waiting.emplace(key, Waiting{std::move(own), folder.PathOf("")});
+    return true;
+}
+
+template <class Key>
+int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
+    int result = 0;
+    for (const auto& [key, one] : std::exchange(waiting, {})) {
+        const auto call = [&, fd = one.folder.Get()] {
+            if (flush(fd))
+                return 0;
+            NoteErrno(errno);
+            return -1;
+        };
+        if (OnceMore(call)) {
+            VG_LIB_LOG("Failed to flush %s. [%s]\n", one.path.c_str(), std::strerror(errno));
+            result = -1;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+bool FlushLater(const Folder& folder) {
+    struct stat status {};
+    return fstat(folder.Fd(), &status) == 0 && Keep(g_folders, Identity{status.st_dev, status.st_ino}, folder, Flush);
+}
+
+bool FlushFileSystemLater(const Folder& folder) {
+    struct stat status {};
+    return fstat(folder.Fd(), &status) == 0 && Keep(g_fileSystems, status.st_dev, folder, FlushFileSystem);
+}
+
+int VGFilesFlush() {
+    const int folders = FlushAll(g_folders, Flush);
+    const int fileSystems = FlushAll(g_fileSystems, FlushFileSystem);
+    return folders || fileSystems ? -1 : 0;
+}
