@@ -1,0 +1,26 @@
+#!/bin/sh
+# How the upgrade script of the package calls the upgrade: after the files of the new build are in place, before any
+# service starts.
+#
+#   upgrade-script.sh OLD-VERSION       the version that was installed before, as "8.2.4-6479"
+#
+# Services are started whatever it ends with: a recorder that records with one setting less is better than none.
+set -e
+
+old=$1
+build=${old##*-}  # 6479
+
+name=before-$build
+status=0
+
+# A snapshot to go back to. An upgrade without one is still better than none: a full disk must not stop it.
+vgupgradectl snapshot "$name" || echo "No snapshot was taken; the upgrade goes on." >&2
+
+# With `set -e` a status must be caught where it arises.
+vgupgrader "$build" || status=$?
+
+if [ "$status" -ne 0 ]; then
+    # Says which migrations failed, and the command to type next; its own status is 2 then.
+    vgupgradectl status >&2 || true
+fi
+exit "$status"

@@ -1,0 +1,261 @@
+// A small registry, walked with faults.
+#include "upgrader/walk.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/host/paths.h"
+#include "platform/settings/settings.h"
+#include "tests/support/system_tree.h"
+#include "upgrader/missing_schema.h"
+#include "upgrader/outbox.h"
+#include "upgrader/plan.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// --- migrations ---------------------------------------------------------------------------------------------
+
+int Insert(const char* value) {
+    return VGDB::Execute(DB_SYSTEM, std::string("INSERT INTO t(x) VALUES('") + value + "');");
+}
+
+// Not to be done twice, and everything that a migration can do.
+int First() {
+    if (FindSetting("first") != 0)
+        return 0;
+    VGLog(1, "SYSTEM", 7, {"fir\"st", "caf\xc3\xa9"}, 2, -5);
+    return Insert("first") || SetSettingConfValue("first", "1") ? -1 : 0;
+}
+
+int FailsHalfway() {
+    if (Insert("kept") || SetSettingConfValue("kept", "1"))
+        return -1;
+    VGLog(1, "SYSTEM", 8, {"kept"}, 0, 0);
+    return VGDB::Execute(DB_SYSTEM, "INSERT INTO t(x) VALUES('gone'); INSERT INTO nowhere VALUES(1);");
+}
+
+int Second() { return Insert("second") || FindSetting("first") != 1 ? -1 : 0; }
+
+bool g_dies = false;
+
+int Dies() {
+    if (g_dies)
+        raise(SIGKILL);
+    return Insert("after");
+}
+
+int Positive() { return 3; }
+int Throws() { throw std::runtime_error("no memory"); }
+int Nothing() { return 0; }
+
+class WalkTest : public SystemTree {
+protected:
+    WalkTest() {
+        CreateFromSchema(DB_LOG);
+        Sql(DB_SYSTEM, "CREATE TABLE t(x TEXT)");
+    }
+
+    // An upgrade as main does it, of rows that are all due.
+    static int Upgrade(const std::vector<int (*)()>& functions, uint32_t oldBuild = 10) {
+        VGDB::StartAnew();
+        Record::Facts facts;
+        const Record::State state = Record::Open(facts);
+        if (state == Record::State::Usable)
+            Outbox::DeliverOwed(facts);
+        std::vector<WalkRow> rows;
+        for (size_t i = 0; i < functions.size(); ++i) {
+            const WalkRow row{static_cast<int>(i), kNames[i], 20, functions[i]};
+            if (std::find(facts.done.begin(), facts.done.end(), row.Name()) == facts.done.end())
+                rows.push_back(row);
+        }
+        Walk walk(facts, state == Record::State::Usable);
+        const int result = walk.Run({.oldBuild = oldBuild, .missing = {}, .before = {}, .rows = rows, .after = {}});
+        g_changed = walk.HasChanged();
+        return result;
+    }
+
+    // The same in a process that dies in migration Dies.
+    static void UpgradeAndDie(const std::vector<int (*)()>& functions) {
+        VGDB::CloseAll();
+        const pid_t pid = fork();
+        if (pid == 0) {
+            g_dies = true;
+            _exit(Upgrade(functions));
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "it was to die";
+    }
+
+    static std::string X() { return Rows(DB_SYSTEM, "SELECT x FROM t ORDER BY rowid"); }
+    static std::string LogEntries() {
+        return Rows(DB_LOG, "SELECT id, log_type, user, item_id, params, ds_id, extra FROM log ORDER BY id");
+    }
+    static std::string Tables(DB_INSTANCE db) {
+        return Rows(db, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'");
+    }
+    static std::string Record() {
+        return Rows(DB_SYSTEM, "SELECT fact, name, value FROM vgupgrader_record ORDER BY fact, name");
+    }
+    static std::string Folder(std::string_view path) {
+        std::string names;
+        for (const auto& entry : fs::directory_iterator(Path(path)))
+            names += entry.path().filename().string() + '\n';
+        return names;
+    }
+
+    static constexpr const char* kNames[] = {"A", "B", "C", "D", "E"};
+    static inline bool g_changed = false;
+};
+
+constexpr const char* kFirstEntry = "1|1|SYSTEM|7|[\"fir\\\"st\",\"caf\xc3\xa9\"]|2|-5\n";
+constexpr const char* kKeptEntry = "2|1|SYSTEM|8|[\"kept\"]|0|0\n";
+
+TEST_F(WalkTest, KeepsWhatAFailedMigrationHadDoneAndNotesItsName) {
+    EXPECT_EQ(-1, Upgrade({First, FailsHalfway, Second}));
+    EXPECT_EQ("first\nkept\nsecond\n", X());
+    EXPECT_EQ("first=\"1\"\nkept=\"1\"\n", Settings());
+    EXPECT_EQ(std::string(kFirstEntry) + kKeptEntry, LogEntries());
+    EXPECT_EQ("failed|B|20\n", Record());
+    EXPECT_EQ("log\n", Tables(DB_LOG)) << "the mark of what was delivered goes";
+    EXPECT_EQ(1, CountInLog("(DoAction): [1] update failed, ver [20]"));
+
+    EXPECT_EQ(0, Upgrade({Nothing, Nothing}));
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM)) << "a row that succeeds takes its failure out";
+}
+
+TEST_F(WalkTest, TakesEffectAsAWholeWhenTheProcessDies) {
+    UpgradeAndDie({First, FailsHalfway, Dies});
+    EXPECT_EQ("", X());
+    EXPECT_EQ("", Settings());
+    EXPECT_EQ("", LogEntries());
+    EXPECT_EQ("old_build||10\n", Record());
+
+    EXPECT_EQ(-1, Upgrade({First, FailsHalfway, Dies}));
+    EXPECT_EQ("first\nkept\nafter\n", X());
+    EXPECT_EQ("first=\"1\"\nkept=\"1\"\n", Settings());
+    EXPECT_EQ(std::string(kFirstEntry) + kKeptEntry, LogEntries());
+    EXPECT_EQ("settings.conf\n", Folder("/var/packages/Vigilo/etc")) << "nothing is left beside it";
+}
+
+TEST_F(WalkTest, TakesWhateverARowGives) {
+    EXPECT_EQ(-1, Upgrade({Positive, Throws, Nothing}));
+    EXPECT_EQ(1, CountInLog("(RunMigration): Migration ended by an exception: no memory\n"));
+    EXPECT_EQ(1, CountInLog("(DoAction): [1] update failed, ver [20]"));
+    EXPECT_EQ(1, CountInLog("update failed"));
+}
+
+TEST_F(WalkTest, NotesNothingWhenNothingIsChanged) {
+    const std::string before = ReadFile(VGDB::GetDBPath(DB_SYSTEM));
+    EXPECT_EQ(0, Upgrade({Nothing, Nothing}));
+    EXPECT_FALSE(g_changed);
+    EXPECT_EQ(before, ReadFile(VGDB::GetDBPath(DB_SYSTEM)));
+}
+
+// A key that cannot be written is owed: the migration sees it, and so does every later one.
+TEST_F(WalkTest, OwesAKeyThatCannotBeWritten) {
+    fs::create_directory(Path(kSettingsConf) + ".vgtmp");  // in the way of a write
+    EXPECT_EQ(-1, Upgrade({First, Second}));
+    EXPECT_EQ("first\nsecond\n", X()) << "the rows stay";
+    EXPECT_EQ("", Settings());
+    EXPECT_EQ("failed|A|20\nkey|first|1\n", Record());
+
+    EXPECT_EQ(0, Upgrade({First})) << "its flag counts as there";
+    EXPECT_EQ("first\nsecond\n", X()) << "nothing is converted twice";
+    fs::remove(Path(kSettingsConf) + ".vgtmp");
+    EXPECT_EQ(0, Upgrade({Nothing})) << "whatever the next upgrade is about";
+    EXPECT_EQ("first=\"1\"\n", Settings());
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM));
+}
+
+// Somebody reads or holds the log: neither rows nor result suffer, and no entry is written twice.
+TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
+    Sql(DB_LOG, "ALTER TABLE log RENAME COLUMN extra TO other;");
+    EXPECT_EQ(0, Upgrade({First}));
+    EXPECT_EQ("first\n", X());
+    Sql(DB_LOG, "ALTER TABLE log RENAME COLUMN other TO extra;");
+    EXPECT_EQ("", LogEntries());
+    EXPECT_EQ(0, Upgrade({Nothing}));
+    EXPECT_EQ(kFirstEntry, LogEntries());
+
+    // The process died between the commit of the entries and the note of it.
+    Sql(DB_SYSTEM,
+        "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);"
+        "INSERT INTO vgupgrader_record VALUES(4, 'entry', '', '', '[1,\"SYSTEM\",7,\"[]\",0,1,0]'),"
+        " (5, 'entry', '', '', 'no entry'), (6, 'entry', '', '', '[1,\"SYSTEM\",8,\"[]\",0,1,0]');");
+    Sql(DB_LOG, "CREATE TABLE vgupgrader_delivered(last INTEGER); INSERT INTO vgupgrader_delivered VALUES(4);");
+    EXPECT_EQ(0, Upgrade({Nothing}));
+    EXPECT_EQ(std::string(kFirstEntry) + "2|1|SYSTEM|8|[]|0|0\n", LogEntries());
+    EXPECT_EQ("log\n", Tables(DB_LOG));
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM));
+}
+
+TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
+    fs::remove(VGDB::GetDBPath(DB_LOG));
+    EXPECT_EQ(0, Upgrade({First}));
+    EXPECT_EQ("first\n", X());
+    EXPECT_EQ("first=\"1\"\n", Settings());
+    EXPECT_EQ(1, CountInLog("1 user-visible log entries are lost.\n"));
+    EXPECT_FALSE(fs::exists(VGDB::GetDBPath(DB_LOG)));
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM));
+}
+
+// Settings are upgraded also when the main database cannot take a record of it.
+TEST_F(WalkTest, DoesWithoutAMainDatabase) {
+    VGDB::CloseAll();
+    const std::string garbage(4096, 'x');
+    WriteFile(VGDB::GetDBPath(DB_SYSTEM), garbage);
+    EXPECT_EQ(-1, Upgrade({[] { return SetSettingConfValue("a", "1"); }, First}));
+    EXPECT_EQ("a=\"1\"\n", Settings());
+    EXPECT_EQ(kFirstEntry, LogEntries());
+    EXPECT_EQ(garbage, ReadFile(VGDB::GetDBPath(DB_SYSTEM)));
+}
+
+// The registry has grown meanwhile, or the argument is another one.
+TEST_F(WalkTest, IsFinishedByWhateverComesNext) {
+    UpgradeAndDie({First, Dies});
+    Record::Facts facts;
+    ASSERT_EQ(0, Record::Read(facts));
+    EXPECT_EQ(5u + 0u, PlanRows(9760, {}).rows.size());
+    EXPECT_EQ(10u, PlanRows(9760, facts).oldBuild);
+    EXPECT_EQ(PlanRows(10, {}).rows.size(), PlanRows(9760, facts).rows.size());
+    EXPECT_EQ(3u, PlanRows(3, facts).oldBuild);
+
+    // It has taken effect, one row failed, and something is owed still.
+    facts.done = {{"PatchAxisP3384", 2829}, {"UpdatePrivAdvOper", 0}};
+    facts.failed = {{"UpdatePrivAdvOper", 0}};
+    const Plan plan = PlanRows(9760, facts);
+    EXPECT_EQ(PlanRows(10, {}).rows.size() - 2, plan.rows.size());
+    ASSERT_EQ(1u, plan.failedBefore.size());
+    EXPECT_STREQ("UpdatePrivAdvOper", plan.failedBefore[0].name);
+    EXPECT_EQ(PlanRows(3, {}).rows.size(), PlanRows(3, facts).rows.size()) << "an older build has more to do";
+}
+
+TEST_F(WalkTest, TakesNothingFromARecordThatIsNone) {
+    Sql(DB_SYSTEM, "CREATE TABLE vgupgrader_record(name TEXT, value TEXT); INSERT INTO vgupgrader_record"
+                   " VALUES('old_build', '1');");
+    EXPECT_EQ(0, Upgrade({First}));
+    EXPECT_EQ(1, CountInLog("Table vgupgrader_record is no record of an upgrade, nothing is taken from it.\n"));
+    EXPECT_EQ("first\n", X());
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM));
+
+    Sql(DB_SYSTEM,
+        "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);"
+        "INSERT INTO vgupgrader_record(fact, name, value) VALUES('old_build', '', '7 or so'),"
+        " ('missing', '0', '{\"t\":[\"x\",1]}'), ('missing', '99', '{}'), ('key', '', 'x'), ('weather', '', '');");
+    Record::Facts facts;
+    ASSERT_EQ(0, Record::Read(facts));
+    EXPECT_FALSE(facts.oldBuild);
+    EXPECT_EQ((VGDB::MissingNames{{"t", {"x"}}}), facts.missing[0]);
+    EXPECT_EQ(5, CountInLog("makes no sense"));
+}
+
+}  // namespace
