@@ -333,8 +333,8 @@ TEST_F(Control, ChecksDatabasesAndSettings) {
     EXPECT_EQ("no such file\n", problems["@vigilo/face.db"]);
     EXPECT_EQ("is no database\n", problems["@vigilo/edge.db"]);
     EXPECT_NE("", problems["@vigilo/snapshot.db"]);
-    EXPECT_NE(std::string::npos, problems["pos.db"].find("column is missing: pos."));
-    EXPECT_NE(std::string::npos, problems["pos.db"].find("type differs: pos.name")) << problems["pos.db"];
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("missing column: pos."));
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name")) << problems["pos.db"];
     EXPECT_EQ(std::string::npos, problems["pos.db"].find("more"));
     EXPECT_EQ("line 4: holds no key with a value\nline 5: a stands twice, the first holds\n"
               "line 6: the value of b has a quote that is not closed, or text behind it\n",
