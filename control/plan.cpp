@@ -136,14 +136,15 @@ std::string PrintRows(const Json::Value& rows) {
 }
 
 std::string PrintDisk(const Json::Value& disks) {
-    std::string text;
+    if (disks.empty())
+        return "";
+    TextTable table({">needed", ">free", "on the disk of"}, 2);
     for (const Json::Value& disk : disks) {
         const uint64_t needed = disk["needed"].asUInt64(), free = disk["free"].asUInt64();
-        text += Toned(Tone::Strong, "Disk") + ": up to " + InBytes(needed) + " needed, " + InBytes(free) +
-                " free where " + Escaped(disk["filesystem"].asString()) + " is" +
-                (needed > free ? Toned(Tone::Bad, ": too full") : "") + '\n';
+        table.Add({InBytes(needed), {InBytes(free), needed > free ? Tone::Bad : Tone::Plain},
+                   disk["filesystem"].asString()});
     }
-    return text;
+    return Toned(Tone::Strong, "Disk") + ": what may be needed at the most\n" + table.ToString();
 }
 
 }  // namespace
