@@ -143,7 +143,8 @@ Json::Value CheckAllSettings() {
 }
 
 bool HasProblems(const Json::Value& checked) {
-    return std::any_of(checked.begin(), checked.end(), [](const Json::Value& one) { return !one["ok"].asBool(); });
+    return std::any_of(checked.begin(), checked.end(),
+                       [](const Json::Value& one) { return !one["ok"].asBool(); });
 }
 
 std::string PrintPart(const Json::Value& checked, const char* kind) {
@@ -173,7 +174,8 @@ Outcome RunCheck(const Arguments& arguments) {
     result["databases"] = Json::Value(Json::arrayValue);
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
         const auto db = static_cast<DB_INSTANCE>(number);
-        SetProgressLine(StringPrintf("[%d/%d] %s", number + 1, DB_INSTANCE_COUNT, VGDB::GetDBName(db).c_str()));
+        SetProgressLine(
+            StringPrintf("[%d/%d] %s", number + 1, DB_INSTANCE_COUNT, VGDB::GetDBName(db).c_str()));
         result["databases"].append(ToJson("database", VGDB::GetDBName(db), CheckDatabase(db, pragma)));
     }
     SetProgressLine("");

@@ -53,8 +53,8 @@ struct Command {
     const char* name;
     const char* help;  // one line
     Access access;
-    LogSink log;           // where the messages of the libraries go
-    bool whileRestoring;   // it runs while a restore is unfinished
+    LogSink log;                                              // where the messages of the libraries go
+    bool whileRestoring;                                      // it runs while a restore is unfinished
     void (*addOptions)(CLI::App& app, Arguments& arguments);  // null: it has none
     Outcome (*run)(const Arguments& arguments);
     // The result for people: lines of at most 100 columns (see text.h), made from the JSON value alone.

@@ -28,13 +28,19 @@ std::string BashCompletion(const CLI::App& app) {
         if (command->get_group().empty())
             continue;
         commands += (commands.empty() ? "" : " ") + command->get_name();
-        cases += "        " + command->get_name() + ") words=\"" + OptionsOf(*command, false) + " $global\" ;;\n";
+        cases +=
+            "        " + command->get_name() + ") words=\"" + OptionsOf(*command, false) + " $global\" ;;\n";
     }
     const std::string name = app.get_name();
-    return "# bash completion for " + name + ", printed by `" + name + " completion`\n"
-           "_" + name + "() {\n"
+    return "# bash completion for " + name + ", printed by `" + name +
+           " completion`\n"
+           "_" +
+           name +
+           "() {\n"
            "    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}\n"
-           "    local command=\"\" words i global=\"" + OptionsOf(app, false) + "\"\n"
+           "    local command=\"\" words i global=\"" +
+           OptionsOf(app, false) +
+           "\"\n"
            "    if [[ $before == --root || $before == --to ]]; then\n"
            "        compopt -o dirnames\n"
            "        return\n"
@@ -50,11 +56,12 @@ std::string BashCompletion(const CLI::App& app) {
            "        esac\n"
            "    done\n"
            "    case $command in\n"
-           "        \"\") words=\"" + commands + " $global\" ;;\n" +
-           cases +
+           "        \"\") words=\"" +
+           commands + " $global\" ;;\n" + cases +
            "        *) words=$global ;;\n"
            "    esac\n"
            "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$word\")\n"
            "}\n"
-           "complete -F _" + name + " " + name + "\n";
+           "complete -F _" +
+           name + " " + name + "\n";
 }

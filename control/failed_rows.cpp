@@ -8,7 +8,8 @@ std::vector<FailedRow> FindFailedRows(const Record::Facts& facts) {
     std::vector<FailedRow> rows;
     std::vector<Record::RowName> noted = facts.failed;
     for (size_t number = 0; number < kMigrationCount; ++number) {
-        const Record::RowName row{.name = InfoOfRow(number).name, .threshold = MigrationRegistry[number].threshold};
+        const Record::RowName row{.name = InfoOfRow(number).name,
+                                  .threshold = MigrationRegistry[number].threshold};
         if (const auto found = std::find(noted.begin(), noted.end(), row); found != noted.end()) {
             noted.erase(found);
             rows.push_back({.name = row.name, .number = number});

@@ -38,9 +38,12 @@ std::string PrintHistory(const Json::Value& result, const Arguments& /*arguments
         }
         const RunTotals totals = TotalsOf(object);
         const bool good = object["status"] == 0;
-        table.Add({TextOf(object, "started"), WhatOf(object),
+        table.Add({TextOf(object, "started"),
+                   WhatOf(object),
                    object["seconds"].isNumeric() ? StringPrintf("%.2f", object["seconds"].asDouble()) : "",
-                   std::to_string(totals.ran), std::to_string(totals.failed), std::to_string(totals.changes),
+                   std::to_string(totals.ran),
+                   std::to_string(totals.failed),
+                   std::to_string(totals.changes),
                    {good ? "complete" : FailedRowsOf(object), good ? Tone::Good : Tone::Bad}});
     }
     return table.ToString();

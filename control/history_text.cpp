@@ -43,5 +43,6 @@ std::string FailedRowsOf(const Json::Value& object) {
     for (const Json::Value& row : object["migrations"])
         if (HasFailed(row))
             rows.push_back(NumberOf(row, "row"));
-    return rows.empty() ? "failed" : (rows.size() == 1 ? "failed: row " : "failed: rows ") + JoinStrings(rows, ", ");
+    return rows.empty() ? "failed"
+                        : (rows.size() == 1 ? "failed: row " : "failed: rows ") + JoinStrings(rows, ", ");
 }

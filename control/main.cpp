@@ -48,9 +48,10 @@ constexpr Command kCommands[] = {
      RunPlan, PrintPlan},
     {"history", "Past upgrades and restores, the last first", Access::Reads, kToTerminal, false,
      AddHistoryOptions, RunHistory, PrintHistory},
-    {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry, PrintRetry},
-    {"check", "Integrity and schema of the databases, and the settings files", Access::Reads, kToTerminal, false,
-     AddCheckOptions, RunCheck, PrintCheck},
+    {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
+     PrintRetry},
+    {"check", "Integrity and schema of the databases, and the settings files", Access::Reads, kToTerminal,
+     false, AddCheckOptions, RunCheck, PrintCheck},
     {"migrations", "Every migration, and what it concerns", Access::None, kToTerminal, false, nullptr,
      RunMigrations, PrintMigrations},
 };
@@ -117,7 +118,8 @@ int AnswerUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
     if (hasCommand || error.get_name() != "RequiredError")
         return PrintError(error.what() + hint, json);
     for (const std::string& word : app.remaining())
-        return PrintError((word.starts_with('-') ? "No such option: " : "No such command: ") + word + hint, json);
+        return PrintError((word.starts_with('-') ? "No such option: " : "No such command: ") + word + hint,
+                          json);
     return PrintError("Which command?" + hint, json);
 }
 
@@ -195,9 +197,9 @@ int main(int argc, char* argv[]) {
         return Print(BashCompletion(app), 0);
 
     SetColour(IsColourWanted());
-    const Command& command = *std::find_if(std::begin(kCommands), std::end(kCommands), [&app](const Command& one) {
-        return app.got_subcommand(one.name);
-    });
+    const Command& command =
+        *std::find_if(std::begin(kCommands), std::end(kCommands),
+                      [&app](const Command& one) { return app.got_subcommand(one.name); });
     SetLogProgram(kProgram, command.log);
     if (const std::string error = FindTree(app, root, command.access); !error.empty())
         return PrintError(error, json);

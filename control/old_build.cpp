@@ -4,9 +4,9 @@
 #include <charconv>
 #include <string_view>
 
-#include "platform/settings/settings.h"
-#include "platform/settings/key_value_file.h"
 #include "platform/host/paths.h"
+#include "platform/settings/key_value_file.h"
+#include "platform/settings/settings.h"
 
 namespace {
 
@@ -24,7 +24,8 @@ bool ParseVersion(std::string_view version, uint32_t& build) {
 }  // namespace
 
 void AddOldBuild(CLI::App& app, std::string& text) {
-    app.add_option("OLD-BUILD", text, "The build that was installed before, a number; the last upgrade's without it")
+    app.add_option("OLD-BUILD", text,
+                   "The build that was installed before, a number; the last upgrade's without it")
         ->type_name("");
 }
 
@@ -33,14 +34,17 @@ std::string FindOldBuild(const std::string& text, const Record::Facts& facts, ui
         if (ParseDigits(text, build))
             return "";
         const bool offers = ParseVersion(text, build);
-        return "Not a build number: " + text + (offers ? ". Did you mean " + std::to_string(build) + "?" : "");
+        return "Not a build number: " + text +
+               (offers ? ". Did you mean " + std::to_string(build) + "?" : "");
     }
     std::string stamp;
     const int found = VGFileGetVal(kSettingsConf, "vg_upgrader_version", stamp);
     if (found < 0)
         return "The settings cannot be read: " + ResolvePath(kSettingsConf);
     if (found > 0)
-        return ParseVersion(stamp, build) ? "" : "The stamp of the last upgrade holds no build: [" + stamp + "]. Name OLD-BUILD.";
+        return ParseVersion(stamp, build)
+                   ? ""
+                   : "The stamp of the last upgrade holds no build: [" + stamp + "]. Name OLD-BUILD.";
     if (!facts.oldBuild)
         return "No upgrade has stamped these settings yet: name OLD-BUILD.";
     build = *facts.oldBuild;

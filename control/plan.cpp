@@ -21,7 +21,8 @@ namespace {
 // The keys of settings.conf as the rows will find them: what is owed is delivered before the first one.
 std::set<std::string> KeysThatStand(const Record::Facts& facts) {
     std::map<std::string, std::string> values;
-    (void)VGFileGetAll(kSettingsConf, values);  // unreadable (logged): then every guard fails, and its row runs
+    (void)VGFileGetAll(kSettingsConf,
+                       values);  // unreadable (logged): then every guard fails, and its row runs
     std::set<std::string> keys;
     for (const auto& [key, value] : values)
         keys.insert(key);
@@ -126,8 +127,10 @@ std::string PrintRows(const Json::Value& rows) {
         const std::string verdict = row["verdict"].asString();
         ++counts[verdict];
         if (verdict != "empty")
-            table.Add({std::to_string(row["row"].asInt()), row["name"].asString(),
-                       {verdict, verdict == "runs" ? Tone::Strong : Tone::Faint}, row["concerns"].asString()});
+            table.Add({std::to_string(row["row"].asInt()),
+                       row["name"].asString(),
+                       {verdict, verdict == "runs" ? Tone::Strong : Tone::Faint},
+                       row["concerns"].asString()});
     }
     return Toned(Tone::Strong, "Migrations") +
            StringPrintf(": %u due; %u run, %u were done before, %u do nothing\n", rows.size(), counts["runs"],
@@ -141,7 +144,8 @@ std::string PrintDisk(const Json::Value& disks) {
     TextTable table({">needed", ">free", "on the disk of"}, 2);
     for (const Json::Value& disk : disks) {
         const uint64_t needed = disk["needed"].asUInt64(), free = disk["free"].asUInt64();
-        table.Add({InBytes(needed), {InBytes(free), needed > free ? Tone::Bad : Tone::Plain},
+        table.Add({InBytes(needed),
+                   {InBytes(free), needed > free ? Tone::Bad : Tone::Plain},
                    disk["filesystem"].asString()});
     }
     return Toned(Tone::Strong, "Disk") + ": what may be needed at the most\n" + table.ToString();

@@ -76,7 +76,8 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
         walk.OnProgress([&rows, count = 0](const WalkRow& row) mutable {
             SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, rows.size(), row.name));
         });
-        result = walk.Run({.oldBuild = std::nullopt, .missing = {}, .before = nullptr, .rows = rows, .after = nullptr});
+        result = walk.Run(
+            {.oldBuild = std::nullopt, .missing = {}, .before = nullptr, .rows = rows, .after = nullptr});
         SetProgressLine("");
     }
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
@@ -103,7 +104,8 @@ std::string PrintRetry(const Json::Value& result, const Arguments& /*arguments*/
         TextTable table({">row", "name", ">changes", "outcome"});
         for (const Json::Value& row : result["migrations"]) {
             const bool failed = row["result"].asInt() < 0;
-            table.Add({std::to_string(row["row"].asInt()), row["name"].asString(),
+            table.Add({std::to_string(row["row"].asInt()),
+                       row["name"].asString(),
                        std::to_string(row["changes"].asInt64()),
                        {failed ? "failed again" : "done", failed ? Tone::Bad : Tone::Good}});
         }
@@ -111,12 +113,15 @@ std::string PrintRetry(const Json::Value& result, const Arguments& /*arguments*/
     }
     for (const Json::Value& row : result["failed"])
         if (row["row"].isNull())
-            text += Toned(Tone::Bad, "Failed once, and is not among the migrations of this version any more: " +
-                                         Escaped(row["name"].asString())) +
-                    '\n';
-    if (result["owed"].asInt64() > 0)
-        text += Toned(Tone::Bad, "Still owed: " + Counted(result["owed"].asUInt64(), "key or log entry",
-                                                          "keys and log entries") + ".") +
+            text +=
+                Toned(Tone::Bad, "Failed once, and is not among the migrations of this version any more: " +
+                                     Escaped(row["name"].asString())) +
                 '\n';
+    if (result["owed"].asInt64() > 0)
+        text +=
+            Toned(Tone::Bad,
+                  "Still owed: " +
+                      Counted(result["owed"].asUInt64(), "key or log entry", "keys and log entries") + ".") +
+            '\n';
     return text;
 }

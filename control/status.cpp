@@ -16,13 +16,28 @@
 
 namespace {
 
+constexpr const char* kMissing = "missing";
+constexpr const char* kUnreadable = "unreadable";
+
+const char* InWords(Record::State state) {
+    switch (state) {
+        case Record::State::Usable:
+            return "usable";
+        case Record::State::None:
+            return kMissing;
+        case Record::State::SetAside:
+            break;
+    }
+    return kUnreadable;
+}
+
 // The command that brings the system on; null when there is nothing to type, or another process works on it.
 Json::Value NextOf(const Json::Value& status, const std::vector<FailedRow>& failed) {
     if (!status["running"].isNull())
         return {};
     if (status["restoring"].isString())
         return "vgupgradectl restore " + status["restoring"].asString();
-    if (!status["readable"].asBool())
+    if (status["main_database"] == kUnreadable)
         return "vgupgradectl check";
     if (status["interrupted"].isObject())
         return "vgupgrader " + std::to_string(status["interrupted"]["old_build"].asUInt());
@@ -39,8 +54,9 @@ Json::Value NextOf(const Json::Value& status, const std::vector<FailedRow>& fail
 
 bool HasProblems(const Json::Value& status) {
     const Json::Value& last = status["last"];
-    return status["restoring"].isString() || status["interrupted"].isObject() || !status["readable"].asBool() ||
-           !status["failed"].empty() || status["owed"].asUInt64() > 0 ||
+    return status["restoring"].isString() || status["interrupted"].isObject() ||
+           status["main_database"] == kUnreadable || !status["failed"].empty() ||
+           status["owed"].asUInt64() > 0 ||
            (last.isObject() && last["status"].isInt() && last["status"] != 0);
 }
 
@@ -70,7 +86,7 @@ Outcome RunStatus(const Arguments& /*arguments*/) {
     status["restoring"] = restoring == 0 ? Json::Value() : Json::Value(snapshot);
 
     Record::Facts facts;
-    status["readable"] = Record::Open(facts) != Record::State::SetAside;
+    status["main_database"] = InWords(Record::Open(facts));
     status["interrupted"] = Json::Value();
     if (facts.oldBuild && holder == 0)
         status["interrupted"]["old_build"] = *facts.oldBuild;
@@ -91,12 +107,14 @@ std::string PrintStatus(const Json::Value& result, const Arguments& /*arguments*
         say(Tone::Strong, "Process " + std::to_string(result["running"].asInt()) +
                               " works on this package now: an upgrade, a snapshot or a restore.");
     if (result["restoring"].isString())
-        say(Tone::Bad, "The restore of snapshot " + Escaped(result["restoring"].asString()) + " is not finished.");
-    if (!result["readable"].asBool())
-        say(Tone::Bad, "The main database cannot be read; whether an upgrade was interrupted cannot be told.");
+        say(Tone::Bad,
+            "The restore of snapshot " + Escaped(result["restoring"].asString()) + " is not finished.");
+    if (result["main_database"] == kUnreadable)
+        say(Tone::Bad,
+            "The main database cannot be read; whether an upgrade was interrupted cannot be told.");
     if (result["interrupted"].isObject())
-        say(Tone::Bad, "An upgrade from build " + std::to_string(result["interrupted"]["old_build"].asUInt()) +
-                           " was interrupted.");
+        say(Tone::Bad, "An upgrade from build " +
+                           std::to_string(result["interrupted"]["old_build"].asUInt()) + " was interrupted.");
     if (!result["failed"].empty()) {
         say(Tone::Bad, "Failed, and not repaired since:");
         TextTable table({">", ""}, 2);
@@ -107,9 +125,12 @@ std::string PrintStatus(const Json::Value& result, const Arguments& /*arguments*
         text += table.ToString();
     }
     if (result["owed"].asUInt64() > 0)
-        say(Tone::Bad, "Owed: " + Counted(result["owed_keys"].asUInt64(), "settings key", "settings keys") + ", " +
-                           Counted(result["owed_entries"].asUInt64(), "log entry", "log entries") + ".");
+        say(Tone::Bad, "Owed: " + Counted(result["owed_keys"].asUInt64(), "settings key", "settings keys") +
+                           ", " + Counted(result["owed_entries"].asUInt64(), "log entry", "log entries") +
+                           ".");
     const std::string last = Sentence(result["last"]);
+    if (result["main_database"] == kMissing)
+        say(Tone::Strong, "There is no main database, and nothing to upgrade in it.");
     if (text.empty() && result["next"].isNull())
         return Toned(Tone::Good, "Healthy.") + ' ' + last + '\n';
     text += last + '\n';

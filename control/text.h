@@ -35,7 +35,8 @@ std::string InBytes(unsigned long long bytes);
 class TextTable {
 public:
     struct Cell {
-        Cell(std::string_view content, Tone cellTone = Tone::Plain) : text(Escaped(content)), tone(cellTone) {}
+        Cell(std::string_view content, Tone cellTone = Tone::Plain)
+            : text(Escaped(content)), tone(cellTone) {}
         Cell(const char* content) : Cell(std::string_view(content)) {}
         Cell(const std::string& content) : Cell(std::string_view(content)) {}
 

@@ -79,11 +79,12 @@ protected:
         for (const auto& entry : fs::recursive_directory_iterator(Path(""))) {
             struct stat status {};
             EXPECT_EQ(0, lstat(entry.path().c_str(), &status));
-            entries[entry.path()] = StringPrintf("%llu %lld %lld.%ld %o ", static_cast<unsigned long long>(status.st_ino),
-                                                 static_cast<long long>(status.st_size),
-                                                 static_cast<long long>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec,
-                                                 status.st_mode) +
-                                    (S_ISREG(status.st_mode) ? ReadFile(entry.path()) : "");
+            entries[entry.path()] =
+                StringPrintf("%llu %lld %lld.%ld %o ", static_cast<unsigned long long>(status.st_ino),
+                             static_cast<long long>(status.st_size),
+                             static_cast<long long>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec,
+                             status.st_mode) +
+                (S_ISREG(status.st_mode) ? ReadFile(entry.path()) : "");
         }
         std::string text;
         for (const auto& [path, seen] : entries)
@@ -107,8 +108,8 @@ private:
     }
 };
 
-const std::string kReading[] = {"status", "plan 3000", "plan --sql 3000", "history", "check", "check --full",
-                                "migrations"};
+const std::string kReading[] = {"status", "plan 3000",    "plan --sql 3000", "history",
+                                "check",  "check --full", "migrations"};
 
 class ControlOnSample : public Control, public testing::WithParamInterface<const char*> {
 protected:
@@ -147,7 +148,8 @@ private:
             const std::string database = Path(std::string(kTargetDir) + repair["database"].asString());
             const std::string original = database + ".original";
             fs::copy_file(database, original);
-            EXPECT_EQ(0, VGDB::Executep(database, repair["sql"].asString(), nullptr, false, true, true, true, {}));
+            EXPECT_EQ(
+                0, VGDB::Executep(database, repair["sql"].asString(), nullptr, false, true, true, true, {}));
             VGDB::SchemaDifferences left;
             EXPECT_EQ(0, VGDB::CompareSchema(database, VGDB::GetSqlFile(database), left));
             EXPECT_EQ("", left.sql) << database;
@@ -202,7 +204,9 @@ INSTANTIATE_TEST_SUITE_P(Builds, ControlOnSample, testing::Values("2300", "3000"
 
 // --- an upgrade that was killed -----------------------------------------------------------------------------
 
-int ChangesCameras() { return VGDB::Execute(DB_SYSTEM, "UPDATE camera SET model = model || hex(zeroblob(4000));"); }
+int ChangesCameras() {
+    return VGDB::Execute(DB_SYSTEM, "UPDATE camera SET model = model || hex(zeroblob(4000));");
+}
 int ChangesLog() { return VGDB::Execute(DB_LOG, "INSERT INTO log(user) VALUES('x');"); }
 int DiesHere() { return kill(getpid(), SIGKILL); }
 
@@ -298,7 +302,8 @@ TEST_F(Control, RetriesTheRowsThatFailed) {
 
 TEST_F(Control, DeliversWhatIsOwed) {
     CreateNewSystem();
-    Sql(DB_SYSTEM, Record::MakeSql(false) + Record::OwedSql(KeyChange{std::string(kSettingsConf), "owed", "yes"}) +
+    Sql(DB_SYSTEM, Record::MakeSql(false) +
+                       Record::OwedSql(KeyChange{std::string(kSettingsConf), "owed", "yes"}) +
                        Record::FailedSql({.name = "Gone", .threshold = 7}));
     const Json::Value status = RunJson("status", 2);
     EXPECT_EQ(1, status["owed"].asInt());
@@ -314,12 +319,14 @@ TEST_F(Control, DeliversWhatIsOwed) {
 TEST_F(Control, ChecksDatabasesAndSettings) {
     CreateNewSystem();
     WriteSettings("a=\"1\"\n# comment\n\nno pair\na=2\nb=\"open\n");
-    Sql(DB_POS, "DROP TABLE pos; CREATE TABLE pos(id INTEGER PRIMARY KEY, name INTEGER); CREATE TABLE more(x);");
+    Sql(DB_POS,
+        "DROP TABLE pos; CREATE TABLE pos(id INTEGER PRIMARY KEY, name INTEGER); CREATE TABLE more(x);");
     fs::remove(VGDB::GetDBPath(DB_FACE));
     WriteFile(VGDB::GetDBPath(DB_EDGE), std::string(5000, 'x'));
-    Sql(DB_SNAPSHOT, "CREATE TABLE bulk(x); CREATE INDEX bulk_x ON bulk(x);"
-                     "INSERT INTO bulk WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)"
-                     " SELECT hex(randomblob(20)) FROM n;");
+    Sql(DB_SNAPSHOT,
+        "CREATE TABLE bulk(x); CREATE INDEX bulk_x ON bulk(x);"
+        "INSERT INTO bulk WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)"
+        " SELECT hex(randomblob(20)) FROM n;");
     const std::string damaged = VGDB::GetDBPath(DB_SNAPSHOT);
     std::string content = ReadFile(damaged);
     content.replace(content.size() / 2 / 4096 * 4096, 4096, std::string(4096, '\xff'));
@@ -335,11 +342,13 @@ TEST_F(Control, ChecksDatabasesAndSettings) {
     EXPECT_EQ("is no database\n", problems["@vigilo/edge.db"]);
     EXPECT_NE("", problems["@vigilo/snapshot.db"]);
     EXPECT_NE(std::string::npos, problems["pos.db"].find("missing column: pos."));
-    EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name")) << problems["pos.db"];
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name"))
+        << problems["pos.db"];
     EXPECT_EQ(std::string::npos, problems["pos.db"].find("more"));
-    EXPECT_EQ("line 4: holds no key with a value\nline 5: a stands twice, the first holds\n"
-              "line 6: the value of b has a quote that is not closed, or text behind it\n",
-              problems[std::string(kSettingsConf)]);
+    EXPECT_EQ(
+        "line 4: holds no key with a value\nline 5: a stands twice, the first holds\n"
+        "line 6: the value of b has a quote that is not closed, or text behind it\n",
+        problems[std::string(kSettingsConf)]);
     EXPECT_EQ(5u, problems.size());
 }
 
@@ -430,27 +439,30 @@ TEST_F(Control, RefusesAllButStatusWhileARestoreIsUnfinished) {
 
 TEST_F(Control, CompletesItsCommandsInBash) {
     const std::string script = Run("completion").out;
-    WriteFile(Path("/completion"), script + "COMP_WORDS=(vgupgradectl plan --s); COMP_CWORD=2; _vgupgradectl\n"
-                                            "echo \"${COMPREPLY[@]}\"\n"
-                                            "COMP_WORDS=(vgupgradectl --root / h); COMP_CWORD=3; _vgupgradectl\n"
-                                            "echo \"${COMPREPLY[@]}\"\n");
+    WriteFile(Path("/completion"), script +
+                                       "COMP_WORDS=(vgupgradectl plan --s); COMP_CWORD=2; _vgupgradectl\n"
+                                       "echo \"${COMPREPLY[@]}\"\n"
+                                       "COMP_WORDS=(vgupgradectl --root / h); COMP_CWORD=3; _vgupgradectl\n"
+                                       "echo \"${COMPREPLY[@]}\"\n");
     const std::string out = Path("/completed");
     ASSERT_EQ(0, std::system(("bash " + Path("/completion") + " >" + out).c_str()));
     EXPECT_EQ("--sql\nhistory\n", ReadFile(out));
 }
 
 TEST(ControlText, ShowsNoSecretAndNoControlCharacter) {
-    for (const char* const name : {"password", "smtp_passwd", "apiKey", "APIKey", "sid", "SIDPath", "wifi_psk",
-                                   "user_pwd", "Token", "mypasswordfield", "a.secret", "KEY"})
+    for (const char* const name : {"password", "smtp_passwd", "apiKey", "APIKey", "sid", "SIDPath",
+                                   "wifi_psk", "user_pwd", "Token", "mypasswordfield", "a.secret", "KEY"})
         EXPECT_TRUE(IsSecretName(name)) << name;
-    for (const char* const name : {"keyboard", "monkey", "inside", "passage", "side", "compass", "tokens", ""})
+    for (const char* const name :
+         {"keyboard", "monkey", "inside", "passage", "side", "compass", "tokens", ""})
         EXPECT_FALSE(IsSecretName(name)) << name;
     EXPECT_EQ("***", MaskedValue("api_key", "1"));
     EXPECT_EQ("{\"a\":[{\"authToken\":\"***\"}],\"b\":1}",
               MaskedValue("json", "{ \"a\": [ {\"authToken\": {\"x\": 1}} ], \"b\": 1 }"));
     EXPECT_EQ("{ \"a\": 1 }", MaskedValue("json", "{ \"a\": 1 }"));
 
-    EXPECT_EQ("a\\x1b[31m\\n\\u0085\\xff\\u202e\\x7f\xc3\xa9", Escaped("a\x1b[31m\n\xc2\x85\xff\xe2\x80\xae\x7f\xc3\xa9"));
+    EXPECT_EQ("a\\x1b[31m\\n\\u0085\\xff\\u202e\\x7f\xc3\xa9",
+              Escaped("a\x1b[31m\n\xc2\x85\xff\xe2\x80\xae\x7f\xc3\xa9"));
     TextTable table({">n", "text"});
     table.Add({"10", std::string(97, 'x') + " y"});
     EXPECT_EQ(" n  text\n10  " + std::string(96, 'x') + "\n    x y\n", table.ToString());
