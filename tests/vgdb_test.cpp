@@ -1,16 +1,21 @@
 #include "platform/vgdb/vgdb.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <list>
+#include <map>
 #include <set>
 #include <string>
 #include <thread>
 
+#include "platform/host/first_change.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
@@ -194,6 +199,313 @@ TEST_F(DataAccess, WaitsForABusyDatabase) {
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = n + 1 WHERE id = 1;"));
     other.join();
     EXPECT_EQ("2\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+}
+
+// Another process, as far as SQLite's locks are concerned.
+class Other {
+public:
+    explicit Other(DB_INSTANCE db) { sqlite3_open(VGDB::GetDBPath(db).c_str(), &m_db); }
+    Other(const Other&) = delete;
+    Other& operator=(const Other&) = delete;
+    ~Other() { sqlite3_close(m_db); }
+    int Run(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr); }
+
+private:
+    sqlite3* m_db = nullptr;
+};
+
+constexpr std::chrono::milliseconds kMoment{20};
+
+TEST_F(DataAccess, GuardsTellWhatIsNotThereFromWhatCannotBeRead) {
+    EXPECT_EQ(1, VGDB::FindTable(DB_SYSTEM, "T"));
+    EXPECT_EQ(0, VGDB::FindTable(DB_SYSTEM, "nowhere"));
+    EXPECT_EQ(1, VGDB::FindColumns(DB_SYSTEM, "t", {"id", "NAME"}));
+    EXPECT_EQ(0, VGDB::FindColumns(DB_SYSTEM, "t", {"id", "no_such"}));
+    EXPECT_EQ(0, VGDB::FindColumn(DB_SYSTEM, "nowhere", "id"));
+    EXPECT_EQ(0, VGDB::FindTable(DB_FACE, "t")) << "no such file";
+    EXPECT_EQ("", Log());
+
+    WriteFile(VGDB::GetDBPath(DB_POS), std::string(4096, 'x'));
+    fs::create_directory(VGDB::GetDBPath(DB_EDGE));
+    Other other(DB_SYSTEM);
+    ASSERT_EQ(SQLITE_OK, other.Run("BEGIN EXCLUSIVE"));
+    VGDB::SetPatience(kMoment, kMoment);
+    for (const DB_INSTANCE db : {DB_POS, DB_EDGE, DB_SYSTEM}) {
+        EXPECT_EQ(-1, VGDB::FindTable(db, "t")) << db;
+        EXPECT_EQ(-1, VGDB::FindColumn(db, "t", "id")) << db;
+        EXPECT_EQ(-1, VGDB::FindColumns(db, "t", {"id"})) << db;
+        EXPECT_GE(CountInLog(VGDB::GetDBPath(db) + ": "), 1) << db;
+    }
+}
+
+TEST_F(DataAccess, ProbesByReading) {
+    using enum VGDB::DBState;
+    EXPECT_EQ(Usable, VGDB::Probe(DB_SYSTEM));
+    EXPECT_EQ(Missing, VGDB::Probe(DB_FACE));
+    WriteFile(VGDB::GetDBPath(DB_LOG), "");
+    EXPECT_EQ(Usable, VGDB::Probe(DB_LOG)) << "an empty file is an empty database";
+    WriteFile(VGDB::GetDBPath(DB_POS), std::string(4096, 'x'));
+    EXPECT_EQ(NotADatabase, VGDB::Probe(DB_POS));
+    fs::create_directory(VGDB::GetDBPath(DB_EDGE));
+    EXPECT_EQ(Unreadable, VGDB::Probe(DB_EDGE));
+    VGDB::SetPatience(kMoment, kMoment);
+    Other other(DB_SYSTEM);
+    ASSERT_EQ(SQLITE_OK, other.Run("BEGIN EXCLUSIVE"));
+    EXPECT_EQ(Busy, VGDB::Probe(DB_SYSTEM));
+}
+
+TEST_F(DataAccess, HoldsATransactionOfManyTexts) {
+    VGDB::HoldTransaction(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5 WHERE id = 9;"));
+    EXPECT_FALSE(VGDB::HasHeldChanges(DB_SYSTEM)) << "no row was changed";
+    EXPECT_EQ(0, VGDB::ExecuteNow(DB_SYSTEM, "CREATE TABLE note(x);"));
+    EXPECT_EQ("0\n", Rows(DB_SYSTEM, "SELECT count(*) FROM note")) << "committed at once";
+
+    const long long before = VGDB::ChangedRows();
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+    EXPECT_NE(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 0; INSERT INTO nowhere VALUES(1);"));
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "CREATE TABLE u(x); INSERT INTO u SELECT n FROM t WHERE id = 1;"));
+    EXPECT_EQ(2, VGDB::ChangedRows() - before) << "a text that failed changes no row";
+    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM));
+    EXPECT_EQ(-1, VGDB::ExecuteNow(DB_SYSTEM, "INSERT INTO note VALUES(1);")) << "it would commit the rest";
+    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1")) << "nobody else sees it yet";
+    ASSERT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    EXPECT_EQ("12|12\n", Rows(DB_SYSTEM, "SELECT n, x FROM t, u WHERE id = 1"));
+    EXPECT_FALSE(VGDB::HasHeldChanges(DB_SYSTEM));
+
+    VGDB::HoldTransaction(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "DROP TABLE u;"));
+    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM)) << "no row, but the schema";
+    VGDB::RollbackHeld(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE u SET x = 13;")) << "the holding is over";
+    EXPECT_EQ("13\n", Rows(DB_SYSTEM, "SELECT x FROM u"));
+}
+
+TEST_F(DataAccess, WaitsForReadersAtTheCommit) {
+    Other reader(DB_SYSTEM);
+    const auto holdARow = [] {
+        VGDB::HoldTransaction(DB_SYSTEM);
+        return VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;");
+    };
+    ASSERT_EQ(SQLITE_OK, reader.Run("BEGIN; SELECT * FROM t"));
+    ASSERT_EQ(0, holdARow());
+    EXPECT_EQ(-1, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    EXPECT_EQ(SQLITE_OK, reader.Run("COMMIT; SELECT * FROM t"));
+    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+
+    ASSERT_EQ(SQLITE_OK, reader.Run("BEGIN; SELECT * FROM t"));
+    ASSERT_EQ(0, holdARow());
+    std::thread leaves([&reader] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+        reader.Run("COMMIT");
+    });
+    EXPECT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, std::chrono::seconds(20)));
+    leaves.join();
+    EXPECT_EQ("12\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+    EXPECT_EQ(1, CountInLog("(Execute): Waiting for " + VGDB::GetDBPath(DB_SYSTEM) +
+                            ", which another process holds.\n"));
+}
+
+// A full disk: a limit of the process's files, which SQLite meets when it writes out what it cannot keep.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
+TEST_F(DataAccess, NoticesThatSqliteHasRolledBackWhatIsHeld) {
+    Sql(DB_SYSTEM, "CREATE TABLE big(x)");
+    VGDB::HoldTransaction(DB_SYSTEM);
+    ASSERT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+    {
+        const FileSizeLimit full(1024 * 1024);
+        // Several statements: one alone would be undone alone.
+        EXPECT_EQ(-1,
+                  VGDB::Execute(DB_SYSTEM,
+                                "PRAGMA cache_size = 10; INSERT INTO big WITH RECURSIVE n(i) AS (VALUES(1) "
+                                "UNION ALL SELECT i + 1 FROM n LIMIT 4000) SELECT randomblob(1000) FROM n;"));
+    }
+    ASSERT_TRUE(VGDB::IsHeldLost(DB_SYSTEM));
+    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM));
+    EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 13 WHERE id = 1;"));
+    EXPECT_EQ(-1, VGDB::FindTable(DB_SYSTEM, "t"));
+    EXPECT_EQ(-1, VGDB::ExecuteNow(DB_SYSTEM, "UPDATE t SET n = 13 WHERE id = 1;"));
+    EXPECT_EQ(1, CountInLog(": its transaction was rolled back"));
+    EXPECT_EQ(-1, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 14 WHERE id = 1;")) << "told, it goes on";
+}
+
+TEST_F(DataAccess, WritesNoMoreToADamagedDatabase) {
+    Sql(DB_SYSTEM, "CREATE TABLE big(x); INSERT INTO big VALUES(zeroblob(20000)), (1)");
+    const std::string path = VGDB::GetDBPath(DB_SYSTEM);
+    const std::string rootPage =
+        Rows(DB_SYSTEM, "SELECT 4096 * (rootpage - 1) FROM sqlite_schema WHERE name = 'big'");
+    std::string bytes = ReadFile(path);
+    bytes.replace(std::stoul(rootPage), 100, std::string(100, '\xff'));
+    WriteFile(path, bytes);
+
+    VGDB::HoldTransaction(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+    DBResult_tag* rows = nullptr;
+    EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "SELECT * FROM big", &rows));
+    EXPECT_TRUE(VGDB::IsHeldLost(DB_SYSTEM));
+    VGDB::RollbackHeld(DB_SYSTEM);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+        EXPECT_EQ(1, VGDB::FindTable(DB_SYSTEM, "t")) << "what can be read is read";
+        VGDB::CloseAll();
+    }
+    EXPECT_EQ(1, CountInLog("(Execute): Damaged, not written to any more: " + path + "\n"));
+    EXPECT_EQ(bytes, ReadFile(path));
+
+    WriteFile(VGDB::GetDBPath(DB_POS), std::string(4096, 'x'));
+    EXPECT_EQ(-1, VGDB::Execute(DB_POS, "CREATE TABLE t(x);"));
+    EXPECT_EQ(1, CountInLog("Damaged, not written to any more: " + VGDB::GetDBPath(DB_POS) + "\n"));
+}
+
+TEST_F(DataAccess, RunsNothingOnADatabaseThatIsSetAside) {
+    VGDB::HoldTransaction(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+    VGDB::SetAside(DB_SYSTEM);
+    VGDB::RollbackHeld(DB_SYSTEM);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
+        EXPECT_EQ(-1, VGDB::FindTable(DB_SYSTEM, "t"));
+    }
+    EXPECT_EQ(1, CountInLog(VGDB::GetDBPath(DB_SYSTEM) + ": set aside"));
+    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+}
+
+TEST_F(DataAccess, AnnouncesTheFirstChangeBeforeItIsMade) {
+    int heard = 0;
+    const auto listen = [&heard] {
+        OnFirstChange([&heard] {
+            ++heard;
+            EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+            EXPECT_EQ(0, VGDB::ExecuteNow(DB_SYSTEM, "CREATE TABLE note" + std::to_string(heard) + "(x);"));
+        });
+    };
+    for (const bool held : {false, true}) {
+        Sql(DB_SYSTEM, "UPDATE t SET n = 11 WHERE id = 1");
+        const int before = heard;
+        const long long changed = VGDB::ChangedRows();
+        listen();
+        if (held)
+            VGDB::HoldTransaction(DB_SYSTEM);
+        EXPECT_EQ(
+            0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5 WHERE id = 9; CREATE TABLE IF NOT EXISTS t(x);"));
+        EXPECT_NE(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5; INSERT INTO nowhere VALUES(1);"));
+        EXPECT_EQ(before, heard) << "nothing has changed";
+        EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = n + 1 WHERE id = 1;"));
+        EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = n + 1 WHERE id = 1;"));
+        EXPECT_EQ(before + 1, heard);
+        EXPECT_EQ(2, VGDB::ChangedRows() - changed);
+        EXPECT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+        EXPECT_EQ("13\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+    }
+    OnFirstChange(nullptr);
+}
+
+TEST_F(DataAccess, GivesABusyDatabaseItsPatienceOnce) {
+    Other other(DB_SYSTEM);
+    ASSERT_EQ(SQLITE_OK, other.Run("BEGIN IMMEDIATE"));
+    const auto milliseconds = [](const char* sql) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, sql));
+        return (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
+    };
+    VGDB::SetPatience(std::chrono::milliseconds(400), std::chrono::seconds(10));
+    const char* const update = "UPDATE t SET n = 1;";
+    EXPECT_GE(milliseconds(update), 390);
+    EXPECT_LT(milliseconds(update), 300) << "it is held on purpose";
+    VGDB::SetPatience(std::chrono::seconds(10), std::chrono::milliseconds(200));
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "SELECT 1;")) << "it answers";
+    EXPECT_GE(milliseconds(update), 190);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "SELECT 1;"));
+    EXPECT_LT(milliseconds(update), 190) << "all the time is used up";
+}
+
+// All that stands in a folder and below, bytes included.
+std::map<std::string, std::string> Contents(const std::string& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        std::string& bytes = files[entry.path().string()];
+        std::ifstream file(entry.path(), std::ios::binary);
+        if (entry.is_regular_file())
+            bytes.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    return files;
+}
+
+TEST_F(DataAccess, ChangesNothingWhenItOnlyReads) {
+    const std::string target = fs::path(VGDB::GetDBPath(DB_SYSTEM)).parent_path().string();
+    const auto copyWithJournals = [](DB_INSTANCE from, DB_INSTANCE to) {
+        for (const char* const suffix : {"", "-journal", "-wal"})
+            if (fs::exists(VGDB::GetDBPath(from) + suffix))
+                fs::copy_file(VGDB::GetDBPath(from) + suffix, VGDB::GetDBPath(to) + suffix);
+    };
+    {
+        // What a killed process leaves: a log that was not checkpointed, and a journal that undoes a change.
+        Other log(DB_EDGE);
+        log.Run("PRAGMA journal_mode = WAL; CREATE TABLE t(n); INSERT INTO t VALUES(7)");
+        copyWithJournals(DB_EDGE, DB_LOG);
+        Sql(DB_FACE, "CREATE TABLE t(n); INSERT INTO t VALUES(7); CREATE TABLE big(x)");
+        Other journal(DB_FACE);
+        journal.Run(
+            "PRAGMA cache_size = 1; BEGIN; UPDATE t SET n = 8; INSERT INTO big WITH RECURSIVE n(i) AS "
+            "(VALUES(1) UNION ALL SELECT i + 1 FROM n LIMIT 100) SELECT randomblob(1000) FROM n");
+        copyWithJournals(DB_FACE, DB_POS);
+    }
+    ASSERT_TRUE(fs::exists(VGDB::GetDBPath(DB_LOG) + "-wal"));
+    ASSERT_TRUE(fs::exists(VGDB::GetDBPath(DB_POS) + "-journal"));
+    WriteFile(VGDB::GetDBPath(DB_BOOKMARK), "");
+    WriteFile(VGDB::GetDBPath(DB_BOOKMARK) + "-journal", "left");
+    const auto before = Contents(target);
+
+    VGDB::OpenReadOnly();
+    for (const DB_INSTANCE db : {DB_LOG, DB_POS}) {
+        std::string n;
+        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "SELECT n FROM t", n));
+        EXPECT_EQ("7", n) << db;
+    }
+    EXPECT_EQ(1, VGDB::FindTable(DB_SYSTEM, "t"));
+    EXPECT_EQ(0, VGDB::FindTable(DB_BOOKMARK, "t"));
+    EXPECT_EQ(0, VGDB::FindTable(DB_ARCHIVE, "t")) << "no such file";
+    for (const DB_INSTANCE db : {DB_SYSTEM, DB_LOG, DB_POS, DB_BOOKMARK}) {
+        EXPECT_EQ(-1, VGDB::Execute(db, "CREATE TABLE u(x);"));
+        EXPECT_EQ(-1, VGDB::Vacuum(db));
+    }
+    EXPECT_EQ(before, Contents(target));
+    VGDB::CloseAll();
+    EXPECT_EQ(before, Contents(target));
+}
+
+TEST_F(DataAccess, FlushesTheFoldersOfRepairsOnce) {
+    WriteFile(VGDB::GetDBPath(DB_POS), "");
+    VGDB::BeginRepairs();
+    for (const DB_INSTANCE db : {DB_SYSTEM, DB_POS}) {
+        std::string level;
+        EXPECT_EQ(0, VGDB::Execute(db, "CREATE TABLE repaired(x);"));
+        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "PRAGMA synchronous", level));
+        EXPECT_EQ(db == DB_POS ? "1" : "2", level);
+    }
+    EXPECT_EQ(0, VGDB::EndRepairs());
+    for (const DB_INSTANCE db : {DB_SYSTEM, DB_POS}) {
+        std::string level;
+        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "PRAGMA synchronous", level));
+        EXPECT_EQ("3", level) << "a commit is on disk when the call returns";
+    }
 }
 
 TEST_F(DataAccess, AppendsStatementsEndedBySemicolons) {

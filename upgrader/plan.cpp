@@ -67,7 +67,7 @@ void PlanRepair(Plan& plan, const Record::Facts& facts) {
         DatabaseRepair repair{.db = static_cast<DB_INSTANCE>(number)};
         repair.path = VGDB::GetDBPath(repair.db);
         repair.known = VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
-        Merge(repair.differences.missing, plan.missing[static_cast<size_t>(number)]);
+        Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);
         plan.repairs.push_back(std::move(repair));
     }
 }

@@ -16,7 +16,6 @@ struct DatabaseRepair {
     std::string path;
     bool known = false;  // false: the database or its schema file cannot be read
     VGDB::SchemaDifferences differences;
-    VGDB::MissingNames missing;
 };
 
 // Room on one file system, in bytes.

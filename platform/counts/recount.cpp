@@ -1,28 +1,8 @@
 #include "platform/counts/recount.h"
 
-#include <filesystem>
 #include <list>
-#include <set>
-#include <system_error>
 
 namespace {
-
-// Returns 1 when the table has all the columns, 0 when it does not, -1 when the database cannot be read.
-int HasColumns(DB_INSTANCE db, const std::string& table, const std::vector<std::string>& columns) {
-    std::error_code error;
-    if (!std::filesystem::exists(VGDB::GetDBPath(db), error) && !error)
-        return 0;
-    std::set<std::string> tables;
-    if (VGDB::GetTables(db, tables))
-        return -1;
-    if (!tables.contains(table))
-        return 0;
-    for (const std::string& column : columns) {
-        if (!VGDB::IsColumnExist(db, table, column))
-            return 0;
-    }
-    return 1;
-}
 
 std::vector<std::string> With(std::vector<std::string> columns, std::initializer_list<std::string> more) {
     columns.insert(columns.end(), more);
@@ -71,8 +51,8 @@ std::string ReplaceSql(const DayCount& count, const std::list<std::string>& rows
 
 int RecountByDay(const DayCount& count) {
     const int counted =
-        HasColumns(count.countedDb, count.countedTable, With(count.keyColumns, {count.timeColumn}));
-    const int countable = HasColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
+        VGDB::FindColumns(count.countedDb, count.countedTable, With(count.keyColumns, {count.timeColumn}));
+    const int countable = VGDB::FindColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
     if (counted <= 0 || countable <= 0)
         return counted < 0 || countable < 0 ? -1 : 0;
 

@@ -4,17 +4,20 @@
 
 namespace {
 
-bool g_diskError = false;
+unsigned g_diskErrors = 0;
+unsigned g_forgotten = 0;
 
 }  // namespace
 
-void NoteDiskError() { g_diskError = true; }
+void NoteDiskError() { ++g_diskErrors; }
 
 void NoteErrno(int error) {
     if (error == EIO)
         NoteDiskError();
 }
 
-bool HadDiskError() { return g_diskError; }
+unsigned DiskErrors() { return g_diskErrors; }
 
-void ForgetDiskErrors() { g_diskError = false; }
+bool HadDiskError() { return g_diskErrors != g_forgotten; }
+
+void ForgetDiskErrors() { g_forgotten = g_diskErrors; }

@@ -1,12 +1,19 @@
 #include "platform/vgdb/connection.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <memory>
+#include <new>
+#include <utility>
 
 #include "platform/host/disk_error.h"
+#include "platform/host/first_change.h"
+#include "platform/host/once_more.h"
 #include "platform/log/library_log.h"
+#include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"
 #include "platform/vgdb/vgdb.h"
 
@@ -15,6 +22,11 @@ namespace {
 constexpr size_t kShownOfStatement = 200;
 
 bool g_unitIsOpen = false;
+bool g_repairing = false;
+long long g_changedRows = 0;
+
+// Without the detail of an extended code.
+int Primary(int code) { return code & 0xff; }
 
 std::map<std::string, Connection>& Connections() {
     static std::map<std::string, Connection> connections;
@@ -38,17 +50,25 @@ enum class TextKind {
     Script,  // anything else
 };
 
-TextKind KindOf(sqlite3* db, const char* sql) {
+// Returns SQLite's result code when the database cannot be read.
+int FindKind(sqlite3* db, const char* sql, TextKind& kind) {
     Statement first;
     const char* tail = nullptr;
-    // What does not compile may need what an earlier statement creates, or is wrong: running it will tell.
-    if (first.Prepare(db, sql, &tail) != SQLITE_OK)
-        return TextKind::Script;
-    if (!first)
-        return TextKind::Blank;
+    kind = TextKind::Script;
+    if (const int code = first.Prepare(db, sql, &tail); code != SQLITE_OK) {
+        // What does not compile may need what an earlier statement creates, or is wrong: running it will
+        // tell.
+        return Primary(code) == SQLITE_ERROR ? SQLITE_OK : code;
+    }
+    if (!first) {
+        kind = TextKind::Blank;
+        return SQLITE_OK;
+    }
     Statement second;
     const bool more = second.Prepare(db, tail) != SQLITE_OK || second;
-    return !more && sqlite3_stmt_readonly(first.Get()) ? TextKind::Query : TextKind::Script;
+    if (!more && sqlite3_stmt_readonly(first.Get()))
+        kind = TextKind::Query;
+    return SQLITE_OK;
 }
 
 // Steps a statement to its end; keeps its rows when a result is wanted and it gives any.
@@ -90,26 +110,78 @@ std::vector<Connection*> AllConnections() {
     return all;
 }
 
-void CloseAllConnections() { Connections().clear(); }
+void CloseAllConnections() {
+    for (auto& [path, connection] : Connections())
+        connection.Close();
+}
 
-sqlite3* Connection::Handle() {
-    if (m_db)
-        return m_db.get();
+void ForgetAllConnections() { Connections().clear(); }
+
+long long Connection::ChangedRows() { return g_changedRows; }
+
+bool Connection::IsHolding() const { return m_holding || g_unitIsOpen; }
+
+// Whether nothing at all is run on the database now, which is logged once.
+bool Connection::IsRefused() {
+    if (!m_setAside && !m_held.lost)
+        return false;
+    if (!m_refusalTold)
+        LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(),
+                   m_setAside ? "set aside, nothing is run on it any more"
+                              : "its transaction was rolled back, nothing is run on it before that is known");
+    m_refusalTold = true;
+    return true;
+}
+
+sqlite3* Connection::Handle() { return MakeReady() == SQLITE_OK ? m_db.get() : nullptr; }
+
+int Connection::MakeReady() {
+    if (IsRefused())
+        return SQLITE_ABORT;
+    return m_db ? SQLITE_OK : OnceMore([this] { return Open(); });
+}
+
+int Connection::Open() {
+    std::string path = m_path;
+    int flags = SQLITE_OPEN_READWRITE;
+    if (IsReadOnly())
+        if (const int code = PrepareReading(m_path, m_busy, path, flags); code != SQLITE_OK) {
+            NoteResult(code);
+            return code;
+        }
     sqlite3* db = nullptr;
-    const int opened = OpenSqlite(m_path.c_str(), SQLITE_OPEN_READWRITE, &db);
+    int code = OpenSqlite(path.c_str(), flags, &db);
+    if (code == SQLITE_OK && flags == SQLITE_OPEN_READWRITE && sqlite3_db_readonly(db, "main") == 1) {
+        // SQLite takes what it can get. A file that could not be opened for writing for a moment must not
+        // stay so for the whole run.
+        sqlite3_close(db);
+        code = OpenSqlite(path.c_str(), flags, &db);
+    }
     m_db.reset(db);
-    sqlite3_busy_timeout(db, m_patienceMs);
+    if (code != SQLITE_OK) {
+        LogFailure("Open", "");
+        NoteErrno(sqlite3_system_errno(db));
+        m_db.reset();
+        return code;
+    }
     sqlite3_extended_result_codes(db, 1);
+    m_busy.Attach(db);
     // A commit is on disk only when the journal's removal is: EXTRA flushes the folder too. Without it a
     // power cut could bring the journal back, and with it the old rows, after a settings flag has been
     // written.
-    const char* const durable = "PRAGMA synchronous = EXTRA";
-    if (opened != SQLITE_OK || sqlite3_exec(db, durable, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        LogFailure("Open", opened != SQLITE_OK ? "" : durable);
-        SetPatience(sqlite3_errcode(db));
+    code = Exec("PRAGMA synchronous = EXTRA");
+    if (code != SQLITE_OK) {
+        NoteResult(code);
         m_db.reset();
     }
-    return m_db.get();
+    return code;
+}
+
+void Connection::Close() {
+    m_db.reset();
+    m_holding = false;
+    m_held = {};
+    m_attached.clear();
 }
 
 void Connection::LogFailure(const char* function, const char* sql) const {
@@ -119,23 +191,60 @@ void Connection::LogFailure(const char* function, const char* sql) const {
                length > kShownOfStatement ? "..." : "");
 }
 
-void Connection::SetPatience(int code) {
-    const int patience = (code & 0xff) == SQLITE_BUSY ? kShortPatienceMs : kPatienceMs;
-    if (patience != m_patienceMs)
-        sqlite3_busy_timeout(m_db.get(), patience);
-    m_patienceMs = patience;
+// What follows from the result of a statement, beside its failure.
+void Connection::NoteResult(int code) {
+    m_busy.NoteResult(code);
+    const int primary = Primary(code);
+    // A journal that cannot be opened beside a database that is open is the disk's fault too.
+    if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
+        NoteDiskError();
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB)
+        NoteDamage();
+    // After some failures (disk full, no memory, also those of a query) SQLite has rolled everything back.
+    if (m_held.open && sqlite3_get_autocommit(m_db.get()) != 0)
+        LoseHeld();
 }
 
-void Connection::AfterFailure(int code) {
-    SetPatience(code);
-    // A journal that cannot be opened beside a database that is open is the disk's fault too.
-    if ((code & 0xff) == SQLITE_IOERR || (code & 0xff) == SQLITE_CANTOPEN)
-        NoteDiskError();
+void Connection::NoteDamage() {
+    if (!m_damaged)
+        LibraryLog(__LINE__, "Execute", "Damaged, not written to any more: %s\n", m_path.c_str());
+    m_damaged = true;
+    if (m_held.open)
+        LoseHeld();
+}
+
+// Rolls back what is held. What it stood for is gone, which the program has to hear.
+void Connection::LoseHeld() {
+    if (sqlite3_get_autocommit(m_db.get()) == 0)
+        sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    m_held = {.open = false, .changed = false, .lost = m_held.changed};
+}
+
+void Connection::SetAside() {
+    if (m_held.open)
+        LoseHeld();
+    m_setAside = true;
+    m_refusalTold = false;
 }
 
 int Connection::Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params) {
     if (result)
         *result = nullptr;
+    try {
+        auto rows = std::make_unique<DBResult_tag>();
+        if (OnceMore([&] { return RunText(sql, result ? &rows : nullptr, params); }))
+            return -1;
+        if (result)
+            *result = rows.release();
+        return 0;
+    } catch (const std::exception& error) {
+        LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(), error.what());
+        return -1;
+    }
+}
+
+int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* rows,
+                        const std::list<std::string>& params) {
     if (sql.find('\0') != std::string::npos) {
         LibraryLog(__LINE__, "Execute", "%s: SQL text with a NUL byte is not run\n", m_path.c_str());
         return -1;
@@ -143,41 +252,79 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
     sqlite3* const db = Handle();
     if (!db)
         return -1;
-
-    std::unique_ptr<DBResult_tag> rows;
-    const TextKind kind = KindOf(db, sql.c_str());
-    int code = SQLITE_OK;
-    if (kind == TextKind::Query) {
-        code = RunStatements(sql.c_str(), result ? &rows : nullptr, params);
-    } else if (kind == TextKind::Script) {
-        code = RunInTransaction(sql.c_str(), result ? &rows : nullptr, params);
-    }
+    TextKind kind = TextKind::Blank;
+    bool unannounced = false;
+    int code = FindKind(db, sql.c_str(), kind);
     if (code != SQLITE_OK) {
-        AfterFailure(code);
-        return -1;
+        LogFailure("Execute", sql.c_str());
+    } else if (kind == TextKind::Query) {
+        code = RunStatements(sql.c_str(), rows, params);
+    } else if (kind == TextKind::Script) {
+        if (m_damaged)
+            return -1;
+        if (IsReadOnly()) {
+            LibraryLog(__LINE__, "Execute", "%s: this program changes nothing\n", m_path.c_str());
+            return -1;
+        }
+        code = RunInTransaction(sql.c_str(), rows, params, unannounced);
     }
-    SetPatience(code);
-    if (result)
-        *result = rows ? rows.release() : new DBResult_tag;
-    return 0;
+    NoteResult(code);
+    if (unannounced) {
+        AnnounceChange();
+        return RunText(sql, rows, params);
+    }
+    return code == SQLITE_OK ? 0 : -1;
 }
 
+// Many texts change nothing, and only a first run knows which. So a text that turns out to change something
+// before that was announced is undone, announced by the caller, and run again.
 int Connection::RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                                 const std::list<std::string>& params) {
-    int code = g_unitIsOpen && !m_inUnit ? BeginUnitTransaction() : SQLITE_OK;
-    if (code == SQLITE_OK)
-        code = Exec(m_inUnit ? "SAVEPOINT call" : "BEGIN IMMEDIATE");
-    if (code != SQLITE_OK)
+                                 const std::list<std::string>& params, bool& unannounced) {
+    const bool held = IsHolding();
+    const bool alone = !held || !m_held.open;  // nothing stands before the text in its transaction
+    if (const int code = BeginText(held); code != SQLITE_OK)
         return code;
-    code = RunStatements(sql, rows, params);
-    if (code == SQLITE_OK)
-        code = Exec(m_inUnit ? "RELEASE call" : "COMMIT");
-    // After some failures (disk full, no memory) SQLite has rolled everything back on its own.
-    const bool lost = sqlite3_get_autocommit(m_db.get()) != 0;
-    if (code != SQLITE_OK && !lost)
-        (void)Exec(m_inUnit ? "ROLLBACK TO call; RELEASE call" : "ROLLBACK");
-    m_unitLost = m_unitLost || (m_inUnit && lost);
-    return code;
+    const Mark before = Now();
+    int code = RunStatements(sql, rows, params);
+    const Mark after = Now();
+    unannounced = code == SQLITE_OK && after != before && IsFirstChangeAwaited();
+    if (code == SQLITE_OK && !unannounced)
+        code = Exec(held ? "RELEASE call" : "COMMIT");
+    if (code != SQLITE_OK || unannounced) {
+        UndoText(alone);
+        return code;
+    }
+    g_changedRows += after.rows - before.rows;
+    m_held.changed = m_held.changed || (held && after != before);
+    return SQLITE_OK;
+}
+
+int Connection::BeginText(bool held) {
+    if (!held) {
+        if (g_repairing)
+            SetRepairDurability();
+        return Exec("BEGIN IMMEDIATE");
+    }
+    if (!m_held.open) {
+        if (const int code = Exec("BEGIN IMMEDIATE"); code != SQLITE_OK)
+            return code;
+        m_held.open = true;
+    }
+    return Exec("SAVEPOINT call");
+}
+
+void Connection::UndoText(bool alone) {
+    if (sqlite3_get_autocommit(m_db.get()) == 0)
+        (void)Exec(alone ? "ROLLBACK" : "ROLLBACK TO call; RELEASE call");
+    if (alone)
+        m_held.open = false;
+}
+
+Connection::Mark Connection::Now() const {
+    Statement version;
+    const bool read =
+        version.Prepare(m_db.get(), "PRAGMA schema_version") == SQLITE_OK && version.Step() == SQLITE_ROW;
+    return {sqlite3_total_changes64(m_db.get()), read ? version.Int(0) : 0};
 }
 
 int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
@@ -187,10 +334,15 @@ int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* ro
         Statement statement;
         const char* tail = nullptr;
         int code = statement.Prepare(m_db.get(), sql, &tail);
-        if (code == SQLITE_OK && statement)
-            code = BindParams(statement, param, params.end());
-        if (code == SQLITE_OK && statement)
-            code = StepAll(statement, rows);
+        try {
+            if (code == SQLITE_OK && statement)
+                code = BindParams(statement, param, params.end());
+            if (code == SQLITE_OK && statement)
+                code = StepAll(statement, rows);
+        } catch (const std::bad_alloc&) {
+            LibraryLog(__LINE__, "Execute", "%s: no memory for the rows of a query\n", m_path.c_str());
+            return SQLITE_NOMEM;
+        }
         if (code != SQLITE_OK) {
             LogFailure("Execute", sql);
             return code;
@@ -200,72 +352,110 @@ int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* ro
     return SQLITE_OK;
 }
 
-void Connection::SetUnitOpen(bool open) { g_unitIsOpen = open; }
-
-bool Connection::IsUnitOpen() { return g_unitIsOpen; }
-
 int Connection::Exec(const std::string& sql) {
     const int code = sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr);
-    if (code != SQLITE_OK) {
+    if (code != SQLITE_OK)
         LogFailure("Execute", sql.c_str());
-        AfterFailure(code);
-    }
     return code;
 }
 
-int Connection::Attach(const std::string& path, const std::string& schema) {
-    if (std::find(m_attached.begin(), m_attached.end(), schema) != m_attached.end())
-        return 0;
-    if (!Handle() || (!m_inUnit && BeginUnitTransaction() != SQLITE_OK) ||
-        Exec("ATTACH " + VGDB::QuoteEscape(path) + " AS " + schema) != SQLITE_OK)
+int Connection::RunNow(const std::string& sql) {
+    if (m_held.changed || m_held.lost) {
+        LibraryLog(__LINE__, "ExecuteNow", "%s: a transaction is open\n", m_path.c_str());
         return -1;
-    m_attached.push_back(schema);
-    return 0;
+    }
+    // A transaction that has begun and changed nothing begins anew with the next text.
+    if (m_held.open && Exec("COMMIT") != SQLITE_OK)
+        return -1;
+    m_held.open = false;
+    const bool holding = std::exchange(m_holding, false);
+    const long long counted = g_changedRows;
+    const int result = Run(sql, nullptr, {});
+    g_changedRows = counted;
+    m_holding = holding;
+    return result;
 }
 
-int Connection::SchemaVersion() const {
-    Statement version;
-    return version.Prepare(m_db.get(), "PRAGMA schema_version") == SQLITE_OK && version.Step() == SQLITE_ROW
-               ? version.Int(0)
-               : 0;
-}
-
-int Connection::BeginUnitTransaction() {
-    if (const int code = Exec("BEGIN IMMEDIATE"); code != SQLITE_OK)
-        return code;
-    m_inUnit = true;
-    m_changesBefore = sqlite3_total_changes(m_db.get());
-    m_schemaBefore = SchemaVersion();
-    return SQLITE_OK;
-}
-
-bool Connection::HasUnitChanged() const {
-    return m_inUnit && (m_unitLost || sqlite3_total_changes(m_db.get()) != m_changesBefore ||
-                        SchemaVersion() != m_schemaBefore);
-}
-
-int Connection::CommitUnit() {
-    if (!m_inUnit)
-        return 0;
-    int code = m_unitLost ? SQLITE_ABORT : SQLITE_OK;
-    if (code == SQLITE_OK)
-        code = Exec("COMMIT");
-    RollbackUnit();
+int Connection::RunAlone(const char* sql) {
+    if (!Handle() || m_damaged || m_holding || IsReadOnly())
+        return -1;
+    AnnounceChange();
+    const int code = Exec(sql);
+    NoteResult(code);
     return code == SQLITE_OK ? 0 : -1;
 }
 
-void Connection::RollbackUnit() {
-    if (m_inUnit && sqlite3_get_autocommit(m_db.get()) == 0)
-        sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-    m_inUnit = false;
-    m_unitLost = false;
+int Connection::ReadSchema() {
+    return OnceMore([this] {
+        int code = MakeReady();
+        if (code == SQLITE_OK) {
+            code = Exec("SELECT 1 FROM sqlite_schema");
+            NoteResult(code);
+        }
+        return code;
+    });
+}
+
+int Connection::CommitHeld(std::chrono::milliseconds patience) {
+    int code = m_held.lost ? SQLITE_ABORT : SQLITE_OK;
+    if (m_held.open) {
+        m_busy.SetOwnPatience(patience);
+        code = Exec("COMMIT");
+        m_busy.SetOwnPatience(std::nullopt);
+        const bool stillOpen = sqlite3_get_autocommit(m_db.get()) == 0;
+        m_held.open = stillOpen;
+        NoteResult(code);
+    }
+    RollbackHeld();
+    return code == SQLITE_OK ? 0 : -1;
+}
+
+void Connection::RollbackHeld() {
+    if (m_held.open)
+        (void)Exec("ROLLBACK");
+    m_held = {};
+    m_holding = false;
+    m_refusalTold = m_setAside && m_refusalTold;
     for (const std::string& schema : m_attached)
         (void)Exec("DETACH " + schema);  // goes with the connection at the latest
     m_attached.clear();
 }
 
-int Connection::RunAlone(const char* sql) {
+void Connection::BeginRepairs() { g_repairing = true; }
+
+void Connection::SetRepairDurability() {
+    Statement pages;
+    const bool empty = pages.Prepare(m_db.get(), "PRAGMA page_count") == SQLITE_OK &&
+                       pages.Step() == SQLITE_ROW && pages.Int(0) == 0;
+    (void)Exec(empty ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL");
+    m_owesFolderFlush = true;
+}
+
+bool Connection::EndRepairs() {
+    g_repairing = false;
+    if (m_owesFolderFlush && m_db)
+        (void)Exec("PRAGMA synchronous = EXTRA");
+    return std::exchange(m_owesFolderFlush, false);
+}
+
+void Connection::ForgetRepairs() { g_repairing = false; }
+
+void Connection::SetUnitOpen(bool open) { g_unitIsOpen = open; }
+
+bool Connection::IsUnitOpen() { return g_unitIsOpen; }
+
+int Connection::Attach(const std::string& path, const std::string& schema) {
+    if (std::find(m_attached.begin(), m_attached.end(), schema) != m_attached.end())
+        return 0;
     if (!Handle())
         return -1;
-    return Exec(sql) == SQLITE_OK ? 0 : -1;
+    if (!m_held.open && Exec("BEGIN IMMEDIATE") != SQLITE_OK)
+        return -1;
+    m_held.open = true;
+    if (Exec("ATTACH " + VGDB::QuoteEscape(path) + " AS " + schema) != SQLITE_OK)
+        return -1;
+    m_attached.push_back(schema);
+    return 0;
 }
+
+int Connection::CommitUnit() { return CommitHeld(std::chrono::seconds(10)); }

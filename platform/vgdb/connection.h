@@ -1,18 +1,20 @@
 // One connection a database file.
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/vgdb/busy_wait.h"
 #include "platform/vgdb/statement.h"
 
 struct DBResult_tag;
 
 class Connection {
 public:
-    explicit Connection(std::string path) : m_path(std::move(path)) {}
+    explicit Connection(const std::string& path) : m_path(path), m_busy(path) {}
 
     // The connection of a path, for the rest of the run.
     static Connection& To(const std::string& path);
@@ -20,50 +22,99 @@ public:
     // Runs a text of any number of statements, whole or not at all. See VGDB::Executep.
     int Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params);
 
+    // The same with a transaction and a commit of its own. See VGDB::ExecuteNow.
+    int RunNow(const std::string& sql);
+
     // Runs one statement that SQLite refuses inside a transaction.
     int RunAlone(const char* sql);
 
-    // The open handle, or null (logged) when the file cannot be opened.
+    // Reads the schema from the file. Returns SQLite's result code; a failure is logged.
+    int ReadSchema();
+
+    // The open handle, or null (logged) when the file cannot be opened or nothing is run on it any more.
     sqlite3* Handle();
+
+    // Closes the file; what is known of it stays known. A transaction that is open is rolled back.
+    void Close();
 
     // Logs SQLite's text about the last failure, with the database and the beginning of the statement.
     void LogFailure(const char* function, const char* sql) const;
 
-    // Units: see VGDB::BeginUnit. The transaction of a unit begins with the first text that may write.
+    // See VGDB::HoldTransaction.
+    void Hold() { m_holding = true; }
+    [[nodiscard]] int CommitHeld(std::chrono::milliseconds patience);
+    void RollbackHeld();
+    bool HasHeldChanges() const { return m_held.changed || m_held.lost; }
+    bool IsHeldLost() const { return m_held.lost; }
+
+    void SetAside();
+    bool IsDamaged() const { return m_damaged; }
+
+    // See VGDB::BeginRepairs. EndRepairs tells whether commits wait for the flush of the file's folder.
+    static void BeginRepairs();
+    [[nodiscard]] bool EndRepairs();
+    static void ForgetRepairs();
+
+    // See VGDB::ChangedRows.
+    static long long ChangedRows();
+
+    const std::string& Path() const { return m_path; }
+
+    // Units: see VGDB::BeginUnit.
     static void SetUnitOpen(bool open);
     static bool IsUnitOpen();
 
     // Makes another database a schema of this connection until the unit ends.
     [[nodiscard]] int Attach(const std::string& path, const std::string& schema);
-    bool HasUnitChanged() const;
     [[nodiscard]] int CommitUnit();
-    void RollbackUnit();
 
 private:
-    int BeginUnitTransaction();
-    int Exec(const std::string& sql);
-    int SchemaVersion() const;
+    // How far the database has been changed, by this connection.
+    struct Mark {
+        sqlite3_int64 rows = 0;
+        int schema = 0;
+        bool operator==(const Mark&) const = default;
+    };
+
+    // What has become of the transaction that is held.
+    struct Held {
+        bool open = false;
+        bool changed = false;
+        bool lost = false;  // SQLite has rolled it back on its own
+    };
+
+    bool IsHolding() const;
+    bool IsRefused();
+    int MakeReady();
+    int Open();
+    int RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* rows,
+                const std::list<std::string>& params);
     int RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                         const std::list<std::string>& params);
+                         const std::list<std::string>& params, bool& unannounced);
     int RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
                       const std::list<std::string>& params);
-    void SetPatience(int code);
-    void AfterFailure(int code);
-
-    // A database that somebody else holds is waited for. One that stays held for so long is held on purpose
-    // (or forgotten): until it is free again, statements give it less, so that an upgrade with hundreds of
-    // them comes to its end.
-    static constexpr int kPatienceMs = 10'000;
-    static constexpr int kShortPatienceMs = 100;
+    int BeginText(bool held);
+    void UndoText(bool alone);
+    int Exec(const std::string& sql);
+    Mark Now() const;
+    void SetRepairDurability();
+    void NoteResult(int code);
+    void NoteDamage();
+    void LoseHeld();
 
     std::string m_path;
-    int m_patienceMs = kPatienceMs;
+    BusyWait m_busy;
     SqliteHandle m_db;
 
-    bool m_inUnit = false;    // the transaction of a unit has begun
-    bool m_unitLost = false;  // SQLite has rolled it back on its own
-    int m_changesBefore = 0;  // rows changed, and version of the schema, when it began
-    int m_schemaBefore = 0;
+    bool m_setAside = false;
+    bool m_damaged = false;
+    bool m_refusalTold = false;
+
+    bool m_holding = false;
+    Held m_held;
+
+    bool m_owesFolderFlush = false;
+
     std::vector<std::string> m_attached;  // schemas of other databases in the unit
 };
 
@@ -72,3 +123,6 @@ std::vector<Connection*> AllConnections();
 
 // Closes every connection; the next use opens anew.
 void CloseAllConnections();
+
+// Closes them, and forgets what is known of their files.
+void ForgetAllConnections();

@@ -1,4 +1,9 @@
+#include "platform/vgdb/instances.h"
+
+#include <sys/stat.h>
+
 #include <array>
+#include <cerrno>
 #include <filesystem>
 
 #include "platform/host/paths.h"
@@ -27,12 +32,32 @@ constexpr std::array<const char*, DB_INSTANCE_COUNT> kFiles = {
     "@vigilo/bookmark.db",
 };
 
+// Resolved once: every call of the library asks.
+std::array<std::string, DB_INSTANCE_COUNT> g_paths;
+
 }  // namespace
 
 std::string VGDB::GetDBPath(DB_INSTANCE db) {
-    return SysPath(kTargetDir) + kFiles.at(static_cast<size_t>(db));
+    std::string& path = g_paths.at(static_cast<size_t>(db));
+    if (path.empty())
+        path = SysPath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
+    return path;
 }
 
+void ForgetDBPaths() { g_paths = {}; }
+
+bool IsFileMissing(const std::string& dbPath) {
+    struct stat status {};
+    return stat(dbPath.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+std::string VGDB::GetDBName(DB_INSTANCE db) { return kFiles.at(static_cast<size_t>(db)); }
+
+// A link may have led to a file of another name.
 std::string VGDB::GetSqlFile(const std::string& dbPath) {
-    return SysPath(kSchemaDir) + std::filesystem::path(dbPath).stem().string() + ".sql";
+    std::filesystem::path name = dbPath;
+    for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
+        if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
+            name = GetDBName(static_cast<DB_INSTANCE>(db));
+    return SysPath(std::string(kSchemaDir) + name.stem().string() + ".sql");
 }

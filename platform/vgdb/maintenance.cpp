@@ -10,16 +10,32 @@
 #include "platform/log/library_log.h"
 #include "platform/settings/file_rewrite.h"
 #include "platform/vgdb/connection.h"
+#include "platform/vgdb/instances.h"
 #include "platform/vgdb/table_sql.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace {
 
-bool HasRow(const std::string& dbPath, const std::string& query) {
+// Whether the query gives a row: 1 or 0, also 0 when there is no database file; -1 when it cannot be told.
+int Find(const std::string& dbPath, const std::string& query) {
+    if (IsFileMissing(dbPath))
+        return 0;
     DBResult_tag* rows = nullptr;
-    const bool has = VGDB::Executep(dbPath, query, &rows) == 0 && VGDBNumRows(rows) > 0;
+    if (VGDB::Executep(dbPath, query, &rows))
+        return -1;
+    const int found = VGDBNumRows(rows) > 0 ? 1 : 0;
     VGDBFreeResult(rows);
-    return has;
+    return found;
+}
+
+int FindTable(const std::string& dbPath, const std::string& table) {
+    return Find(dbPath, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = " +
+                            VGDB::QuoteEscape(table) + " COLLATE NOCASE");
+}
+
+int FindColumn(const std::string& dbPath, const std::string& table, const std::string& column) {
+    return Find(dbPath, "SELECT 1 FROM pragma_table_xinfo(" + VGDB::QuoteEscape(table) +
+                            ") WHERE name = " + VGDB::QuoteEscape(column) + " COLLATE NOCASE");
 }
 
 int GetNames(DB_INSTANCE db, const char* type, std::set<std::string>& names) {
@@ -44,22 +60,31 @@ bool WriteAll(int fd, const std::string& text) {
 
 }  // namespace
 
-bool VGDB::CheckTableExist(const std::string& dbPath, const std::string& table) {
-    return HasRow(dbPath, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = " +
-                              QuoteEscape(table) + " COLLATE NOCASE");
+int VGDB::FindTable(DB_INSTANCE db, const std::string& table) { return ::FindTable(GetDBPath(db), table); }
+
+int VGDB::FindColumn(DB_INSTANCE db, const std::string& table, const std::string& column) {
+    return ::FindColumn(GetDBPath(db), table, column);
 }
 
-bool VGDB::CheckTableExist(DB_INSTANCE db, const std::string& table) {
-    return CheckTableExist(GetDBPath(db), table);
+int VGDB::FindColumns(DB_INSTANCE db, const std::string& table, const std::vector<std::string>& columns) {
+    for (const std::string& column : columns)
+        if (const int found = FindColumn(db, table, column); found <= 0)
+            return found;
+    return 1;
 }
+
+bool VGDB::CheckTableExist(const std::string& dbPath, const std::string& table) {
+    return ::FindTable(dbPath, table) == 1;
+}
+
+bool VGDB::CheckTableExist(DB_INSTANCE db, const std::string& table) { return FindTable(db, table) == 1; }
 
 bool VGDB::IsColumnExist(const std::string& dbPath, const std::string& table, const std::string& column) {
-    return HasRow(dbPath, "SELECT 1 FROM pragma_table_xinfo(" + QuoteEscape(table) +
-                              ") WHERE name = " + QuoteEscape(column) + " COLLATE NOCASE");
+    return ::FindColumn(dbPath, table, column) == 1;
 }
 
 bool VGDB::IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column) {
-    return IsColumnExist(GetDBPath(db), table, column);
+    return FindColumn(db, table, column) == 1;
 }
 
 int VGDB::GetTables(DB_INSTANCE db, std::set<std::string>& tables) { return GetNames(db, "table", tables); }
@@ -85,10 +110,11 @@ int VGDB::ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath) {
 }
 
 int VGDB::DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::string& sqlPath) {
-    if (!CheckTableExist(db, table)) {
+    const int found = FindTable(db, table);
+    if (found == 0)
         VG_LIB_LOG("%s: no table %s to dump\n", GetDBPath(db).c_str(), table.c_str());
+    if (found <= 0)
         return -1;
-    }
     Connection& connection = Connection::To(GetDBPath(db));
     std::string sql;
     if (AppendTableSql(connection.Handle(), table, sql)) {

@@ -209,7 +209,7 @@ int VGDB::GetMissingSql(const std::string& dbPath, const std::string& sqlFile, s
         return -1;
     }
     // Loads the schema of the database; what is wrong with the file shows here.
-    if (const char* const look = "SELECT 1 FROM sqlite_schema"; connection.RunAlone(look))
+    if (connection.ReadSchema() != SQLITE_OK)
         return -1;
 
     int result = 0;

@@ -11,11 +11,11 @@
 
 void VGDB::BeginUnit() { Connection::SetUnitOpen(true); }
 
-bool VGDB::HasUnitChanged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).HasUnitChanged(); }
+bool VGDB::HasUnitChanged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).HasHeldChanges(); }
 
 bool VGDB::HasUnitChanged() {
     const std::vector<Connection*> all = AllConnections();
-    return std::any_of(all.begin(), all.end(), [](const Connection* one) { return one->HasUnitChanged(); });
+    return std::any_of(all.begin(), all.end(), [](const Connection* one) { return one->HasHeldChanges(); });
 }
 
 int VGDB::CommitUnit() {
@@ -49,9 +49,8 @@ int VGDB::JoinUnit(DB_INSTANCE db, std::string& prefix) {
 
 void VGDB::RecoverJoined(DB_INSTANCE db) {
     // The first read of a database deals with its journal, which may still need the journal of both.
-    const char* const look = "SELECT 1 FROM sqlite_schema";
     const std::string main = GetDBPath(DB_SYSTEM);
-    if (Connection::To(main).RunAlone(look) || Connection::To(GetDBPath(db)).RunAlone(look))
+    if (Connection::To(main).ReadSchema() || Connection::To(GetDBPath(db)).ReadSchema())
         return;
     const std::filesystem::path path = main;
     const std::string ofBoth = path.filename().string() + "-mj";
@@ -64,6 +63,6 @@ void VGDB::RecoverJoined(DB_INSTANCE db) {
 
 void VGDB::RollbackUnit() {
     for (Connection* const one : AllConnections())
-        one->RollbackUnit();
+        one->RollbackHeld();
     Connection::SetUnitOpen(false);
 }

@@ -1,6 +1,8 @@
 #include "platform/vgdb/vgdb.h"
 
 #include "platform/vgdb/connection.h"
+#include "platform/vgdb/instances.h"
+#include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"
 
 bool VGDB::g_blCheckNonRecMode = true;
@@ -75,7 +77,45 @@ int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std:
     return 0;
 }
 
-void VGDB::CloseAll() { CloseAllConnections(); }
+long long VGDB::ChangedRows() { return Connection::ChangedRows(); }
+
+void VGDB::HoldTransaction(DB_INSTANCE db) { Connection::To(GetDBPath(db)).Hold(); }
+
+int VGDB::CommitHeld(DB_INSTANCE db, std::chrono::milliseconds patience) {
+    return Connection::To(GetDBPath(db)).CommitHeld(patience);
+}
+
+void VGDB::RollbackHeld(DB_INSTANCE db) { Connection::To(GetDBPath(db)).RollbackHeld(); }
+
+bool VGDB::HasHeldChanges(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).HasHeldChanges(); }
+
+bool VGDB::IsHeldLost(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsHeldLost(); }
+
+int VGDB::ExecuteNow(DB_INSTANCE db, const std::string& sql) {
+    return Connection::To(GetDBPath(db)).RunNow(sql);
+}
+
+void VGDB::SetAside(DB_INSTANCE db) { Connection::To(GetDBPath(db)).SetAside(); }
+
+void VGDB::SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds together) {
+    BusyWait::SetPatience(each, together);
+}
+
+void VGDB::OpenReadOnly() { SetReadOnly(true); }
+
+void VGDB::CloseAll() {
+    CloseAllConnections();
+    RemoveReadingCopies();
+    ForgetDBPaths();
+}
+
+void VGDB::StartAnew() {
+    CloseAll();
+    ForgetAllConnections();
+    Connection::ForgetRepairs();
+    BusyWait::SetUsualPatience();
+    SetReadOnly(false);
+}
 
 void AppendSqlCommand(std::string& batch, const std::string& statement) {
     batch += statement;

@@ -6,15 +6,19 @@
 //     returns 0;
 //   - a result is read whole into memory before the call returns;
 //   - a busy database is waited for;
+//   - what fails for a moment (an input/output error) is tried once more;
+//   - a database in which SQLite has met damage is not written to any more in this run;
 //   - a failure is logged here, with SQLite's own text, the database and the statement's beginning, before a
 //     call returns non-zero;
 //   - a database that does not exist is not created, and its journal mode is never changed.
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 // The package's database files, in the order in which they are repaired.
 enum DB_INSTANCE : int {
@@ -73,7 +77,10 @@ extern bool g_blCheckNonRecMode;
 
 std::string GetDBPath(DB_INSTANCE db);
 
-// The schema file that describes the database file: its name without ".db" under the package's schema folder.
+// The database for people: its file below the package's target folder, "@vigilo/log.db".
+std::string GetDBName(DB_INSTANCE db);
+
+// The schema file that describes the database file: its name in the package without ".db" under the schema folder.
 std::string GetSqlFile(const std::string& dbPath);
 
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
@@ -95,6 +102,10 @@ std::string GetSqlFile(const std::string& dbPath);
                            bool = false, bool = true, bool = true, bool = true,
                            const std::list<std::string>& params = {});
 
+// Rows that successful texts and their triggers have changed so far, in all databases together. Those of
+// ExecuteNow do not count.
+long long ChangedRows();
+
 // True when the field's text is "1", "t", "true", "y", "yes" or "on" in any case, or another number than 0.
 bool FetchFieldAsBool(const DBResult_tag* result, unsigned int row, const char* column);
 
@@ -110,7 +121,14 @@ std::string EscapeSpecialChars(const std::string& value);
 // "1" or "0".
 std::string Bool2SqlString(bool value);
 
-// Whether the database has the table, or the table the column; false also when the database cannot be read.
+// Guards: 1 when the table, or all the columns of the table, are there; 0 when not, also when there is no
+// such database file; -1, logged, when it cannot be told.
+[[nodiscard]] int FindTable(DB_INSTANCE db, const std::string& table);
+[[nodiscard]] int FindColumn(DB_INSTANCE db, const std::string& table, const std::string& column);
+[[nodiscard]] int FindColumns(DB_INSTANCE db, const std::string& table,
+                              const std::vector<std::string>& columns);
+
+// The same for those who may not care why: false also when the database cannot be read.
 bool CheckTableExist(DB_INSTANCE db, const std::string& table);
 bool CheckTableExist(const std::string& dbPath, const std::string& table);
 bool IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column);
@@ -145,6 +163,66 @@ std::string GetIdxName(const std::string& table, const std::list<std::string>& c
 // The statement that, sent with an INSERT in one call, gives the new row's id in column "id".
 std::string GetReturnIdStatement();
 
+// Holding. From HoldTransaction on, the texts of one database are savepoints of one transaction: each is
+// whole or not at all, sees what was written before it, and is on disk when CommitHeld returns 0; one that
+// fails leaves the earlier ones. The transaction begins with the first text that writes.
+void HoldTransaction(DB_INSTANCE db);
+
+// Ends the holding. Readers are waited for up to the patience, while no other writer can come in between.
+// Returns 0 also when there is nothing to commit; -1 when everything was rolled back. One case is neither: a
+// commit whose very last flush fails is reported as failed, but stands. Who must know keeps a fact in the
+// database that the transaction changes, and reads it back after a failure.
+[[nodiscard]] int CommitHeld(DB_INSTANCE db, std::chrono::milliseconds patience);
+
+// Ends the holding and undoes what was written in it.
+void RollbackHeld(DB_INSTANCE db);
+
+// Whether a text has changed something since the holding began.
+bool HasHeldChanges(DB_INSTANCE db);
+
+// Whether changes that were held are gone: SQLite has rolled them back on its own (disk full, no memory, an
+// input/output error), or the database turned out to be damaged. Every call to it then fails, until
+// RollbackHeld.
+bool IsHeldLost(DB_INSTANCE db);
+
+// Runs a text in a transaction and a commit of its own, also while a transaction is to be held that has not
+// changed anything yet; -1 (logged) when one has.
+[[nodiscard]] int ExecuteNow(DB_INSTANCE db, const std::string& sql);
+
+// From now on every call to the database fails, for the rest of the run. What is held in it is lost.
+void SetAside(DB_INSTANCE db);
+
+// Whether SQLite has met damage in the database.
+bool IsDamaged(DB_INSTANCE db);
+
+enum class DBState {
+    Usable,
+    Missing,       // no such file
+    NotADatabase,  // junk
+    Busy,
+    Unreadable,  // anything else: damaged, no rights, an input/output error
+};
+
+// Looks by reading the schema. What is wrong is logged, but for a file that is missing.
+DBState Probe(DB_INSTANCE db);
+
+// A busy database is waited for, by each statement up to `each`, by all together up to `together`, counted
+// from now on. One that stays busy for so long, or is met when the time is used up, is given a tenth of a
+// second a statement until it is free. Without a call: ten seconds each.
+void SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds together);
+
+// Repairs. Between the two calls, what is committed outside a held transaction is whole in any case, but may
+// be undone by a power cut before EndRepairs has returned 0: the last flush of a commit, that of the folder
+// in which its journal was removed, is done once for all databases of a folder. So what a program notes of
+// repairs elsewhere, it notes after EndRepairs. Databases that were empty save one flush more.
+void BeginRepairs();
+[[nodiscard]] int EndRepairs();
+
+// From now on this process changes nothing: a text that writes fails at once, and neither a database nor a
+// file beside one is changed or made. A database whose reading alone would do so (a journal to be played
+// back, write-ahead logging) is read in a private copy in the temporary folder, which goes with CloseAll.
+void OpenReadOnly();
+
 // Units. Between BeginUnit and CommitUnit or RollbackUnit the calls of this library are still whole or not at
 // all each, and see what was written before them, but are on disk only when CommitUnit returns 0: together,
 // for the texts of one database. Several databases commit one after another, the main database last.
@@ -177,8 +255,13 @@ void RecoverJoined(DB_INSTANCE db);
 int UniqueKey2PrimaryKey();
 
 // Closes every connection; the next call of any operation opens its database anew. A program calls it before
-// it ends, so that no -journal or -wal file of its own is left.
+// it ends, so that no -journal or -wal file of its own is left. What is held is rolled back; damage and
+// databases that were set aside stay known.
 void CloseAll();
+
+// Closes every connection and begins a new run: nothing is known of any database, all settings of this
+// library are as at the start of the process.
+void StartAnew();
 
 }  // namespace VGDB
 

@@ -37,7 +37,7 @@ void Exec(const std::string& path, std::string_view sql) {
 }  // namespace
 
 SystemTree::SystemTree() {
-    VGDB::CloseAll();
+    VGDB::StartAnew();
     const std::string root = Path("");
     for (const auto& entry : fs::directory_iterator(root))
         fs::remove_all(entry.path());

@@ -1,0 +1,54 @@
+// Fewer flushes for many small commits.
+//
+// A commit that must be on disk when it returns (synchronous = EXTRA) flushes journal, database and folder,
+// the folder a last time after the removal of the journal: a journal that a power cut brings back undoes the
+// commit, and nothing else. Repairs are undone so without harm until somebody counts on them, and that is
+// after EndRepairs, which flushes each folder once.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "platform/host/disk_error.h"
+#include "platform/host/once_more.h"
+#include "platform/log/library_log.h"
+#include "platform/vgdb/connection.h"
+#include "platform/vgdb/vgdb.h"
+
+namespace {
+
+// Some file systems do not flush folders, and need not.
+bool IsUnsupported(int error) { return error == EINVAL || error == ENOTSUP; }
+
+int FlushFolder(const std::string& path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool flushed = fd >= 0 && (fsync(fd) == 0 || IsUnsupported(errno));
+    if (!flushed) {
+        NoteErrno(errno);
+        LibraryLog(__LINE__, "EndRepairs", "Cannot flush %s: %s\n", path.c_str(), std::strerror(errno));
+    }
+    if (fd >= 0)
+        close(fd);
+    return flushed ? 0 : -1;
+}
+
+}  // namespace
+
+void VGDB::BeginRepairs() { Connection::BeginRepairs(); }
+
+int VGDB::EndRepairs() {
+    std::set<std::string> folders;
+    for (Connection* const connection : AllConnections())
+        if (connection->EndRepairs())
+            folders.insert(std::filesystem::path(connection->Path()).parent_path().string());
+    int result = 0;
+    for (const std::string& folder : folders)
+        if (OnceMore([&folder] { return FlushFolder(folder); }))
+            result = -1;
+    return result;
+}
