@@ -19,7 +19,6 @@
 #include "platform/files/files.h"
 #include "platform/files/folder.h"
 #include "platform/files/rename_entry.h"
-#include "platform/files/resolve_path.h"
 #include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
 
@@ -43,7 +42,7 @@ protected:
         std::set<std::string> names;
         for (const auto& entry : fs::directory_iterator(folder))
             names.insert(entry.path().filename());
-        return JoinStrings({names.begin(), names.end()}, " ");
+        return JoinStrings(names, " ");
     }
 
     const std::string m_from = Path("/from");
@@ -284,26 +283,6 @@ TEST_F(FileTree, RenamesByLinkWhereTheFileSystemKnowsNoOtherWay) {
     EXPECT_EQ("file folder full link taken", Names(m_to));
     EXPECT_EQ("new", ReadFile(m_to + "/taken"));
     EXPECT_TRUE(fs::is_symlink(m_to + "/link"));
-}
-
-TEST_F(FileTree, ResolvesPathsAsASystemWithThePrefixAsRoot) {
-    fs::create_directories(Path("/volume1/vigilo/sub"));
-    fs::create_directories(Path("/var/services"));
-    fs::create_symlink("/volume1/vigilo", Path("/var/services/absolute"));
-    fs::create_symlink("../../volume1/./vigilo/", Path("/var/services/relative"));
-    fs::create_symlink("../../../../../../volume1", Path("/var/services/above"));
-    fs::create_symlink("loop", Path("/var/services/loop"));
-    const std::map<std::string, std::string> cases = {
-        {"/var/services/absolute/x", "/volume1/vigilo/x"},
-        {"/var/services/absolute", "/var/services/absolute"},
-        {"/var/services/absolute/", "/volume1/vigilo/"},
-        {"/var/services/relative/sub/x", "/volume1/vigilo/sub/x"},
-        {"/var/services/above/vigilo/x", "/volume1/vigilo/x"},
-        {"/no/such/folder", "/no/such/folder"},
-        {"/var/services/loop/x", "/var/services/loop/x"},
-    };
-    for (const auto& [path, resolved] : cases)
-        EXPECT_EQ(Path(resolved), ResolvePath(path)) << path;
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ UpgradeLock::~UpgradeLock() {
 }
 
 bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
-    const std::string folder = SysPath(kTargetDir);
+    const std::string folder = ResolvePath(kTargetDir);
     m_folder = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (m_folder < 0) {
         LogMessage(site, "Cannot open %s: %s\n", folder.c_str(), std::strerror(errno));

@@ -124,8 +124,7 @@ int DeliverEntries(long long count, std::string& strike) {
 
 void Outbox::Collect(const std::vector<KeyChange>& owed) {
     Stop();
-    PendingKeys::Collect();
-    PendingKeys::Show(owed);
+    PendingKeys::Collect(owed);
 }
 
 void Outbox::Stop() {

@@ -87,14 +87,13 @@ struct ReadColumn {
         value = field ? Number(std::strtoll(field, nullptr, 10)) : std::nullopt;
     }
     void operator()(const char* column, IdSet& ids) const {
-        const char* field = VGDBFetchField(rows, row, column);
-        ids = String2IdSet(field ? field : "");
+        ids = String2IdSet(OrEmpty(VGDBFetchField(rows, row, column)));
     }
 };
 
 std::string SqlValue(const Text& value) { return value ? VGDB::QuoteEscape(*value) : "NULL"; }
 std::string SqlValue(const Number& value) { return value ? std::to_string(*value) : "NULL"; }
-std::string SqlValue(const IdSet& ids) { return VGDB::QuoteEscape(IdSet2String(ids)); }
+std::string SqlValue(const IdSet& ids) { return VGDB::QuoteEscape(JoinStrings(ids, ",")); }
 
 // Collects "column = value, ..." of an UPDATE.
 struct Assignments {
@@ -142,7 +141,7 @@ void SetAccess(IdSet& denied, int id, bool grant) {
 
 // Three queries however many profiles there are.
 int PrivProfile::LoadList(const PrivProfileFilterRule& rule, std::list<PrivProfile>& profiles) {
-    const std::string among = rule.ids.empty() ? "" : " IN (" + IdSet2String(rule.ids) + ")";
+    const std::string among = rule.ids.empty() ? "" : " IN (" + JoinStrings(rule.ids, ",") + ")";
     const std::string byObject = among.empty() ? ";" : " WHERE privprofile_id" + among + ";";
     DBRows profileRows, cameraRows, doorRows;
     if (QueryRows(

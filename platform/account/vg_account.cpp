@@ -4,7 +4,7 @@
 #include "platform/vgdb/rows.h"
 
 std::list<VGAccount> GetAccList(const AccFilterRule& rule) {
-    const std::string among = rule.ids.empty() ? "" : " WHERE id IN (" + IdSet2String(rule.ids) + ")";
+    const std::string among = rule.ids.empty() ? "" : " WHERE id IN (" + JoinStrings(rule.ids, ",") + ")";
     DBRows rows;
     if (QueryRows(DB_SYSTEM,
                   "SELECT id, name, privprofileid, privprofileids FROM account" + among + " ORDER BY id;",
@@ -13,8 +13,7 @@ std::list<VGAccount> GetAccList(const AccFilterRule& rule) {
     std::list<VGAccount> accounts;
     for (unsigned int row = 0; VGDBFetchRow(rows.get(), &row) == 0;) {
         const auto text = [&rows, row](const char* column) {
-            const char* field = VGDBFetchField(rows.get(), row, column);
-            return std::string(field ? field : "");
+            return std::string(OrEmpty(VGDBFetchField(rows.get(), row, column)));
         };
         VGAccount& account = accounts.emplace_back();
         account.m_id = String2Int(text("id").c_str());

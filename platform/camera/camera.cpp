@@ -9,8 +9,7 @@ constexpr const char* kNameColumn = "name";
 constexpr const char* kNotifyScheduleColumn = "notifyschedule";
 
 std::string Field(const DBRows& rows, unsigned int row, const char* column) {
-    const char* text = VGDBFetchField(rows.get(), row, column);
-    return text ? text : "";
+    return OrEmpty(VGDBFetchField(rows.get(), row, column));
 }
 
 std::string ListQuery(const CamFilterRule& rule) {
@@ -20,7 +19,7 @@ std::string ListQuery(const CamFilterRule& rule) {
             columns += StringPrintf(", %s", column);
     std::string condition;
     if (!rule.ids.empty())
-        condition = " WHERE id IN (" + IdSet2String(rule.ids) + ")";
+        condition = " WHERE id IN (" + JoinStrings(rule.ids, ",") + ")";
     return "SELECT " + columns + " FROM " + gszTableCamera + condition + " ORDER BY id;";
 }
 

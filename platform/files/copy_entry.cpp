@@ -1,7 +1,6 @@
 #include "platform/files/copy_entry.h"
 
 #include <fcntl.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,6 +8,8 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/files/attributes.h"
+#include "platform/files/file_io.h"
 #include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 
@@ -22,74 +23,20 @@ int LogFailure(const std::string& from, const std::string& to) {
     return -1;
 }
 
-// Reads until the block is full or the file ends; negative on failure.
-ssize_t ReadBlock(int fd, std::vector<char>& block) {
-    size_t filled = 0;
-    while (filled < block.size()) {
-        const ssize_t count = read(fd, block.data() + filled, block.size() - filled);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return -1;
-        if (count == 0)
-            break;
-        filled += static_cast<size_t>(count);
-    }
-    return static_cast<ssize_t>(filled);
-}
-
-bool WriteAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t count = write(fd, data, size);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return false;
-        data += count;
-        size -= static_cast<size_t>(count);
-    }
-    return true;
-}
-
 bool CopyContent(int from, int to) {
     std::vector<char> block(kBlockSize);
     for (;;) {
         const ssize_t count = ReadBlock(from, block);
         if (count <= 0)
             return count == 0;
-        if (!WriteAll(to, block.data(), static_cast<size_t>(count)))
+        if (!WriteAll(to, {block.data(), static_cast<size_t>(count)}))
             return false;
     }
 }
 
-// Extended attributes hold access lists and the like. One that the other file system cannot take is left out,
-// as the owner, the mode and the content matter more than having the entry stay behind.
-void CopyExtendedAttributes(int from, int to) {
-    const ssize_t namesSize = flistxattr(from, nullptr, 0);
-    if (namesSize <= 0)
-        return;
-    std::vector<char> names(static_cast<size_t>(namesSize));
-    const ssize_t namesRead = flistxattr(from, names.data(), names.size());
-    for (ssize_t at = 0; at < namesRead;
-         at += static_cast<ssize_t>(std::strlen(&names[static_cast<size_t>(at)])) + 1) {
-        const char* name = &names[static_cast<size_t>(at)];
-        const ssize_t size = fgetxattr(from, name, nullptr, 0);
-        if (size < 0)
-            continue;
-        std::vector<char> value(static_cast<size_t>(size));
-        const ssize_t read = fgetxattr(from, name, value.data(), value.size());
-        if (read >= 0)
-            (void)fsetxattr(to, name, value.data(), static_cast<size_t>(read), 0);
-    }
-}
-
-// The owner first: a change of owner clears the set-id bits of the mode.
 bool CopyAttributes(int from, const struct stat& status, int to) {
-    if (fchown(to, status.st_uid, status.st_gid) != 0 || fchmod(to, status.st_mode & 07777) != 0)
-        return false;
-    CopyExtendedAttributes(from, to);
     const std::array<timespec, 2> times = {status.st_atim, status.st_mtim};
-    return futimens(to, times.data()) == 0;
+    return CopyOwnerAndMode(from, status, to) && futimens(to, times.data()) == 0;
 }
 
 bool IsUnchanged(int fd, const struct stat& before) {
@@ -110,7 +57,7 @@ bool CopyFile(const Folder& from, const std::string& name, const Folder& to, con
         return false;
     const UniqueFd copy(openat(to.Fd(), copyName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     return copy && CopyContent(source.Get(), copy.Get()) && IsUnchanged(source.Get(), status) &&
-           CopyAttributes(source.Get(), status, copy.Get()) && fsync(copy.Get()) == 0;
+           CopyAttributes(source.Get(), status, copy.Get()) && Flush(copy.Get());
 }
 
 bool CopyLink(const Folder& from, const std::string& name, const struct stat& status, const Folder& to,
@@ -160,7 +107,7 @@ int CopyEntry(const Folder& from, const std::string& name, const Folder& to, con
     if (!from.Stat(name, status))
         return LogFailure(from.PathOf(name), to.PathOf(copyName));
     if (S_ISDIR(status.st_mode))
-        return from.IsMountPoint(status) ? 0 : CopyFolder(from, name, status, to, copyName);
+        return from.IsMountPoint(name, status) ? 0 : CopyFolder(from, name, status, to, copyName);
     if ((S_ISREG(status.st_mode) && !CopyFile(from, name, to, copyName)) ||
         (S_ISLNK(status.st_mode) && !CopyLink(from, name, status, to, copyName)))
         return LogFailure(from.PathOf(name), to.PathOf(copyName));
@@ -183,5 +130,5 @@ bool HaveSameContent(const Folder& from, const Folder& to, const std::string& na
     const UniqueFd firstFile = from.OpenFile(name);
     const UniqueFd secondFile = to.OpenFile(name);
     return firstFile && secondFile && HaveSameBytes(firstFile.Get(), secondFile.Get()) &&
-           fsync(secondFile.Get()) == 0;
+           Flush(secondFile.Get());
 }

@@ -5,21 +5,19 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <vector>
 
 #include "platform/files/copy_entry.h"
-#include "platform/files/folder.h"
+#include "platform/files/place.h"
 #include "platform/files/rename_entry.h"
 #include "platform/host/disk_error.h"
+#include "platform/host/first_change.h"
 #include "platform/log/library_log.h"
 
 namespace {
 
 // A copy under way, in the destination's folder. The next move into that folder removes one that was left.
 constexpr const char* kTemporaryName = ".vgupgrader.moving";
-
-bool IsAbsent(int error) { return error == ENOENT || error == ENOTDIR; }
 
 int LogStays(const Folder& from, const std::string& name, const Folder& to, const char* reason) {
     NoteErrno(errno);
@@ -36,26 +34,6 @@ int LogNotRemoved(const std::string& path) {
 int LogNotFlushed(const std::string& path) {
     NoteErrno(errno);
     VG_LIB_LOG("Failed to flush %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return -1;
-}
-
-// An entry by the open folder that holds it.
-struct Place {
-    Folder folder;
-    std::string name;
-};
-
-// Returns 1 when the entry is there, 0 when it is not, -1 (logged) when that cannot be told.
-int Find(const std::string& path, Place& place, struct stat& status) {
-    const std::filesystem::path entry = path;
-    const std::string parent = entry.parent_path();
-    place.name = entry.filename();
-    place.folder = Folder::Open(parent);
-    if (place.folder && place.folder.Stat(place.name, status))
-        return 1;
-    if (IsAbsent(errno))
-        return 0;
-    VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
     return -1;
 }
 
@@ -80,7 +58,7 @@ int RemoveEntry(const Folder& folder, const std::string& name) {
     struct stat status {};
     if (!folder.Stat(name, status))
         return errno == ENOENT ? 0 : LogNotRemoved(folder.PathOf(name));
-    if (folder.IsMountPoint(status)) {
+    if (folder.IsMountPoint(name, status)) {
         errno = EBUSY;
         return LogNotRemoved(folder.PathOf(name));
     }
@@ -90,8 +68,9 @@ int RemoveEntry(const Folder& folder, const std::string& name) {
 }
 
 int RemoveAndFlush(const Place& place) {
+    AnnounceChange();
     const int result = RemoveEntry(place.folder, place.name);
-    return place.folder.Sync() ? result : LogNotFlushed(place.folder.PathOf(place.name));
+    return place.folder.Sync() ? result : LogNotFlushed(place.Path());
 }
 
 int MoveEntry(const Folder& from, const std::string& name, const Folder& to);
@@ -151,7 +130,7 @@ int MoveEntry(const Folder& from, const std::string& name, const Folder& to) {
     struct stat source {};
     if (!from.Stat(name, source))
         return errno == ENOENT ? 0 : LogStays(from, name, to, std::strerror(errno));
-    if (from.IsMountPoint(source))
+    if (from.IsMountPoint(name, source))
         return LogStays(from, name, to, std::strerror(EBUSY));
 
     struct stat existing {};
@@ -176,7 +155,7 @@ int MoveEntry(const Folder& from, const std::string& name, const Folder& to) {
 int VGFileMove(const std::string& path, const std::string& toFolder) {
     Place source;
     struct stat status {};
-    if (const int found = Find(path, source, status); found <= 0)
+    if (const int found = FindPlace(path, source, status); found <= 0)
         return found;
     const Folder destination = Folder::Open(toFolder);
     if (!destination) {
@@ -185,6 +164,7 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
     }
     if (source.folder.IsSameAs(destination))
         return 0;
+    AnnounceChange();
     const int result = MoveEntry(source.folder, source.name, destination);
     if (!destination.Sync() || !source.folder.Sync())
         return LogNotFlushed(path);
@@ -194,7 +174,7 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
 int VGFileRemove(const std::string& path) {
     Place place;
     struct stat status {};
-    const int found = Find(path, place, status);
+    const int found = FindPlace(path, place, status);
     if (found > 0 && (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)))
         return RemoveAndFlush(place);
     return found < 0 ? -1 : 0;
@@ -203,7 +183,7 @@ int VGFileRemove(const std::string& path) {
 int VGFolderRemove(const std::string& path) {
     Place place;
     struct stat status {};
-    const int found = Find(path, place, status);
+    const int found = FindPlace(path, place, status);
     if (found > 0 && S_ISDIR(status.st_mode))
         return RemoveAndFlush(place);
     return found < 0 ? -1 : 0;
@@ -212,7 +192,7 @@ int VGFolderRemove(const std::string& path) {
 int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
     std::vector<std::string> names;
     const Folder files = Folder::Open(folder);
-    if (!files && IsAbsent(errno))
+    if (!files && (errno == ENOENT || errno == ENOTDIR))
         return 0;
     if (!files || !files.List(names)) {
         VG_LIB_LOG("Failed to read %s. [%s]\n", folder.c_str(), std::strerror(errno));
@@ -224,6 +204,7 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
         struct stat status {};
         if (!name.ends_with(suffix) || !files.Stat(name, status) || !S_ISREG(status.st_mode))
             continue;
+        AnnounceChange();
         if (unlinkat(files.Fd(), name.c_str(), 0) == 0)
             removed = true;
         else
@@ -232,4 +213,20 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
     if (removed && !files.Sync())
         result = LogNotFlushed(folder);
     return result;
+}
+
+int VGFileCreate(const std::string& path, mode_t mode) {
+    Place place;
+    struct stat status {};
+    if (const int found = FindPlace(path, place, status); found != 0)
+        return found < 0 ? -1 : 0;
+    AnnounceChange();
+    const mode_t mask = umask(0);
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    umask(mask);
+    if (file && Flush(file.Get()) && place.folder.Sync())
+        return 0;
+    NoteErrno(errno);
+    VG_LIB_LOG("Failed to create %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return -1;
 }

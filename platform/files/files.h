@@ -1,4 +1,4 @@
-// Moves and removals of the package's files and folders.
+// Moves, removals and creations of the package's files and folders.
 //
 // The folders on the way to an entry may be symbolic links, as they are on a NAS whose volumes move. The
 // entry itself and everything below it are never followed: a symbolic link there is moved or removed as a
@@ -6,8 +6,10 @@
 //
 // Every call is safe to run again after one that was cut short, does nothing when there is nothing to do, and
 // returns 0 or, when something had to stay, -1; each entry that stays is logged here. Paths are real ones
-// (see resolve_path.h).
+// (see ResolveEntry).
 #pragma once
+
+#include <sys/types.h>
 
 #include <string>
 #include <string_view>
@@ -33,3 +35,6 @@
 
 // Removes the regular files directly in the folder whose names end in `suffix`.
 [[nodiscard]] int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix);
+
+// Creates an empty file with that mode, whatever the umask, where nothing stands, not even a link.
+[[nodiscard]] int VGFileCreate(const std::string& path, mode_t mode);

@@ -13,16 +13,19 @@ namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
+// The number of the mount that the entry, or with an empty name the open folder, lies on. False where the
+// kernel does not tell.
+bool FindMount(int folder, const char* name, int& mount) {
+    struct file_handle handle {};  // without room: only the mount is asked for
+    return name_to_handle_at(folder, name, &handle, &mount, *name ? 0 : AT_EMPTY_PATH) == 0 ||
+           errno == EOVERFLOW;
+}
+
 struct CloseStream {
     void operator()(DIR* stream) const { closedir(stream); }
 };
 
 }  // namespace
-
-UniqueFd::~UniqueFd() {
-    if (m_fd >= 0)
-        close(m_fd);
-}
 
 Folder::Folder(int fd, std::string path) : m_fd(fd), m_path(std::move(path)) {
     if (fd >= 0 && fstat(fd, &m_status) != 0)
@@ -38,8 +41,7 @@ Folder Folder::OpenFolder(const std::string& name) const {
 }
 
 UniqueFd Folder::OpenFile(const std::string& name) const {
-    // A fifo that took the file's place would block the open.
-    UniqueFd file(openat(Fd(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    UniqueFd file(openat(Fd(), name.c_str(), kReadFlags | O_NOFOLLOW));
     struct stat status {};
     if (!file || fstat(file.Get(), &status) != 0)
         return UniqueFd();
@@ -94,14 +96,19 @@ bool Folder::List(std::vector<std::string>& names) const {
     return true;
 }
 
-bool Folder::Sync() const {
-    return fsync(Fd()) == 0 || errno == EINVAL;  // EINVAL: a file system that flushes folders by itself
-}
+bool Folder::Sync() const { return Flush(Fd()); }
 
-bool Folder::IsSameAs(const Folder& other) const {
-    return m_status.st_dev == other.m_status.st_dev && m_status.st_ino == other.m_status.st_ino;
-}
-
-bool Folder::IsMountPoint(const struct stat& status) const {
-    return S_ISDIR(status.st_mode) && status.st_dev != m_status.st_dev;
+bool Folder::IsMountPoint(const std::string& name, const struct stat& status) const {
+    if (!S_ISDIR(status.st_mode))
+        return false;
+    if (status.st_dev != m_status.st_dev)
+        return true;
+    struct statx entry {};
+    if (statx(Fd(), name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE, &entry) == 0 &&
+        (entry.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0)
+        return (entry.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    // Kernels before 5.8.
+    int own = 0;
+    int inner = 0;
+    return FindMount(Fd(), "", own) && FindMount(Fd(), name.c_str(), inner) && own != inner;
 }

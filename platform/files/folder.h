@@ -4,27 +4,14 @@
 #include <sys/stat.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
-// One owner for a file descriptor.
-class UniqueFd {
-public:
-    UniqueFd() = default;
-    explicit UniqueFd(int fd) : m_fd(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-    UniqueFd& operator=(UniqueFd&& other) noexcept {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~UniqueFd();
+#include "platform/files/file_io.h"
 
-    int Get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-
-private:
-    int m_fd = -1;
-};
+// Whether both are one file or folder, by whatever paths they were reached.
+inline bool IsSameFile(const struct stat& first, const struct stat& second) {
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
 
 // Each call that fails gives false, or an object that is false, and sets errno.
 class Folder {
@@ -49,11 +36,10 @@ public:
     // Flushes the folder's entries to disk.
     bool Sync() const;
 
-    // Whether both are one folder, by whatever paths they were reached.
-    bool IsSameAs(const Folder& other) const;
+    bool IsSameAs(const Folder& other) const { return IsSameFile(m_status, other.m_status); }
 
-    // Whether the entry, a folder by its status, lies on another file system than this folder.
-    bool IsMountPoint(const struct stat& status) const;
+    // Whether something is mounted on the entry, a folder by its status: also a part of this file system.
+    bool IsMountPoint(const std::string& name, const struct stat& status) const;
 
     int Fd() const { return m_fd.Get(); }
     std::string PathOf(const std::string& name) const { return m_path + '/' + name; }

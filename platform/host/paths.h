@@ -16,6 +16,16 @@ inline constexpr std::string_view kPackageLog = "/var/log/vigilo/vgupgrader.log"
 // setgid process ignores it.
 bool HasSysRoot();
 
-// The given absolute path of the package or the host, under the prefix of VG_SYSROOT.
-// Every path that reaches a system call has gone through here exactly once.
-std::string SysPath(std::string_view absolutePath);
+// The real path of an absolute path of the package or the host: under the prefix of VG_SYSROOT, with every
+// symbolic link on the way followed as a system whose root is the prefix follows it, so that a link to
+// "/volume1" does not lead out of the prefix. What does not exist stands as it is.
+//
+// A path that cannot be told (a loop, more links than the kernel follows, a link that cannot be read) gives
+// one that the system refuses as too long whatever is done with it: it leads nowhere, and does not look like
+// a file that is missing.
+//
+// Every path that reaches a system call has gone through here or ResolveEntry exactly once.
+std::string ResolvePath(std::string_view absolutePath);
+
+// The same, with the last component left as it is, link or not; with a "/" behind it, it is followed too.
+std::string ResolveEntry(std::string_view absolutePath);

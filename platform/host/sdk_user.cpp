@@ -1,10 +1,12 @@
 #include "platform/host/sdk_user.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 
 #include <cerrno>
-#include <charconv>
-#include <fstream>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -30,31 +32,20 @@ std::optional<std::string> NameInSystem(uid_t uid) {
     return found->pw_name;
 }
 
-// The name in a line NAME:PASSWORD:UID:... of that uid. Comments and the + and - lines of network databases
-// are no users.
-std::optional<std::string> NameInLine(std::string_view line, uid_t uid) {
-    if (line.empty() || std::string_view(":#+-").find(line.front()) != std::string_view::npos)
-        return std::nullopt;
-    const size_t nameEnd = line.find(':');
-    if (nameEnd == std::string_view::npos)
-        return std::nullopt;
-    const size_t passwordEnd = line.find(':', nameEnd + 1);
-    if (passwordEnd == std::string_view::npos)
-        return std::nullopt;
-    const std::string_view field =
-        line.substr(passwordEnd + 1, line.find(':', passwordEnd + 1) - passwordEnd - 1);
-    uid_t value = 0;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
-    if (error != std::errc() || end != field.data() + field.size() || value != uid)
-        return std::nullopt;
-    return std::string(line.substr(0, nameEnd));
-}
+struct CloseStream {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
 
+// The + and - lines of network databases are no users.
 std::optional<std::string> NameInFile(const std::string& path, uid_t uid) {
-    std::ifstream file(path, std::ios::binary);
-    for (std::string line; std::getline(file, line);)
-        if (std::optional<std::string> name = NameInLine(line, uid))
-            return name;
+    // Not blocking, since a FIFO in the file's place would stop the upgrade for good.
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0)
+        return std::nullopt;
+    const std::unique_ptr<std::FILE, CloseStream> file(fdopen(fd, "r"));
+    while (const passwd* const entry = file ? fgetpwent(file.get()) : nullptr)
+        if (entry->pw_uid == uid && !std::strchr("+-", entry->pw_name[0]))
+            return entry->pw_name;
     return std::nullopt;
 }
 
@@ -64,7 +55,8 @@ namespace SDKUser {
 
 int UserGetByUID(unsigned int uid, ORVAUSER*& user) {
     user = nullptr;
-    std::optional<std::string> name = HasSysRoot() ? NameInFile(SysPath(kPasswd), uid) : NameInSystem(uid);
+    std::optional<std::string> name =
+        HasSysRoot() ? NameInFile(ResolvePath(kPasswd), uid) : NameInSystem(uid);
     if (!name)
         return -1;
     user = new ORVAUSER{std::move(*name), uid};

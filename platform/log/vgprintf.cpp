@@ -1,21 +1,32 @@
 #include "platform/log/vgprintf.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
+#include "platform/host/format.h"
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 
 namespace {
+
+constexpr size_t kMaxMessage = 2'000;  // bytes
+constexpr std::string_view kEraseLine = "\r\x1b[K";
+
+const char* g_program = "vgupgrader";
+LogSink g_sink = LogSink::PackageLog;
+std::string g_progressLine;
 
 std::string LocalTime() {
     const std::time_t now = std::time(nullptr);
@@ -28,23 +39,20 @@ std::string LocalTime() {
     return stamp;
 }
 
-std::string FormatMessage(const char* format, va_list args) __attribute__((format(printf, 1, 0)));
-
-std::string FormatMessage(const char* format, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
-    std::string message(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    if (length > 0)
-        std::vsnprintf(message.data(), message.size() + 1, format, again);
-    va_end(again);
-    return message;
+// The beginning of a text, at most that many bytes long, that ends with a whole character of UTF-8.
+std::string_view CutAtCharacter(std::string_view text, size_t size) {
+    if (text.size() <= size)
+        return text;
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xc0) == 0x80)
+        --size;
+    return text.substr(0, size);
 }
 
 void AppendOnOneLine(std::string& line, std::string_view message) {
     if (!message.empty() && message.back() == '\n')
         message.remove_suffix(1);
-    for (const char c : message) {
+    const std::string_view shown = CutAtCharacter(message, kMaxMessage);
+    for (const char c : shown) {
         if (c == '\n') {
             line += "\\n";
         } else if (c == '\r') {
@@ -57,45 +65,84 @@ void AppendOnOneLine(std::string& line, std::string_view message) {
             line += c;
         }
     }
-    line += '\n';
+    line += shown.size() < message.size() ? " …\n" : "\n";
 }
 
 int OpenLog() {
-    const std::string path = SysPath(kPackageLog);
-    const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
+    // Not blocking, since nothing may read from a FIFO in the log's place.
+    const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    const std::string path = ResolvePath(kPackageLog);
     int fd = open(path.c_str(), flags, 0640);
     if (fd < 0 && errno == ENOENT) {
         std::error_code ignored;  // the second try tells
-        std::filesystem::create_directories(SysPath(kLogDir), ignored);
+        const mode_t mask = umask(0022);
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+        umask(mask);
         fd = open(path.c_str(), flags, 0640);
     }
     return fd;
 }
 
-void WriteOnce(int fd, const std::string& line) {
-    // A log that cannot take the line is no reason to stop an upgrade.
-    [[maybe_unused]] const ssize_t written = write(fd, line.data(), line.size());
+bool WriteOnce(int fd, std::string_view text) {
+    return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+// Opened for each line: messages are few, and a rotated log is followed.
+bool AppendToLog(const std::string& line) {
+    const int fd = OpenLog();
+    if (fd < 0)
+        return false;
+    struct stat status {};
+    const bool written = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && WriteOnce(fd, line);
+    close(fd);
+    return written;
+}
+
+void WriteToStandardError(std::string_view text) {
+    // Whoever read it may have gone, which is no reason to stop an upgrade.
+    const auto handler = std::signal(SIGPIPE, SIG_IGN);
+    (void)WriteOnce(STDERR_FILENO, text);
+    std::signal(SIGPIPE, handler);
+}
+
+// As much of the progress line as one line of the terminal holds.
+std::string_view VisibleProgress() {
+    winsize window{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &window) != 0 || window.ws_col == 0)
+        return g_progressLine;
+    return CutAtCharacter(g_progressLine, window.ws_col - 1U);
 }
 
 }  // namespace
 
+void SetLogProgram(const char* program, LogSink sink) {
+    g_program = program;
+    g_sink = sink;
+}
+
+void SetProgressLine(std::string line) {
+    if (line == g_progressLine)
+        return;
+    g_progressLine = std::move(line);
+    if (isatty(STDERR_FILENO))
+        WriteToStandardError(std::string(kEraseLine).append(VisibleProgress()));
+}
+
 void VGPrintf(int /*logType*/, int /*reserved1*/, int /*reserved2*/, const char* file, int line,
               const char* function, const char* format, va_list args) {
     std::string text = LocalTime() + ' ' + file + ':' + std::to_string(line) + " (" + function + "): ";
-    AppendOnOneLine(text, FormatMessage(format, args));
+    AppendOnOneLine(text, VStringPrintf(format, args));
 
-    // Opened for each line: messages are few, and a rotated log is followed.
-    if (const int fd = OpenLog(); fd >= 0) {
-        WriteOnce(fd, text);
-        close(fd);
-    }
-    if (isatty(STDERR_FILENO))
-        WriteOnce(STDERR_FILENO, text);
+    const bool logged = g_sink == LogSink::PackageLog && AppendToLog(text);
+    if (isatty(STDERR_FILENO) && !g_progressLine.empty())
+        WriteToStandardError(std::string(kEraseLine).append(text).append(VisibleProgress()));
+    else if (isatty(STDERR_FILENO) || !logged)
+        WriteToStandardError(text);
 }
 
 void LibraryLog(int line, const char* function, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    VGPrintf(0, 0, 0, "vgupgrader", line, function, format, args);
+    VGPrintf(0, 0, 0, g_program, line, function, format, args);
     va_end(args);
 }

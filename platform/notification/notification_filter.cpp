@@ -13,7 +13,7 @@ std::string SettingsKey(VG_NOTIFY_TYPE type) { return "noti_filter_" + FindNotif
 
 int NotificationFilter::Reload() {
     std::map<std::string, std::string> settings;
-    if (VGFileGetAll(SysPath(kSettingsConf), settings))
+    if (VGFileGetAll(kSettingsConf, settings))
         return -1;
     FilterMap filters;
     for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {

@@ -23,9 +23,14 @@
 #include <utility>
 
 #include "platform/host/disk_error.h"
+#include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 
+using FileEdit = std::function<std::string(std::string_view)>;
+
 namespace {
+
+constexpr size_t kMaxFileSize = size_t{1} << 30;
 
 // One name for all writers: only the holder of the lock uses it, so what stands there before is litter.
 constexpr std::string_view kTemporarySuffix = ".vgtmp";
@@ -98,24 +103,8 @@ bool ReadAll(int fd, const std::string& path, std::string& content) {
     }
 }
 
-// The path behind any symbolic links at its end, which need not exist. Empty, with errno, on failure.
-std::string FollowLinks(std::string path) {
-    constexpr int kMaxLinks = 40;  // as many as the kernel follows
-    for (int links = 0; links <= kMaxLinks; ++links) {
-        std::array<char, PATH_MAX> target;
-        const ssize_t size = readlink(path.c_str(), target.data(), target.size());
-        if (size < 0)
-            return errno == EINVAL || errno == ENOENT ? path : "";
-        const std::string_view text(target.data(), static_cast<size_t>(size));
-        path.resize(text.starts_with('/') ? 0 : path.rfind('/') + 1);
-        path += text;
-    }
-    errno = ELOOP;
-    return "";
-}
-
 bool FindPlace(const std::string& path, FilePlace& place) {
-    place.path = FollowLinks(path);
+    place.path = ResolvePath(path);
     if (!place.path.empty()) {
         const size_t nameBegin = place.path.rfind('/') + 1;
         place.name = place.path.substr(nameBegin);
@@ -312,26 +301,27 @@ bool RenameWaiting(const FilePlace& place, const std::string& tag) {
 
 }  // namespace
 
-FileRead ReadWholeFile(const std::string& path, std::string& content) {
+int FileUnit::Read(const std::string& path, std::string& content) {
     if (const WaitingFile* const waiting = FindWaiting(path)) {
         content = waiting->content;
-        return FileRead::kRead;
+        return 1;
     }
     content.clear();
-    const FileDescriptor file(open(path.c_str(), kReadFlags));
+    const std::string real = ResolvePath(path);
+    const FileDescriptor file(open(real.c_str(), kReadFlags));
     if (file)
-        return ReadAll(file.get(), path, content) ? FileRead::kRead : FileRead::kFailed;
+        return ReadAll(file.get(), real, content) ? 1 : -1;
     if (errno == ENOENT)
-        return FileRead::kMissing;
-    VG_LIB_LOG("Failed to open %s, %s.\n", path.c_str(), std::strerror(errno));
-    return FileRead::kFailed;
+        return 0;
+    VG_LIB_LOG("Failed to open %s, %s.\n", real.c_str(), std::strerror(errno));
+    return -1;
 }
 
 namespace {
 
 bool Rewrite(const std::string& path, const FileEdit& edit, std::optional<Unit>& unit) {
     std::string content;
-    if (ReadWholeFile(path, content) == FileRead::kFailed)
+    if (FileUnit::Read(path, content) < 0)
         return false;
     if (edit(content) == content)
         return true;
@@ -354,9 +344,11 @@ bool Rewrite(const std::string& path, const FileEdit& edit, std::optional<Unit>&
 
 }  // namespace
 
-int RewriteFile(const std::string& path, const FileEdit& edit) {
+bool FileUnit::IsOpen() { return OpenUnit().has_value(); }
+
+int FileUnit::Rewrite(const std::string& path, const FileEdit& edit) {
     auto& unit = OpenUnit();
-    const bool done = Rewrite(path, edit, unit);
+    const bool done = ::Rewrite(path, edit, unit);
     if (unit && !done)
         unit->failed = true;
     return done ? 0 : -1;
@@ -406,7 +398,8 @@ int FileUnit::Finish(const std::string& path, const std::string& tag) {
 
 void FileUnit::RemoveLeftovers(const std::string& path) {
     FilePlace place;
-    if (access(path.substr(0, path.rfind('/')).c_str(), F_OK) != 0 || !FindPlace(path, place))
+    const std::string folderOfFile = ResolvePath(path.substr(0, path.rfind('/')));
+    if (access(folderOfFile.c_str(), F_OK) != 0 || !FindPlace(path, place))
         return;
     const int folder = dup(place.folder.get());
     DIR* const entries = fdopendir(folder);

@@ -1,39 +1,27 @@
-// Small files that are read and replaced as a whole. Failures are logged here, never with content.
+// Files of settings, given by the package's paths, that take effect together with a commit. Failures are logged
+// here, never with content.
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-enum class FileRead { kRead, kMissing, kFailed };
-
-// A larger file is not read: no file of the package comes near, and a damaged one must not eat the memory.
-inline constexpr size_t kMaxFileSize = size_t{1} << 30;
-
-// Reads a regular file. A missing file (or folder) is no failure; the content is then empty.
-FileRead ReadWholeFile(const std::string& path, std::string& content);
-
-// Gives the new content for the old one. May be called twice, and gives the same for the same.
-using FileEdit = std::function<std::string(std::string_view)>;
-
-// Replaces the content of a file by what the edit makes of it. A file that does not exist counts as empty and
-// is created with mode 0644; its folder must be there. Returns 0 on success, -1 when the file is as it was.
-//
-// Two writers never work from the same old content: each holds the lock (flock) of the file, or of its folder
-// while there is no file. A reader and a process killed at any instant see the old file or the new one, the
-// latter only after it has reached the disk; a temporary file that a killed process has left is removed by
-// the next replacement. Nothing is written, locked or touched when the edit changes nothing.
-[[nodiscard]] int RewriteFile(const std::string& path, const FileEdit& edit);
-
 // Replacements that take effect together with something else, such as the commit of a database. While a unit
-// is open, RewriteFile prepares the new file completely and flushed, under a name of the unit's, and keeps
-// the lock; ReadWholeFile gives what was prepared. The tag tells the units of one program apart.
+// is open, Rewrite prepares the new file completely and flushed, under a name of the unit's, and keeps
+// the lock; Read gives what was prepared. The tag tells the units of one program apart.
 namespace FileUnit {
 
 // Opens a unit; what an open one had prepared is discarded.
 void Begin(const std::string& tag);
+
+bool IsOpen();
+
+// Returns 1, 0 (no file) or -1.
+int Read(const std::string& path, std::string& content);
+
+// Returns 0 or -1. The edit may be called twice.
+int Rewrite(const std::string& path, const std::function<std::string(std::string_view)>& edit);
 
 // The files that the open unit has prepared.
 std::vector<std::string> Paths();

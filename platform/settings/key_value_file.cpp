@@ -1,63 +1,91 @@
 #include "platform/settings/key_value_file.h"
 
-#include <optional>
-#include <string_view>
 #include <utility>
+#include <vector>
 
+#include "platform/files/file_io.h"
+#include "platform/host/paths.h"
 #include "platform/log/library_log.h"
+#include "platform/settings/collected_keys.h"
 #include "platform/settings/file_rewrite.h"
 #include "platform/settings/key_value_text.h"
+#include "platform/settings/settings_file.h"
+#include "platform/support/strings.h"
 
 namespace {
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
+int Read(const std::string& path, std::string& content) {
+    return FileUnit::IsOpen() ? FileUnit::Read(path, content) : ReadWholeFile(ResolvePath(path), content);
+}
+
+int Write(const std::string& path, const std::vector<KeyChange>& changes) {
+    if (!FileUnit::IsOpen())
+        return CollectedKeys::Write(path, changes);
+    return FileUnit::Rewrite(
+        path, [&](std::string_view content) { return WithChanges(std::string(content), changes); });
+}
 
 }  // namespace
 
-int VGFileGetVal(const std::string& path, const char* key, std::string& value, bool /*reserved*/) {
-    std::string content;
-    if (ReadWholeFile(path, content) == FileRead::kFailed)
-        return -1;
-    std::optional<std::string> found = FindValue(content, OrEmpty(key));
+int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool /*reserved*/) {
+    const std::string_view name = OrEmpty(key);
+    std::optional<std::string> found;
+    if (const KeyChange* const change = CollectedKeys::Find(path, name)) {
+        found = change->value;
+    } else {
+        std::string content;
+        if (Read(std::string(path), content) < 0)
+            return -1;
+        found = FindValue(content, name);
+    }
     if (!found)
         return 0;
     value = std::move(*found);
     return 1;
 }
 
-int VGFileGetAll(const std::string& path, std::map<std::string, std::string>& values) {
+int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values) {
     std::string content;
-    if (ReadWholeFile(path, content) == FileRead::kFailed)
+    if (Read(std::string(path), content) < 0)
         return -1;
-    values = AllValues(content);
+    values = AllValues(WithChanges(std::move(content), CollectedKeys::Of(path)));
     return 0;
 }
 
-int VGFileSetVal(const std::string& path, const char* key, const char* value, bool /*reserved1*/,
+int VGFileSetVal(std::string_view path, const char* key, const char* value, bool /*reserved1*/,
                  bool /*reserved2*/) {
     const std::string text = OrEmpty(value);
     return text.empty() ? VGFileRemoveKeys(path, {OrEmpty(key)}) : VGFileStoreVal(path, key, text);
 }
 
-int VGFileStoreVal(const std::string& path, const char* key, const std::string& value) {
-    const std::string_view name = OrEmpty(key);
+int VGFileStoreVal(std::string_view path, const char* key, const std::string& value) {
+    const std::string file(path);
+    const std::string name = OrEmpty(key);
     if (!IsStorableKey(name)) {
-        VG_LIB_LOG("Failed to set a value in %s, [%s] is not a key.\n", path.c_str(), name.data());
+        VG_LIB_LOG("Failed to set a value in %s, [%s] is not a key.\n", ResolvePath(file).c_str(),
+                   name.c_str());
         return -1;
     }
     if (!IsStorableValue(value)) {
-        VG_LIB_LOG("Failed to set %s in %s, the value has a line break or NUL.\n", name.data(), path.c_str());
+        VG_LIB_LOG("Failed to set %s in %s, the value has a line break or NUL.\n", name.c_str(),
+                   ResolvePath(file).c_str());
         return -1;
     }
-    return RewriteFile(path, [&](std::string_view content) { return WithValue(content, name, value); });
+    return Write(file, {{.file = file, .key = name, .value = value}});
 }
 
-int VGFileRemoveKeys(const std::string& path, const std::set<std::string>& keys, bool /*reserved*/) {
+int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, bool /*reserved*/) {
+    const std::string file(path);
+    std::vector<KeyChange> changes;
     for (const std::string& key : keys) {
         if (!IsStorableKey(key)) {
-            VG_LIB_LOG("Failed to remove keys from %s, [%s] is not a key.\n", path.c_str(), key.c_str());
+            VG_LIB_LOG("Failed to remove keys from %s, [%s] is not a key.\n", ResolvePath(file).c_str(),
+                       key.c_str());
             return -1;
         }
+        changes.push_back({.file = file, .key = key, .value = std::nullopt});
     }
-    return RewriteFile(path, [&](std::string_view content) { return WithoutKeys(content, keys); });
+    return Write(file, changes);
 }
+
+int VGFileRemoveLeftover(std::string_view path) { return CollectedKeys::RemoveLeftover(std::string(path)); }

@@ -15,30 +15,37 @@
 // A file that does not exist is created by the first write, with mode 0644; it reads as empty. Its folder is
 // not created.
 //
-// Paths are real ones: the caller has applied SysPath(). Failures are logged here, never with a value.
+// Where the disk fails for a moment, a read or a write is tried once more. While keys are collected (see
+// pending_keys.h), writes change no file. Paths are absolute paths of the package, which the library resolves.
+// Failures are logged here, never with a value.
 #pragma once
 
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 // The value of a key. Returns 1 when the file holds the key, 0 when it does not (value is then left as it
 // was), -1 when the file cannot be read. The last argument is reserved.
-int VGFileGetVal(const std::string& path, const char* key, std::string& value, bool reserved = false);
+int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool reserved = false);
 
 // All keys with their values, for callers that ask for many. Returns 0 on success, -1 when the file cannot be
 // read (values is then left as it was).
-[[nodiscard]] int VGFileGetAll(const std::string& path, std::map<std::string, std::string>& values);
+[[nodiscard]] int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values);
 
 // Stores a value; an empty value removes the key. Returns 0 on success, -1 when the key or the value cannot
 // stand in such a file or the file cannot be written. The flags are reserved.
-[[nodiscard]] int VGFileSetVal(const std::string& path, const char* key, const char* value,
+[[nodiscard]] int VGFileSetVal(std::string_view path, const char* key, const char* value,
                                bool reserved1 = false, bool reserved2 = false);
 
 // As VGFileSetVal, but an empty value is stored as such.
-[[nodiscard]] int VGFileStoreVal(const std::string& path, const char* key, const std::string& value);
+[[nodiscard]] int VGFileStoreVal(std::string_view path, const char* key, const std::string& value);
 
 // Removes every given key that is there, in one rewrite. Returns 0 on success, also when none was there or
 // there is no file. The last argument is reserved.
-[[nodiscard]] int VGFileRemoveKeys(const std::string& path, const std::set<std::string>& keys,
+[[nodiscard]] int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys,
                                    bool reserved = false);
+
+// Removes the temporary file that a killed process has left beside the file, under the file's lock; the next
+// write would do the same. Returns 0 on success, also when there was none.
+[[nodiscard]] int VGFileRemoveLeftover(std::string_view path);

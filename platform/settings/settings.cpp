@@ -9,19 +9,22 @@
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 #include "platform/settings/key_value_file.h"
+#include "platform/support/strings.h"
 
-bool IsSettingConfKeyExist(const char* key) {
+int FindSetting(const char* key) {
     std::string value;
-    return VGFileGetVal(SysPath(kSettingsConf), key, value) > 0;
+    return VGFileGetVal(kSettingsConf, key, value);
 }
+
+bool IsSettingConfKeyExist(const char* key) { return FindSetting(key) > 0; }
 
 int GetSettingsConfValue(const char* key, const char* defaultValue, char* buffer, int size) {
     if (!buffer || size <= 0)
         return -1;
     buffer[0] = '\0';
 
-    std::string value = defaultValue ? defaultValue : "";
-    if (VGFileGetVal(SysPath(kSettingsConf), key, value) < 0)
+    std::string value = OrEmpty(defaultValue);
+    if (VGFileGetVal(kSettingsConf, key, value) < 0)
         return -1;
     if (value.size() >= static_cast<size_t>(size)) {
         VG_LIB_LOG("Failed to get %s, its value of %zu bytes is too long for %d.\n", key, value.size(), size);
@@ -32,12 +35,12 @@ int GetSettingsConfValue(const char* key, const char* defaultValue, char* buffer
 }
 
 int SetSettingConfValue(const char* key, const std::string& value) {
-    return VGFileStoreVal(SysPath(kSettingsConf), key, value);
+    return VGFileStoreVal(kSettingsConf, key, value);
 }
 
 bool IsSettingEnabled(const char* key, bool defaultValue, bool /*reserved*/) {
     std::string value;
-    if (VGFileGetVal(SysPath(kSettingsConf), key, value) <= 0)
+    if (VGFileGetVal(kSettingsConf, key, value) <= 0)
         return defaultValue;
     constexpr std::array kEnabled = {"true", "yes", "on", "1"};
     return std::any_of(kEnabled.begin(), kEnabled.end(),
@@ -52,7 +55,7 @@ std::string Bool2String(bool value) { return value ? "true" : "false"; }
 
 std::string GetVGPkgVersion(bool withBuild) {
     std::string version;
-    if (VGFileGetVal(SysPath(kPackageConf), "version", version) <= 0 || version.empty())
+    if (VGFileGetVal(kPackageConf, "version", version) <= 0 || version.empty())
         version = VG_PACKAGE_VERSION;
     return withBuild ? version : version.substr(0, version.rfind('-'));
 }

@@ -3,7 +3,11 @@
 
 #include <string>
 
-// True when settings.conf holds the key, whatever its value; false also when the file cannot be read.
+// Whether settings.conf holds the key, whatever its value: 1 when it does, 0 when it does not, -1 when the file
+// cannot be read. A guard of work that must not be done twice asks this one.
+[[nodiscard]] int FindSetting(const char* key);
+
+// For those who may not care: true when settings.conf holds the key; false also when the file cannot be read.
 bool IsSettingConfKeyExist(const char* key);
 
 // Copies the value of the key, or the default when the key is absent, into the buffer and ends it with NUL.

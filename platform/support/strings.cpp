@@ -2,20 +2,15 @@
 
 #include <charconv>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
+
+#include "platform/host/format.h"
 
 std::string StringPrintf(const char* format, ...) {
     va_list args;
     va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
+    std::string text = VStringPrintf(format, args);
     va_end(args);
-    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    if (length > 0)
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
     return text;
 }
 
@@ -30,16 +25,6 @@ std::vector<std::string> SplitString(std::string_view text, char separator) {
             return parts;
         begin = end + 1;
     }
-}
-
-std::string JoinStrings(const std::vector<std::string>& parts, std::string_view separator) {
-    std::string text;
-    for (size_t i = 0; i < parts.size(); ++i) {
-        if (i > 0)
-            text += separator;
-        text += parts[i];
-    }
-    return text;
 }
 
 int String2Int(const char* text) { return text ? static_cast<int>(std::strtol(text, nullptr, 10)) : 0; }
@@ -66,14 +51,4 @@ std::set<int> String2IdSet(std::string_view text) {
             ids.insert(id);
     }
     return ids;
-}
-
-std::string IdSet2String(const std::set<int>& ids) {
-    std::string text;
-    for (const int id : ids) {
-        if (!text.empty())
-            text += ',';
-        text += std::to_string(id);
-    }
-    return text;
 }

@@ -4,6 +4,8 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 // printf into a string.
@@ -12,7 +14,24 @@ std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 
 // The parts of a text between separators. An empty text has no parts; "1,,2" has three, "1," has two.
 std::vector<std::string> SplitString(std::string_view text, char separator);
 
-std::string JoinStrings(const std::vector<std::string>& parts, std::string_view separator);
+// The texts or integers of a container, in its order, with the separator between them.
+template <class Parts>
+std::string JoinStrings(const Parts& parts, std::string_view separator) {
+    std::string text;
+    bool first = true;
+    for (const auto& part : parts) {
+        if (!std::exchange(first, false))
+            text += separator;
+        if constexpr (std::is_integral_v<std::remove_cvref_t<decltype(part)>>)
+            text += std::to_string(part);
+        else
+            text += part;
+    }
+    return text;
+}
+
+// A field or argument that may be absent, read as the empty text then.
+inline const char* OrEmpty(const char* text) { return text ? text : ""; }
 
 // A 32-bit integer as the platform reads one: base 10, leading blanks and a sign allowed, whatever follows
 // the digits ignored; 0 when there are no digits or the pointer is null. Beyond 64 bits the value saturates,
@@ -22,9 +41,6 @@ int String2Int(const char* text);
 // The integers of a separated text, one a part, each read by String2Int (a part without digits gives 0).
 std::vector<int> String2IntVector(const std::string& text, const std::string& separator);
 
-// An id list (decimal ids joined by ",") as a set. Parts that are not a decimal number within 32 bits,
-// blanks around it aside, are not ids and are left out.
+// An id list (decimal ids joined by ",") as a set; JoinStrings(ids, ",") is its text again. Parts that are not
+// a decimal number within 32 bits, blanks around it aside, are not ids and are left out.
 std::set<int> String2IdSet(std::string_view text);
-
-// The ids in ascending order joined by ",", without blanks; '' when there are none.
-std::string IdSet2String(const std::set<int>& ids);

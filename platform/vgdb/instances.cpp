@@ -40,7 +40,7 @@ std::array<std::string, DB_INSTANCE_COUNT> g_paths;
 std::string VGDB::GetDBPath(DB_INSTANCE db) {
     std::string& path = g_paths.at(static_cast<size_t>(db));
     if (path.empty())
-        path = SysPath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
+        path = ResolvePath(std::string(kTargetDir) + kFiles.at(static_cast<size_t>(db)));
     return path;
 }
 
@@ -59,5 +59,5 @@ std::string VGDB::GetSqlFile(const std::string& dbPath) {
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
         if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
             name = GetDBName(static_cast<DB_INSTANCE>(db));
-    return SysPath(std::string(kSchemaDir) + name.stem().string() + ".sql");
+    return ResolvePath(std::string(kSchemaDir) + name.stem().string() + ".sql");
 }

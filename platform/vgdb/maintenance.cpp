@@ -1,14 +1,9 @@
 // Operations on tables and whole databases.
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
+#include "platform/files/file_replacement.h"
 #include "platform/log/library_log.h"
-#include "platform/settings/file_rewrite.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/table_sql.h"
@@ -46,16 +41,6 @@ int GetNames(DB_INSTANCE db, const char* type, std::set<std::string>& names) {
         return -1;
     names.insert(found.begin(), found.end());
     return 0;
-}
-
-bool WriteAll(int fd, const std::string& text) {
-    for (size_t done = 0; done < text.size();) {
-        const ssize_t written = write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR)
-            return false;
-        done += written > 0 ? static_cast<size_t>(written) : 0;
-    }
-    return true;
 }
 
 }  // namespace
@@ -101,10 +86,10 @@ int VGDB::Vacuum(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).RunAlone
 
 int VGDB::ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath) {
     std::string sql;
-    const FileRead read = ReadWholeFile(sqlPath, sql);
-    if (read == FileRead::kRead)
+    const int read = ReadWholeFile(sqlPath, sql);
+    if (read > 0)
         return Execute(db, std::move(sql));
-    if (read == FileRead::kMissing)
+    if (read == 0)
         VG_LIB_LOG("No file %s\n", sqlPath.c_str());
     return -1;
 }
@@ -121,13 +106,7 @@ int VGDB::DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::s
         connection.LogFailure(__func__, table.c_str());
         return -1;
     }
-    const int fd = open(sqlPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
-    const bool written = fd >= 0 && WriteAll(fd, sql) && fsync(fd) == 0;
-    if (!written)
-        VG_LIB_LOG("Cannot write %s: %s\n", sqlPath.c_str(), std::strerror(errno));
-    if (fd >= 0)
-        close(fd);
-    return written ? 0 : -1;
+    return ReplaceFile(sqlPath, sql, 0600);
 }
 
 std::string VGDB::GetIdxName(const std::string& table, const std::list<std::string>& columns) {

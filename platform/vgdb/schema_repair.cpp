@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/files/file_io.h"
 #include "platform/log/library_log.h"
-#include "platform/settings/file_rewrite.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/statement.h"
 #include "platform/vgdb/table_sql.h"
@@ -152,9 +152,9 @@ std::string AddColumnSql(sqlite3* declared, const std::string& table, const Colu
 
 int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
     std::string text;
-    const FileRead read = ReadWholeFile(sqlFile, text);
-    if (read != FileRead::kRead) {
-        if (read == FileRead::kMissing)
+    const int read = ReadWholeFile(sqlFile, text);
+    if (read <= 0) {
+        if (read == 0)
             VG_LIB_LOG("No schema file %s\n", sqlFile.c_str());
         return -1;
     }

@@ -97,6 +97,8 @@ int VGDB::ExecuteNow(DB_INSTANCE db, const std::string& sql) {
 
 void VGDB::SetAside(DB_INSTANCE db) { Connection::To(GetDBPath(db)).SetAside(); }
 
+bool VGDB::IsDamaged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsDamaged(); }
+
 void VGDB::SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds together) {
     BusyWait::SetPatience(each, together);
 }

@@ -50,7 +50,9 @@ SystemTree::SystemTree() {
 
 SystemTree::~SystemTree() { VGDB::CloseAll(); }
 
-std::string SystemTree::Path(std::string_view absolutePath) { return SysPath(absolutePath); }
+std::string SystemTree::Path(std::string_view absolutePath) {
+    return std::getenv("VG_SYSROOT") + std::string(absolutePath);
+}
 
 void SystemTree::Sql(DB_INSTANCE db, std::string_view sql) { Exec(VGDB::GetDBPath(db), sql); }
 

@@ -4,10 +4,7 @@
 
 #include "platform/support/strings.h"
 
-std::string QueryResult::String(const char* column) const {
-    const char* text = Text(column);
-    return text ? text : "";
-}
+std::string QueryResult::String(const char* column) const { return OrEmpty(Text(column)); }
 
 int QueryResult::Int(const char* column) const { return String2Int(Text(column)); }
 

@@ -74,16 +74,6 @@ int PickStream(const std::array<int, 3>& order, const std::set<int>& used) {
     return order[2];
 }
 
-std::string JoinList(const std::vector<int>& list) {
-    std::string text;
-    for (const int value : list) {
-        if (!text.empty())
-            text += ',';
-        text += std::to_string(value);
-    }
-    return text;
-}
-
 }  // namespace
 
 int IntegrateExternalProfileToCam::Run() {
@@ -151,8 +141,9 @@ int IntegrateExternalProfileToCam::Save() {
         cam.profileList.resize(kListLength, 0);
         cam.profileList[kRecording] = PickRecordingStream(cam);
         cam.profileList[kAnalytics] = PickAnalyticsStream(cam);
-        AppendSqlCommand(batch, StringPrintf("UPDATE %s SET profile_setting_list = '%s' WHERE id = %d;",
-                                             gszTableCamera, JoinList(cam.profileList).c_str(), camId));
+        AppendSqlCommand(
+            batch, StringPrintf("UPDATE %s SET profile_setting_list = '%s' WHERE id = %d;", gszTableCamera,
+                                JoinStrings(cam.profileList, ",").c_str(), camId));
     }
     return ExecuteBatch(std::move(batch));
 }

@@ -100,7 +100,7 @@ int UpdateNotificationEventDB() {
 
     // The rows hold the filters now. Keys that stay behind do no harm, whereas a failure would bring this
     // migration back and its rows twice.
-    (void)VGFileRemoveKeys(SysPath(kSettingsConf), NotificationFilter::GetNotiFilterKeys(), false);
+    (void)VGFileRemoveKeys(kSettingsConf, NotificationFilter::GetNotiFilterKeys(), false);
     return 0;
 }
 

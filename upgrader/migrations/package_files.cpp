@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "platform/files/files.h"
-#include "platform/files/resolve_path.h"
 #include "platform/host/paths.h"
 #include "upgrader/migrations.h"
 
@@ -16,7 +15,7 @@ constexpr std::string_view kPackageDataDir = "/var/packages/Vigilo/target/@vigil
 constexpr std::string_view kAddOnsDir = "/var/packages/Vigilo/target/@VGData/AddOns/";
 
 std::string In(std::string_view folder, std::string_view name) {
-    return ResolvePath(std::string(folder).append(name));
+    return ResolveEntry(std::string(folder).append(name));
 }
 
 int MoveFromShare(std::string_view name) {

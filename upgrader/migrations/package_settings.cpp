@@ -30,7 +30,7 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
 namespace migrations {
 
 int UpdateCMSInfo() {
-    if (VGFileRemoveKeys(SysPath(kSettingsConf), {"vg_cms", "vg_cms_slave"})) {
+    if (VGFileRemoveKeys(kSettingsConf, {"vg_cms", "vg_cms_slave"})) {
         UPG_LOG("Failed to remove vg_cms, vg_cms_slave from settings.conf\n");
         return -1;
     }
@@ -38,7 +38,7 @@ int UpdateCMSInfo() {
 }
 
 int UpdateCMSVideoRelayType() {
-    if (VGFileRemoveKeys(SysPath(kSettingsConf), {"vg_cms_auto_video_relay"})) {
+    if (VGFileRemoveKeys(kSettingsConf, {"vg_cms_auto_video_relay"})) {
         UPG_LOG("Failed to remove vg_cms_auto_video_relay in settings.conf.\n");
         return -1;
     }
@@ -52,14 +52,13 @@ int ResetDpLdNewVersion() { return SetKeys({"vg_dp_new_version", "vg_ld_new_vers
 int RenameDownloadServerKey() {
     constexpr const char* kOldKey = "vg_client_download_server";
     constexpr const char* kNewKey = "vg_file_download_server";
-    const std::string conf = SysPath(kSettingsConf);
 
     std::string server;
     std::string replaced;
-    const int found = VGFileGetVal(conf, kOldKey, server);
+    const int found = VGFileGetVal(kSettingsConf, kOldKey, server);
     if (found == 0)
         return 0;
-    const int foundNew = found < 0 ? -1 : VGFileGetVal(conf, kNewKey, replaced);
+    const int foundNew = found < 0 ? -1 : VGFileGetVal(kSettingsConf, kNewKey, replaced);
     if (foundNew < 0) {
         UPG_LOG("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
         return -1;
@@ -70,7 +69,7 @@ int RenameDownloadServerKey() {
         UPG_LOG(kFailedToSetFlag, kNewKey);
         return -1;
     }
-    if (VGFileRemoveKeys(conf, {kOldKey})) {
+    if (VGFileRemoveKeys(kSettingsConf, {kOldKey})) {
         UPG_LOG("Failed to remove vg_client_download_server from settings.conf\n");
         return -1;
     }

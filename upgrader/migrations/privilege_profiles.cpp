@@ -77,7 +77,7 @@ int LoadIds(DB_INSTANCE db, const char* table, std::string& idList, LogSite site
                  site))
         return -1;
     if (rows.Next())
-        idList = VGDB::QuoteEscape(IdSet2String(String2IdSet(rows.String("ids"))));
+        idList = VGDB::QuoteEscape(JoinStrings(String2IdSet(rows.String("ids")), ","));
     return 0;
 }
 
@@ -290,8 +290,8 @@ int UpdatePrivilegeProfile() {
         cameras.merge(String2IdSet(profiles.String("inacamids")));
         cameras.erase(kEveryCamera);
         wholeServers.merge(String2IdSet(profiles.String("allcamdsids")));
-        const std::string cameraList = IdSet2String(cameras);
-        const std::string serverList = IdSet2String(wholeServers);
+        const std::string cameraList = JoinStrings(cameras, ",");
+        const std::string serverList = JoinStrings(wholeServers, ",");
         if (cameraList == profiles.String("inacamids") && serverList == profiles.String("allcamdsids"))
             continue;
         batch += "UPDATE privilegeprofile SET inacamids = " + VGDB::QuoteEscape(cameraList) +
@@ -321,7 +321,7 @@ int UpdatePrivProfileAndPrivPerCam() {
     std::string batch;
     while (profiles.Next()) {
         const auto list = [&profiles](const char* column) {
-            return VGDB::QuoteEscape(IdSet2String(String2IdSet(profiles.String(column))));
+            return VGDB::QuoteEscape(JoinStrings(String2IdSet(profiles.String(column)), ","));
         };
         NewRow rights;
         rights.Add("privprofile_id", std::to_string(profiles.Int("id")));

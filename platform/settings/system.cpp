@@ -1,4 +1,4 @@
-#include "platform/support/system.h"
+#include "platform/settings/system.h"
 
 #include <cstdio>
 #include <string>
@@ -10,5 +10,5 @@ void OLIBCCopyright() { std::puts("Vigilo network video recording package"); }
 
 bool IsLeavingNonRecMode() {
     std::string value;
-    return VGFileGetVal(SysPath(kVariableConf), "leaving_non_rec_mode", value) > 0 && value == "true";
+    return VGFileGetVal(kVariableConf, "leaving_non_rec_mode", value) > 0 && value == "true";
 }

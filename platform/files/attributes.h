@@ -1,0 +1,8 @@
+// What a file or folder is beside its content.
+#pragma once
+
+#include <sys/stat.h>
+
+// Gives the open file or folder `to` owner, mode and extended attributes of `from`, whose status that is.
+// False, with errno, when owner or mode could not be set.
+bool CopyOwnerAndMode(int from, const struct stat& status, int to);

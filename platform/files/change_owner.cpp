@@ -1,0 +1,95 @@
+#include "platform/files/change_owner.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "platform/files/file_io.h"
+#include "platform/files/place.h"
+#include "platform/host/disk_error.h"
+#include "platform/host/first_change.h"
+#include "platform/log/library_log.h"
+
+namespace {
+
+int LogFailure(const std::string& path) {
+    NoteErrno(errno);
+    VG_LIB_LOG("Failed to change the owner of %s. [%s]\n", path.c_str(), std::strerror(errno));
+    return -1;
+}
+
+class OwnerChange {
+public:
+    explicit OwnerChange(const Owner& owner) : m_owner(owner) {}
+
+    int Change(const Folder& folder, const std::string& name, const struct stat& status, bool wholeTree) {
+        if (S_ISDIR(status.st_mode))
+            return ChangeFolder(folder, name, wholeTree);
+        if (!S_ISREG(status.st_mode) || !IsToChange(status))
+            return 0;
+        const UniqueFd file = folder.OpenFile(name);
+        return file && ChangeOpen(file.Get()) ? 0 : LogFailure(folder.PathOf(name));
+    }
+
+    // Brings all changes to the disk that holds the folder, at one go.
+    int FlushAll(const Place& place) const {
+        return !m_changed || syncfs(place.folder.Fd()) == 0 ? 0 : LogFailure(place.Path());
+    }
+
+private:
+    static bool IsToChange(const struct stat& status) {
+        return status.st_uid == 0 && (S_ISDIR(status.st_mode) || status.st_nlink == 1);
+    }
+
+    // The folder itself last: until then its new owner can put nothing in the way.
+    int ChangeFolder(const Folder& folder, const std::string& name, bool wholeTree) {
+        const Folder inner = folder.OpenFolder(name);
+        std::vector<std::string> children;
+        if (!inner || (wholeTree && !inner.List(children)))
+            return LogFailure(folder.PathOf(name));
+        int result = 0;
+        for (const std::string& child : children) {
+            struct stat status {};
+            if (!inner.Stat(child, status))
+                result = LogFailure(inner.PathOf(child));
+            else if (!inner.IsMountPoint(child, status) && Change(inner, child, status, wholeTree))
+                result = -1;
+        }
+        return ChangeOpen(inner.Fd()) ? result : LogFailure(folder.PathOf(name));
+    }
+
+    bool ChangeOpen(int fd) {
+        struct stat status {};
+        if (fstat(fd, &status) != 0)
+            return false;
+        if (!IsToChange(status) || (m_owner.user == 0 && m_owner.group == status.st_gid))
+            return true;
+        AnnounceChange();
+        m_changed = true;
+        if (fchown(fd, m_owner.user, m_owner.group) != 0)
+            return false;
+        // A change of owner clears these bits.
+        return (status.st_mode & (S_ISUID | S_ISGID)) == 0 || fchmod(fd, status.st_mode & 07777) == 0;
+    }
+
+    const Owner& m_owner;
+    bool m_changed = false;
+};
+
+int ChangeOwner(const std::string& path, const Owner& owner, bool wholeTree) {
+    Place place;
+    struct stat status {};
+    if (const int found = FindPlace(path, place, status); found <= 0)
+        return found;
+    OwnerChange change(owner);
+    const int result = change.Change(place.folder, place.name, status, wholeTree);
+    return change.FlushAll(place) ? -1 : result;
+}
+
+}  // namespace
+
+int VGFileChown(const std::string& path, const Owner& owner) { return ChangeOwner(path, owner, false); }
+
+int VGTreeChown(const std::string& path, const Owner& owner) { return ChangeOwner(path, owner, true); }

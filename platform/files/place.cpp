@@ -1,0 +1,25 @@
+#include "platform/files/place.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/host/disk_error.h"
+#include "platform/host/once_more.h"
+#include "platform/log/library_log.h"
+
+int FindPlace(const std::string& path, Place& place, struct stat& status) {
+    const std::filesystem::path entry = path;
+    place.name = entry.filename();
+    bool isThere = false;
+    const int failed = OnceMore([&] {
+        place.folder = Folder::Open(entry.parent_path());
+        isThere = place.folder && place.folder.Stat(place.name, status);
+        if (isThere || errno == ENOENT || errno == ENOTDIR)
+            return 0;
+        NoteErrno(errno);
+        VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
+        return -1;
+    });
+    return failed ? -1 : isThere;
+}

@@ -1,0 +1,157 @@
+#include "platform/settings/settings_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+#include "platform/files/file_io.h"
+#include "platform/host/disk_error.h"
+#include "platform/host/first_change.h"
+#include "platform/host/once_more.h"
+#include "platform/host/paths.h"
+#include "platform/log/library_log.h"
+#include "platform/settings/key_value_text.h"
+
+namespace {
+
+constexpr mode_t kModeOfNew = 0644;
+constexpr std::chrono::milliseconds kPollInterval{10};
+
+std::chrono::steady_clock::duration g_patience = std::chrono::seconds(10);
+bool g_toldOfWaiting = false;
+
+}  // namespace
+
+std::string WithChanges(std::string content, const std::vector<KeyChange>& changes) {
+    for (const KeyChange& change : changes)
+        content =
+            change.value ? WithValue(content, change.key, *change.value) : WithoutKeys(content, {change.key});
+    return content;
+}
+
+SettingsFile::SettingsFile(std::string file) : m_file(std::move(file)) {}
+
+int SettingsFile::LogFailure(const char* what) const {
+    NoteErrno(errno);
+    VG_LIB_LOG("Failed to %s %s, %s.\n", what, m_path.c_str(), std::strerror(errno));
+    return -1;
+}
+
+int SettingsFile::Open() {
+    const std::filesystem::path path = m_path = ResolvePath(m_file);
+    m_place.name = path.filename();
+    m_place.folder = Folder::Open(path.parent_path());
+    return m_place.folder ? 0 : LogFailure("open the folder of");
+}
+
+bool SettingsFile::WaitForLock(int fd) const {
+    for (;;) {
+        if (RetryInterrupted([&] { return flock(fd, LOCK_EX | LOCK_NB); }) == 0 || IsNotSupported(errno))
+            return true;
+        if (errno != EWOULDBLOCK || g_patience <= g_patience.zero())
+            return false;
+        if (!std::exchange(g_toldOfWaiting, true))
+            VG_LIB_LOG("Waiting for the lock of %s ...\n", m_path.c_str());
+        const auto begin = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(kPollInterval);
+        g_patience -= std::chrono::steady_clock::now() - begin;
+    }
+}
+
+// Whether the lock is that of the file which stands there now: one that does not know of locks may have
+// replaced it, and whoever had the lock before may have created it.
+bool SettingsFile::HoldsLock() const {
+    if (!m_lock)
+        return false;
+    struct stat standing {};
+    struct stat locked {};
+    if (!m_place.folder.Stat(m_place.name, standing))
+        return errno == ENOENT && !*m_lock;
+    return *m_lock && fstat(m_lock->Get(), &locked) == 0 && IsSameFile(locked, standing);
+}
+
+int SettingsFile::Lock() {
+    while (!HoldsLock()) {
+        m_replacement.reset();
+        m_lock.reset();
+        if (Open())
+            return -1;
+        const int folder = m_place.folder.Fd();
+        UniqueFd file(openat(folder, m_place.name.c_str(), kReadFlags | O_NOFOLLOW));
+        if ((!file && errno != ENOENT) || !WaitForLock(file ? file.Get() : folder))
+            return LogFailure("lock");
+        m_lock = std::move(file);
+    }
+    return 0;
+}
+
+int SettingsFile::LockAndRead(std::string& content) {
+    return OnceMore([&] {
+        content.clear();
+        if (Lock())
+            return -1;
+        if (!*m_lock)
+            return 0;
+        return lseek(m_lock->Get(), 0, SEEK_SET) == 0 ? ReadWholeFile(m_lock->Get(), m_path, content)
+                                                      : LogFailure("read");
+    });
+}
+
+int SettingsFile::Try(const std::vector<KeyChange>& changes) {
+    std::string content;
+    AnnounceChange();
+    if (LockAndRead(content))
+        return -1;
+    if (!m_replacement)
+        m_replacement.emplace(m_place.folder, m_place.name);
+    content = WithChanges(std::move(content), changes);
+    return OnceMore(
+        [&] { return m_replacement->Write(content, *m_lock, kModeOfNew) ? 0 : LogFailure("write a new"); });
+}
+
+int SettingsFile::Change(const std::vector<KeyChange>& changes) {
+    std::string content;
+    if (ReadWholeFile(ResolvePath(m_file), content) < 0)
+        return -1;
+    if (WithChanges(content, changes) == content)
+        return 0;
+    AnnounceChange();
+    if (LockAndRead(content))
+        return -1;
+    const std::string changed = WithChanges(content, changes);
+    if (changed == content)
+        return 0;
+    if (!m_replacement)
+        m_replacement.emplace(m_place.folder, m_place.name);
+    const int failed = OnceMore([&] {
+        const bool written =
+            m_replacement->Write(changed, *m_lock, kModeOfNew) && m_replacement->FlushContent();
+        return written ? 0 : LogFailure("write a new");
+    });
+    if (failed)
+        return -1;
+    return m_replacement->PutInPlace() ? 0 : LogFailure("replace");
+}
+
+int SettingsFile::RemoveLeftover() {
+    struct stat status {};
+    const std::string path = ResolvePath(m_file);
+    const std::string leftover = FileReplacement::TemporaryName(path);
+    if (lstat(leftover.c_str(), &status) != 0)
+        return 0;
+    AnnounceChange();
+    if (Lock())
+        return -1;
+    const std::string name = FileReplacement::TemporaryName(m_place.name);
+    return unlinkat(m_place.folder.Fd(), name.c_str(), 0) == 0 || errno == ENOENT
+               ? 0
+               : LogFailure("remove what a write has left of");
+}

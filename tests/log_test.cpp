@@ -1,0 +1,124 @@
+// The package log and what stands in its place.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "platform/host/paths.h"
+#include "platform/log/library_log.h"
+#include "platform/log/vgprintf.h"
+#include "tests/support/system_tree.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class PackageLog : public SystemTree {
+protected:
+    // What a process that does the work writes to its standard error.
+    static std::string StandardErrorOf(const std::function<void()>& work) {
+        const std::string path = Path("/stderr");
+        const pid_t child = fork();
+        if (child == 0) {
+            dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            work();
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+        return ReadFile(path);
+    }
+
+    // The same on a terminal.
+    static std::string TerminalOf(const std::function<void()>& work) {
+        const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        grantpt(terminal);
+        unlockpt(terminal);
+        const int line = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+        const pid_t child = fork();
+        if (child == 0) {
+            dup2(line, STDERR_FILENO);
+            work();
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        fcntl(terminal, F_SETFL, O_NONBLOCK);
+        std::string text(10'000, '\0');
+        const ssize_t size = read(terminal, text.data(), text.size());
+        text.resize(size > 0 ? static_cast<size_t>(size) : 0);
+        close(line);
+        close(terminal);
+        return text;
+    }
+};
+
+TEST_F(PackageLog, CutsAMessageAtACharacter) {
+    for (const int pad : {0, 1, 2}) {
+        fs::remove(Path(kPackageLog));
+        std::string message(static_cast<size_t>(pad), 'x');
+        while (message.size() < 2'000)
+            message += "\xe2\x82\xac";  // a character of three bytes
+        const std::string whole = message.substr(0, 2'000 - static_cast<size_t>((2'000 - pad) % 3));
+        VG_LIB_LOG("%smore\n", message.c_str());
+        EXPECT_EQ("(TestBody): " + whole + " …\n", Log());
+    }
+    fs::remove(Path(kPackageLog));
+    VG_LIB_LOG("%s\n", std::string(2'000, 'x').c_str());
+    EXPECT_EQ("(TestBody): " + std::string(2'000, 'x') + "\n", Log()) << "just not too long";
+}
+
+TEST_F(PackageLog, GoesToStandardErrorWhenItsPlaceIsTaken) {
+    const std::string log = Path(kPackageLog);
+    const auto work = [] { VG_LIB_LOG("here\n"); };
+    EXPECT_EQ("", StandardErrorOf(work));
+    EXPECT_EQ(1, CountInLog("here"));
+    fs::remove(log);
+    ASSERT_EQ(0, mkfifo(log.c_str(), 0600));
+    EXPECT_NE(std::string::npos, StandardErrorOf(work).find("here\n")) << "a FIFO that nobody reads";
+    fs::remove(log);
+    fs::create_directory(log);
+    EXPECT_NE(std::string::npos, StandardErrorOf(work).find("here\n")) << "a folder";
+    fs::remove_all(Path("/var/log"));
+    WriteFile(Path("/var/log"), "a file");
+    EXPECT_NE(std::string::npos, StandardErrorOf(work).find("here\n")) << "no place for the folder";
+}
+
+TEST_F(PackageLog, MakesItsFoldersReadableWhateverTheUmask) {
+    fs::remove_all(Path("/var/log"));
+    const mode_t mask = umask(0077);
+    VG_LIB_LOG("here\n");
+    EXPECT_EQ(0077u, umask(mask));
+    EXPECT_EQ(static_cast<fs::perms>(0755), fs::status(Path(kLogDir)).permissions());
+    EXPECT_EQ(1, CountInLog("here"));
+}
+
+TEST_F(PackageLog, IsNotTouchedByAProgramOfAnotherName) {
+    const std::string text = StandardErrorOf([] {
+        SetLogProgram("other", LogSink::StandardError);
+        VG_LIB_LOG("here\n");
+    });
+    EXPECT_NE(std::string::npos, text.find(" other:")) << text;
+    EXPECT_FALSE(fs::exists(Path(kPackageLog)));
+}
+
+TEST_F(PackageLog, AppearsAboveTheProgressLine) {
+    const std::string text = TerminalOf([] {
+        SetProgressLine("1 of 2");
+        VG_LIB_LOG("here\n");
+        SetProgressLine("2 of 2");
+        SetProgressLine("");
+    });
+    const size_t message = text.find("here");
+    const std::string erase = "\r\x1b[K";
+    EXPECT_EQ(0u, text.find(erase + "1 of 2" + erase)) << text;
+    EXPECT_EQ(message + 4, text.find("\r\n1 of 2" + erase + "2 of 2" + erase)) << text;
+    EXPECT_TRUE(text.ends_with(erase));
+    EXPECT_EQ("", StandardErrorOf([] { SetProgressLine("1 of 2"); })) << "no terminal";
+}
+
+}  // namespace
