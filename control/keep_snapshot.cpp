@@ -20,25 +20,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Databases and settings hold passwords.
-constexpr mode_t kFolderMode = 0700;
+constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 constexpr mode_t kFileMode = 0600;
 
 constexpr const char* kForgotten = ".forgotten";
 
 std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
-
-// The package's own folder of snapshots is made when it is needed.
-Folder OpenPlace(const SnapshotPlace& place) {
-    Folder folder = Folder::Open(place.folder);
-    if (folder || errno != ENOENT || place.isElsewhere)
-        return folder;
-    const Folder parent = Folder::Open(fs::path(place.folder).parent_path());
-    const std::string name = fs::path(place.folder).filename();
-    if (parent && mkdirat(parent.Fd(), name.c_str(), kFolderMode) == 0 && parent.Sync())
-        folder = parent.OpenFolder(name);
-    return folder;
-}
 
 int WriteSums(const TreeCopy& copy, Snapshot& snapshot, std::string& problem) {
     std::string text;
@@ -88,7 +75,7 @@ int TakeSnapshot(const SnapshotPlace& place, const std::string& name, std::chron
     problem = WhatIsWrongWithName(name);
     if (!problem.empty())
         return -1;
-    const Folder folder = OpenPlace(place);
+    const Folder folder = OpenSnapshotPlace(place);
     if (!folder) {
         problem = Reason(place.folder);
         return -1;

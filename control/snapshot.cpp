@@ -24,7 +24,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr mode_t kMode = 0600;  // databases and settings hold passwords
+constexpr mode_t kFolderMode = 0700;
+constexpr mode_t kFileMode = 0600;
 constexpr size_t kSumSize = 64;
 
 std::string TextOf(const Json::Value& object, const char* member) {
@@ -116,6 +117,17 @@ int FindSnapshotPlace(const std::string& elsewhere, SnapshotPlace& place, std::s
     return error ? -1 : 0;
 }
 
+Folder OpenSnapshotPlace(const SnapshotPlace& place) {
+    Folder folder = Folder::Open(place.folder);
+    if (folder || errno != ENOENT || place.isElsewhere)
+        return folder;
+    const fs::path path = place.folder;
+    const Folder parent = Folder::Open(path.parent_path());
+    if (parent && mkdirat(parent.Fd(), path.filename().c_str(), kFolderMode) == 0 && parent.Sync())
+        folder = parent.OpenFolder(path.filename());
+    return folder;
+}
+
 std::string WhatIsWrongWithName(const std::string& name) {
     if (name.empty())
         return "A snapshot needs a name";
@@ -182,7 +194,7 @@ int WriteSnapshotJson(const Snapshot& snapshot, std::string& problem) {
     for (const std::string& path : snapshot.absent)
         object["absent"].append(path);
     const std::string path = snapshot.folder + '/' + kSnapshotJson;
-    if (ReplaceFile(path, JsonWrite(object, false) + '\n', kMode) == 0)
+    if (ReplaceFile(path, JsonWrite(object, false) + '\n', kFileMode) == 0)
         return 0;
     problem = path + ": " + std::strerror(errno);
     return -1;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/files/folder.h"
+
 struct Snapshot {
     std::string name;
     std::string folder;  // its real path
@@ -33,6 +35,9 @@ struct SnapshotPlace {
 
 // Where the snapshots are: in the given folder, which must exist, or when that is '' in the package's own.
 [[nodiscard]] int FindSnapshotPlace(const std::string& elsewhere, SnapshotPlace& place, std::string& problem);
+
+// Opens the folder of the place; the package's own is made when it is not there. False, with errno, on failure.
+Folder OpenSnapshotPlace(const SnapshotPlace& place);
 
 // What is wrong with the name of a new snapshot; '' when nothing is.
 std::string WhatIsWrongWithName(const std::string& name);

@@ -22,18 +22,25 @@ bool IsRegularFile(const std::string& realPath) {
     return stat(realPath.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-std::string DatabasePath(int db) {
-    return std::string(kTargetDir) + VGDB::GetDBName(static_cast<DB_INSTANCE>(db));
+// The path of the database that the file belongs to, itself or beside it; '' when there is none.
+std::string DatabaseOf(std::string_view path) {
+    for (const std::string& database : DatabasePaths()) {
+        if (!path.starts_with(database))
+            continue;
+        const std::string_view suffix = path.substr(database.size());
+        const auto isSuffix = [suffix](const char* one) { return suffix == one; };
+        if (suffix.empty() || std::any_of(std::begin(kCompanionSuffixes), std::end(kCompanionSuffixes), isSuffix))
+            return database;
+    }
+    return "";
 }
 
 }  // namespace
 
 int ListTreeFiles(std::vector<TreeFile>& files, std::string& problem) {
     files.clear();
-    for (int db = 0; db < DB_INSTANCE_COUNT; ++db) {
-        const std::string path = DatabasePath(db);
+    for (const std::string& path : DatabasePaths())
         files.push_back({.path = path, .realPath = ResolvePath(path), .isDatabase = true});
-    }
     std::set<std::string> settings = {std::string(kSettingsConf), std::string(kPackageConf)};
     const std::string etc = ResolvePath(kEtcDir);
     std::vector<std::string> names;
@@ -60,16 +67,19 @@ bool IsTreeFile(std::string_view path) {
         const std::string_view name = path.substr(kEtcDir.size());
         return name.ends_with(kConf) && name.find('/') == std::string_view::npos;
     }
-    for (int db = 0; db < DB_INSTANCE_COUNT; ++db) {
-        const std::string database = DatabasePath(db);
-        if (!path.starts_with(database))
-            continue;
-        const std::string_view suffix = path.substr(database.size());
-        if (suffix.empty() || std::find(std::begin(kCompanionSuffixes), std::end(kCompanionSuffixes), suffix) !=
-                                  std::end(kCompanionSuffixes))
-            return true;
-    }
-    return false;
+    return !DatabaseOf(path).empty();
+}
+
+std::string RealPathOfTreeFile(const std::string& path) {
+    const std::string database = DatabaseOf(path);
+    return database.empty() ? ResolvePath(path) : ResolvePath(database) + path.substr(database.size());
+}
+
+std::vector<std::string> DatabasePaths() {
+    std::vector<std::string> paths;
+    for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
+        paths.push_back(std::string(kTargetDir) + VGDB::GetDBName(static_cast<DB_INSTANCE>(db)));
+    return paths;
 }
 
 std::vector<std::string> DatabasesOf(const std::vector<TreeFile>& files) {

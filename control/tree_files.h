@@ -18,5 +18,11 @@ struct TreeFile {
 // Whether a file of that path can be one of them, or belong to one of the databases.
 bool IsTreeFile(std::string_view path);
 
+// The real path of such a file. What belongs to a database stands where the file is that a link to it leads to.
+std::string RealPathOfTreeFile(const std::string& path);
+
+// The paths of the 17 databases.
+std::vector<std::string> DatabasePaths();
+
 // The databases' real paths.
 std::vector<std::string> DatabasesOf(const std::vector<TreeFile>& files);
