@@ -13,7 +13,7 @@
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 #include "platform/files/folder.h"
-#include "platform/log/local_time.h"
+#include "platform/host/local_time.h"
 #include "platform/settings/settings.h"
 
 namespace fs = std::filesystem;

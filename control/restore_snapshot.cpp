@@ -17,7 +17,7 @@
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 #include "platform/host/paths.h"
-#include "platform/log/local_time.h"
+#include "platform/host/local_time.h"
 #include "upgrader/history.h"
 #include "upgrader/restore_mark.h"
 
@@ -179,14 +179,18 @@ private:
     // One that stands already keeps its time, which is that of the restore.
     bool SetMark() {
         std::string restoring;
-        if (FindUnfinishedRestore(restoring) == 1 && restoring == m_name)
+        const int unfinished = FindUnfinishedRestore(restoring);
+        if (unfinished == 1 && restoring == m_name)
             return true;
         SnapshotPlace place;
         if (FindSnapshotPlace("", place, m_problem))
             return false;
         if (OpenSnapshotPlace(place) && ReplaceFile(ResolveEntry(kRestoreMark), m_name + '\n', kMarkMode) == 0)
             return true;
-        return Fail(Reason(ResolveEntry(kRestoreMark)));
+        Fail(Reason(ResolveEntry(kRestoreMark)));
+        if (unfinished == 0)
+            (void)VGFileRemove(ResolveEntry(kRestoreMark));  // nothing has been replaced
+        return false;
     }
 
     // Before the databases: a journal must never stand beside one that it does not belong to.
