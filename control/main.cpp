@@ -15,11 +15,13 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "control/command.h"
 #include "control/commands.h"
@@ -29,6 +31,7 @@
 #include "platform/log/vgprintf.h"
 #include "platform/settings/system.h"
 #include "platform/support/json.h"
+#include "platform/support/strings.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/lock.h"
 #include "upgrader/restore_mark.h"
