@@ -216,12 +216,12 @@ TEST_F(HostUserTest, FindsUsersOfTheTreeByUid) {
     const std::string longName(5000, 'n');
     WriteFile(Path("/etc/passwd"),
               "# 1000:x:1000\n"
-              "+nis:x:1000:1:::\n"
+              "+nis:x:1000:1:::\n-gone:x:1000:1:::\n"
               "root:x:0:0::/root:/bin/sh\n"
               "broken\n:x:1000:1:::\nhalf:x\nletters:x:10x0:1:::\nhuge:x:99999999999:1:::\n"
               "Jos\xc3\xa9 d'Or:x:1000:100:::\n"
               "second:x:1000:100:::\n" +
-                  longName + ":x:4294967295:1:::\nlast:x:12");
+                  longName + ":x:4294967295:1:::\nlast:x:12:1:::");
     struct Case {
         unsigned int uid;
         std::string name;

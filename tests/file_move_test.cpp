@@ -94,8 +94,8 @@ protected:
         Own(data + "/sub", 01770, 1003, 1003);
         Own(data + "/link", 0, 1004, 1004);
         Own(data, 0711, 1005, 1006);
-        (void)setxattr((data + "/big").c_str(), "user.label", "kept", 4,
-                       0);  // where the file system has them
+        // Where the file system has them.
+        (void)setxattr((data + "/big").c_str(), "user.label", "kept", 4, 0);
         for (const char* entry : {"/big", "/sub/empty", "/link", "/sub", ""})
             Date(data + entry, 1'500'000'000 + static_cast<time_t>(std::strlen(entry)));
     }

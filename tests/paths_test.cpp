@@ -134,7 +134,7 @@ protected:
         return traces;
     }
 
-    const std::string m_beside = fs::path(Path("")).parent_path() / "vgtest.beside";
+    const std::string m_beside = Path("") + ".beside";
 };
 
 constexpr const char* kLevels[] = {
@@ -202,14 +202,10 @@ TEST_F(Paths, ThatLoopCostAnUpgradeWhatTheyName) {
     }
 }
 
-TEST_F(Paths, FindTheUsersOfTheTree) {
-    WriteFile(Path("/usr/passwd"),
-              "# comment\n\n+nis:x:7:7:::\n-gone:x:7:7:::\nbroken:x:7\nroot:x:0:0:root:/root:/bin/sh\n"
-              "first:x:7:7::/:/bin/sh\nsecond:x:7:7::/:/bin/sh\n+::::::\n");
+TEST_F(Paths, FindTheUsersOfTheTreeBehindLinks) {
+    WriteFile(Path("/usr/passwd"), "first:x:7:7::/:/bin/sh\n");
     Link("/usr/passwd", "/etc/passwd");
     EXPECT_EQ("first", PasswdName(7));
-    EXPECT_EQ("root", PasswdName(0));
-    EXPECT_EQ("(none)", PasswdName(8));
     fs::remove(Path("/etc/passwd"));
     ASSERT_EQ(0, mkfifo(Path("/etc/passwd").c_str(), 0644));
     EXPECT_EQ("(none)", PasswdName(7));

@@ -9,9 +9,8 @@
 #include <cstring>
 
 #include "platform/files/file_io.h"
-#include "platform/host/first_change.h"
+#include "platform/host/local_time.h"
 #include "platform/host/paths.h"
-#include "platform/log/local_time.h"
 #include "platform/settings/settings.h"
 #include "platform/support/json.h"
 #include "platform/support/strings.h"

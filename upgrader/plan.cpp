@@ -64,7 +64,8 @@ void PlanRepair(Plan& plan, const Record::Facts& facts) {
     plan.missing = facts.missing;
     plan.repairs.clear();
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
-        DatabaseRepair repair{.db = static_cast<DB_INSTANCE>(number)};
+        DatabaseRepair repair;
+        repair.db = static_cast<DB_INSTANCE>(number);
         repair.path = VGDB::GetDBPath(repair.db);
         repair.known = VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
         Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);

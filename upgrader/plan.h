@@ -12,7 +12,7 @@
 #include "upgrader/walk.h"
 
 struct DatabaseRepair {
-    DB_INSTANCE db;
+    DB_INSTANCE db = DB_SYSTEM;
     std::string path;
     bool known = false;  // false: the database or its schema file cannot be read
     VGDB::SchemaDifferences differences;

@@ -21,10 +21,10 @@ std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site) {
             LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
         } else if (!sql.empty()) {
             repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
-            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(), Join(repaired.back().added, "; ").c_str());
+            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(), JoinStrings(repaired.back().added, "; ").c_str());
         }
     }
-    VGDB::EndRepairs();
+    (void)VGDB::EndRepairs();  // logged there; a repair that is undone is found missing by the next upgrade
     return repaired;
 }
 

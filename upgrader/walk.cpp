@@ -90,7 +90,7 @@ bool Walk::RunAtOnce(const Job& job) {
         job.after();
         kept = Settle();
     }
-    if (kept && (!m_recorded || CommitAll(job)))
+    if (kept && (!m_recorded || CommitAll()))
         return true;
     UPG_LOG("The upgrade of %s is undone, and walked once more with a commit a row.\n",
             VGDB::GetDBPath(DB_SYSTEM).c_str());
@@ -106,7 +106,7 @@ bool Walk::Settle() {
     return true;
 }
 
-bool Walk::CommitAll(const Job& job) {
+bool Walk::CommitAll() {
     std::string outcome;
     std::vector<Record::RowName> done;
     for (const RowRun& run : m_runs) {

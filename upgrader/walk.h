@@ -66,7 +66,7 @@ public:
 private:
     void BeginRecord(const Job& job);
     bool RunAtOnce(const Job& job);
-    bool CommitAll(const Job& job);
+    bool CommitAll();
     void RunOneByOne(const Job& job);
     bool Settle();
     bool Stands(size_t rows) const;

@@ -5,7 +5,6 @@
 namespace {
 
 unsigned g_diskErrors = 0;
-unsigned g_forgotten = 0;
 
 }  // namespace
 
@@ -17,7 +16,3 @@ void NoteErrno(int error) {
 }
 
 unsigned DiskErrors() { return g_diskErrors; }
-
-bool HadDiskError() { return g_diskErrors != g_forgotten; }
-
-void ForgetDiskErrors() { g_forgotten = g_diskErrors; }

@@ -9,6 +9,3 @@ void NoteErrno(int error);
 
 // How often the disk has failed so far.
 unsigned DiskErrors();
-
-bool HadDiskError();
-void ForgetDiskErrors();

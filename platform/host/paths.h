@@ -11,6 +11,7 @@ inline constexpr std::string_view kSchemaDir = "/var/packages/Vigilo/target/sche
 inline constexpr std::string_view kVariableConf = "/var/packages/Vigilo/target/@VGData/variable.conf";
 inline constexpr std::string_view kLogDir = "/var/log/vigilo/";
 inline constexpr std::string_view kPackageLog = "/var/log/vigilo/vgupgrader.log";
+inline constexpr std::string_view kHistory = "/var/log/vigilo/vgupgrader.history.jsonl";
 
 // True when the environment variable VG_SYSROOT gives a prefix. The variable is read once; a setuid or
 // setgid process ignores it.

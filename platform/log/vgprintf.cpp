@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "platform/host/format.h"
+#include "platform/host/local_time.h"
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 
@@ -27,17 +28,6 @@ constexpr std::string_view kEraseLine = "\r\x1b[K";
 const char* g_program = "vgupgrader";
 LogSink g_sink = LogSink::PackageLog;
 std::string g_progressLine;
-
-std::string LocalTime() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::array<char, 40> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local);
-    std::string stamp = text.data();
-    stamp.insert(stamp.size() - 2, ":");  // +0800 -> +08:00
-    return stamp;
-}
 
 // The beginning of a text, at most that many bytes long, that ends with a whole character of UTF-8.
 std::string_view CutAtCharacter(std::string_view text, size_t size) {
@@ -130,7 +120,7 @@ void SetProgressLine(std::string line) {
 
 void VGPrintf(int /*logType*/, int /*reserved1*/, int /*reserved2*/, const char* file, int line,
               const char* function, const char* format, va_list args) {
-    std::string text = LocalTime() + ' ' + file + ':' + std::to_string(line) + " (" + function + "): ";
+    std::string text = LocalTime(std::time(nullptr)) + ' ' + file + ':' + std::to_string(line) + " (" + function + "): ";
     AppendOnOneLine(text, VStringPrintf(format, args));
 
     const bool logged = g_sink == LogSink::PackageLog && AppendToLog(text);

@@ -7,25 +7,9 @@
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 #include "platform/settings/collected_keys.h"
-#include "platform/settings/file_rewrite.h"
 #include "platform/settings/key_value_text.h"
 #include "platform/settings/settings_file.h"
 #include "platform/support/strings.h"
-
-namespace {
-
-int Read(const std::string& path, std::string& content) {
-    return FileUnit::IsOpen() ? FileUnit::Read(path, content) : ReadWholeFile(ResolvePath(path), content);
-}
-
-int Write(const std::string& path, const std::vector<KeyChange>& changes) {
-    if (!FileUnit::IsOpen())
-        return CollectedKeys::Write(path, changes);
-    return FileUnit::Rewrite(
-        path, [&](std::string_view content) { return WithChanges(std::string(content), changes); });
-}
-
-}  // namespace
 
 int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool /*reserved*/) {
     const std::string_view name = OrEmpty(key);
@@ -34,7 +18,7 @@ int VGFileGetVal(std::string_view path, const char* key, std::string& value, boo
         found = change->value;
     } else {
         std::string content;
-        if (Read(std::string(path), content) < 0)
+        if (ReadWholeFile(ResolvePath(path), content) < 0)
             return -1;
         found = FindValue(content, name);
     }
@@ -46,7 +30,7 @@ int VGFileGetVal(std::string_view path, const char* key, std::string& value, boo
 
 int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values) {
     std::string content;
-    if (Read(std::string(path), content) < 0)
+    if (ReadWholeFile(ResolvePath(path), content) < 0)
         return -1;
     values = AllValues(WithChanges(std::move(content), CollectedKeys::Of(path)));
     return 0;
@@ -71,7 +55,7 @@ int VGFileStoreVal(std::string_view path, const char* key, const std::string& va
                    ResolvePath(file).c_str());
         return -1;
     }
-    return Write(file, {{.file = file, .key = name, .value = value}});
+    return CollectedKeys::Write(file, {{.file = file, .key = name, .value = value}});
 }
 
 int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, bool /*reserved*/) {
@@ -85,7 +69,7 @@ int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, b
         }
         changes.push_back({.file = file, .key = key, .value = std::nullopt});
     }
-    return Write(file, changes);
+    return CollectedKeys::Write(file, changes);
 }
 
 int VGFileRemoveLeftover(std::string_view path) { return CollectedKeys::RemoveLeftover(std::string(path)); }

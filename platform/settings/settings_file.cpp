@@ -67,19 +67,22 @@ bool SettingsFile::WaitForLock(int fd) const {
 }
 
 // Whether the lock is that of the file which stands there now: one that does not know of locks may have
-// replaced it, and whoever had the lock before may have created it.
-bool SettingsFile::HoldsLock() const {
+// replaced it, and whoever had the lock before may have created it. Returns 1, 0 or, when that cannot be told,
+// -1.
+int SettingsFile::HoldsLock() const {
     if (!m_lock)
-        return false;
+        return 0;
     struct stat standing {};
     struct stat locked {};
     if (!m_place.folder.Stat(m_place.name, standing))
-        return errno == ENOENT && !*m_lock;
+        return errno == ENOENT ? !*m_lock : -1;
     return *m_lock && fstat(m_lock->Get(), &locked) == 0 && IsSameFile(locked, standing);
 }
 
 int SettingsFile::Lock() {
-    while (!HoldsLock()) {
+    for (;;) {
+        if (const int holds = HoldsLock(); holds != 0)
+            return holds > 0 ? 0 : LogFailure("lock");
         m_replacement.reset();
         m_lock.reset();
         if (Open())
@@ -90,7 +93,6 @@ int SettingsFile::Lock() {
             return LogFailure("lock");
         m_lock = std::move(file);
     }
-    return 0;
 }
 
 int SettingsFile::LockAndRead(std::string& content) {

@@ -37,7 +37,7 @@ public:
 private:
     int Open();
     int Lock();
-    bool HoldsLock() const;
+    int HoldsLock() const;
     bool WaitForLock(int fd) const;
     int LockAndRead(std::string& content);
     int LogFailure(const char* what) const;

@@ -38,11 +38,12 @@ int JsonParse(const std::string& text, Json::Value& value, bool comments, bool s
     }
 }
 
-std::string JsonWrite(const Json::Value& value, bool compact) {
+std::string JsonWrite(const Json::Value& value, bool compact, int digits) {
     // Making a builder costs more than writing a short value.
-    static const Json::StreamWriterBuilder compactBuilder = MakeBuilder("");
-    static const Json::StreamWriterBuilder indentedBuilder = MakeBuilder("\t");
+    static Json::StreamWriterBuilder compactBuilder = MakeBuilder("");
+    static Json::StreamWriterBuilder indentedBuilder = MakeBuilder("\t");
     try {
+        compactBuilder["precision"] = indentedBuilder["precision"] = digits;
         return Json::writeString(compact ? compactBuilder : indentedBuilder, value);
     } catch (const std::exception&) {
         return {};

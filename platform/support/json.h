@@ -14,4 +14,5 @@ int JsonParse(const std::string& text, Json::Value& value, bool comments = false
 
 // The text of a value: on one line without blanks when compact, else indented. Text beyond ASCII stands as it
 // is (UTF-8), not as \u escapes. Never throws; a value that cannot be written gives the empty string.
-std::string JsonWrite(const Json::Value& value, bool compact = true);
+// `digits` is how many of a number with a fraction are written; 17 lose nothing.
+std::string JsonWrite(const Json::Value& value, bool compact = true, int digits = 17);
