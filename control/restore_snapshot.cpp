@@ -78,7 +78,9 @@ private:
         if (ReadSums(m_snapshot, sums, m_problem))
             return false;
         for (const auto& [path, sum] : sums) {
-            File file{.path = path, .sum = sum};
+            File file;
+            file.path = path;
+            file.sum = sum;
             const std::string source = m_snapshot.folder + '/' + path;
             file.source = UniqueFd(open(source.c_str(), kReadFlags | O_NOFOLLOW));
             if (!file.source || fstat(file.source.Get(), &file.status) != 0)
