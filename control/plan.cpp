@@ -44,7 +44,7 @@ Json::Value RepairToJson(const DatabaseRepair& repair) {
     Json::Value object(Json::objectValue);
     object["database"] = VGDB::GetDBName(repair.db);
     object["missing"] = Json::Value(Json::objectValue);
-    for (const auto& [table, names] : repair.differences.missing)
+    for (const auto& [table, names] : repair.differences.names)
         for (const std::string& name : names)
             object["missing"][table].append(name);
     object["sql"] = repair.differences.sql;
