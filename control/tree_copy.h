@@ -14,7 +14,7 @@ struct TreeCopyWay {
     std::chrono::milliseconds patience{60'000};  // with databases that are busy, together
     bool durable = true;                         // with sums, and flushed to disk
     // Told of the bytes that have been copied and of how many there are.
-    std::function<void(uint64_t done, uint64_t all)> progress;
+    std::function<void(uint64_t done, uint64_t all)> progress = {};
 };
 
 struct TreeCopy {
