@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cerrno>
+#include <future>
+#include <string_view>
 #include <vector>
 
 #include "control/sha256.h"
@@ -20,24 +22,40 @@ constexpr size_t kBlockSize = 1024 * 1024;
 // Brings what was written so far on its way to the disk, so that the flush at the end has little left to do.
 constexpr off_t kWriteOutEvery = 16 * 1024 * 1024;
 
-std::string NoSum() {
-    errno = ENOMEM;
-    return "";
-}
-
-// Passes every block of the file, from its beginning, to the function, which gives false to stop.
+// Passes every block of the file, from its beginning, to the function, which gives false to stop. The sum, where it is
+// wanted, is taken meanwhile on another processor.
 template <class Function>
-bool ForEachBlock(int fd, Function function) {
+bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function function) {
     (void)posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    std::vector<char> block(kBlockSize);
+    std::array<std::vector<char>, 2> blocks = {std::vector<char>(kBlockSize), std::vector<char>(kBlockSize)};
+    Sha256 sha;
+    std::future<void> summing;  // destroyed first, which waits for it
     for (off_t at = 0;;) {
-        const ssize_t count = RetryInterrupted([&] { return pread(fd, block.data(), block.size(), at); });
-        if (count <= 0)
-            return count == 0;
-        if (!function(std::string_view(block.data(), static_cast<size_t>(count))))
+        std::vector<char>& buffer = blocks[static_cast<size_t>(at) / kBlockSize % 2];
+        const size_t begin = static_cast<size_t>(at) % kBlockSize;
+        const ssize_t count =
+            RetryInterrupted([&] { return pread(fd, buffer.data() + begin, kBlockSize - begin, at); });
+        if (count < 0)
             return false;
+        if (summing.valid())
+            summing.get();
+        if (count == 0)
+            break;
+        const std::string_view block(buffer.data() + begin, static_cast<size_t>(count));
+        if (sum)
+            summing = std::async([&sha, block] { sha.Add(block); });
+        if (!function(block))
+            return false;
+        if (progress)
+            progress(block.size());
         at += count;
     }
+    if (!sum)
+        return true;
+    *sum = sha.Sum();
+    if (sum->empty())
+        errno = ENOMEM;
+    return !sum->empty();
 }
 
 bool CopyContent(int from, int to, std::string* sum, const Progress& progress) {
@@ -46,24 +64,18 @@ bool CopyContent(int from, int to, std::string* sum, const Progress& progress) {
             *sum = SumOfFile(to, progress);
         return !sum || !sum->empty();
     }
-    Sha256 sha;
     off_t written = 0;
-    const bool copied = ForEachBlock(from, [&](std::string_view block) {
+    off_t writtenOut = 0;
+    return ForEachBlock(from, sum, progress, [&](std::string_view block) {
         if (!WriteAll(to, block))
             return false;
-        const off_t before = written;
         written += static_cast<off_t>(block.size());
-        if (before / kWriteOutEvery != written / kWriteOutEvery)
-            (void)sync_file_range(to, 0, written, SYNC_FILE_RANGE_WRITE);
-        if (sum)
-            sha.Add(block);
-        if (progress)
-            progress(block.size());
+        if (written - writtenOut >= kWriteOutEvery) {
+            (void)sync_file_range(to, writtenOut, written - writtenOut, SYNC_FILE_RANGE_WRITE);
+            writtenOut = written;
+        }
         return true;
     });
-    if (copied && sum)
-        *sum = sha.Sum();
-    return copied && (!sum || !sum->empty() || !NoSum().empty());
 }
 
 }  // namespace
@@ -86,15 +98,6 @@ UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::stri
 }
 
 std::string SumOfFile(int fd, const Progress& progress) {
-    Sha256 sha;
-    const bool read = ForEachBlock(fd, [&](std::string_view block) {
-        sha.Add(block);
-        if (progress)
-            progress(block.size());
-        return true;
-    });
-    if (!read)
-        return "";
-    const std::string sum = sha.Sum();
-    return sum.empty() ? NoSum() : sum;
+    std::string sum;
+    return ForEachBlock(fd, &sum, progress, [](std::string_view) { return true; }) ? sum : "";
 }
