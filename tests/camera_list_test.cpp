@@ -35,10 +35,22 @@ TEST_F(CameraListTest, ReadsTablesOfOldBuilds) {
     EXPECT_EQ("", List()) << "no camera";
     Sql(DB_SYSTEM, "INSERT INTO camera VALUES(1, 'Gate');");
     EXPECT_EQ("1:Gate: ", List()) << "no notification schedule";
+    EXPECT_EQ("1:Gate: ", List({.ids = {}, .localOnly = true})) << "no recording servers yet";
+}
+
+TEST_F(CameraListTest, TellsLocalCamerasFromThoseOfRecordingServers) {
+    Sql(DB_SYSTEM,
+        "CREATE TABLE camera(id INTEGER PRIMARY KEY, ds_id INTEGER, name TEXT);"
+        "INSERT INTO camera VALUES(1, 0, 'Gate'), (2, 3, 'Branch'), (3, NULL, 'Old');");
+    EXPECT_EQ("1:Gate: 3:Old: ", List({.ids = {}, .localOnly = true}));
+    EXPECT_EQ("1:Gate: ", List({.ids = {1, 2}, .localOnly = true}));
+    std::list<Camera> cameras;
+    EXPECT_EQ(0, GetCamLocalList(cameras));
+    EXPECT_EQ(2u, cameras.size());
 }
 
 // What text cannot carry and rows that share an id would be lost if loaded values were written back.
-TEST_F(CameraListTest, SaveTouchesItsRowsAndChangesNoValue) {
+TEST_F(CameraListTest, SavingTouchesEveryRowAndChangesNoValue) {
     Sql(DB_SYSTEM,
         "CREATE TABLE camera(id INTEGER, name TEXT, notifyschedule TEXT);"
         "INSERT INTO camera VALUES(1, 'a' || char(0) || 'b', x'00FF'), (2, 'Bob''s', NULL), (2, 'twin', '5');"
@@ -47,15 +59,9 @@ TEST_F(CameraListTest, SaveTouchesItsRowsAndChangesNoValue) {
     const char* const values =
         "SELECT id, hex(name), typeof(notifyschedule), hex(notifyschedule) FROM camera";
     const std::string before = Rows(DB_SYSTEM, values);
-    std::list<Camera> cameras;
-    ASSERT_EQ(0, CamGetList({}, cameras));
-    for (const Camera& camera : cameras)
-        EXPECT_EQ(0, camera.Save());
+    EXPECT_EQ(0, CamSaveAll());
     EXPECT_EQ(before, Rows(DB_SYSTEM, values));
     EXPECT_EQ("1\n2\n2\n", Rows(DB_SYSTEM, "SELECT id FROM touched"));
-
-    Sql(DB_SYSTEM, "DROP TABLE camera;");
-    EXPECT_EQ(-1, cameras.front().Save());
 }
 
 TEST(CameraResolutionTest, NormalisesWhatItKnowsAndLeavesTheRest) {

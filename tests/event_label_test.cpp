@@ -80,6 +80,15 @@ TEST_F(EventLabels, WithoutATextGetAnEmptyOne) {
     StoreOldLabels(-1, R"(["one", 2, {"three": 3}])");
     EXPECT_EQ(0, migrations::UpdateEventLabelSettingToJson());
     EXPECT_EQ("true one #1470CC\ntrue  #E67300\ntrue  #94BF13\ntrue  #009999\ntrue  #64696E\n", UserLabels());
+
+    for (const char* noArray : {R"({"0": "a"})", R"("a")", "null", "7", "[]"}) {
+        WriteSettings("");
+        StoreOldLabels(0b00010, noArray);
+        EXPECT_EQ(0, migrations::UpdateEventLabelSettingToJson()) << noArray;
+        EXPECT_EQ("false  #1470CC\ntrue  #E67300\nfalse  #94BF13\nfalse  #009999\nfalse  #64696E\n",
+                  UserLabels())
+            << noArray;
+    }
 }
 
 TEST_F(EventLabels, KeepTextThatIsLongOrNotUtf8) {
@@ -89,11 +98,10 @@ TEST_F(EventLabels, KeepTextThatIsLongOrNotUtf8) {
     EXPECT_TRUE(UserLabels().starts_with("false " + text + " #1470CC\nfalse a\xff\xc3z #E67300\n"));
 }
 
-TEST_F(EventLabels, WhoseTextIsNoArrayAreNotConverted) {
+TEST_F(EventLabels, WhoseTextIsNoJsonAreNotConverted) {
     int failures = 0;
-    for (const std::string& text :
-         {std::string(), std::string("[\"a\""), std::string("{\"0\": \"a\"}"), std::string("\"a\""),
-          std::string("null"), std::string("[] []"), std::string(1 << 20, '['), std::string("a,b,c")}) {
+    for (const std::string& text : {std::string(), std::string("[\"a\""), std::string("[] []"),
+                                    std::string(1 << 20, '['), std::string("a,b,c")}) {
         StoreOldLabels(1, text);
         EXPECT_EQ(-1, migrations::UpdateEventLabelSettingToJson());
         EXPECT_EQ("1\n", Rows(DB_SYSTEM, "SELECT setting IS NULL FROM eventlabelsetting"));

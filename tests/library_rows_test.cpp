@@ -91,15 +91,15 @@ TEST_F(Recounts, TryBothAndFailWithEither) {
     WriteFile(VGDB::GetDBPath(DB_AXISACSEVTLOG), std::string(4096, 'x'));
     EXPECT_EQ(-1, migrations::RecountVGLogAndAxisAcsLog());
     EXPECT_EQ("0|0|1\n", Rows(DB_LOG_CNT, "SELECT * FROM logeventcnt"));
+    EXPECT_EQ(1, CountInLog("(RecountRecordingAndLog): "));
+    EXPECT_EQ(1, CountInLog("(RecountVGLogAndAxisAcsLog): "));
+    EXPECT_EQ(1, CountInLog("(Recount): ")) << "the row of the door events alone";
 }
 
 class SettledRows : public SystemTree {};
 
 TEST_F(SettledRows, CutArchiveTaskNamesTo32Characters) {
-    Sql(DB_SYSTEM, "CREATE TABLE archive_pull_task(id INTEGER PRIMARY KEY);");
-    EXPECT_EQ(0, migrations::LimitMaxLengthOfArchTaskNameTo32()) << "no such column";
     Sql(DB_SYSTEM,
-        "DROP TABLE archive_pull_task;"
         "CREATE TABLE archive_pull_task(id INTEGER PRIMARY KEY, name TEXT);"
         "CREATE TABLE archive_push_task(id INTEGER PRIMARY KEY, name TEXT);"
         "INSERT INTO archive_pull_task VALUES"
@@ -121,8 +121,6 @@ TEST_F(SettledRows, CutArchiveTaskNamesTo32Characters) {
 }
 
 TEST_F(SettledRows, SaveEachCameraAndThenTheHomeModeWithoutChangingAValue) {
-    Sql(DB_SYSTEM, "CREATE TABLE layout(id INTEGER);");
-    EXPECT_EQ(0, migrations::SaveAllCamAndHomeMode()) << "no tables";
     Sql(DB_SYSTEM,
         "CREATE TABLE camera(id INTEGER PRIMARY KEY, name TEXT, extra BLOB);"
         "INSERT INTO camera VALUES(2, 'it''s', x'00ff'), (1, NULL, 1.5);"
@@ -141,15 +139,31 @@ TEST_F(SettledRows, SaveEachCameraAndThenTheHomeModeWithoutChangingAValue) {
         "CREATE TRIGGER broken BEFORE UPDATE ON camera WHEN NEW.id = 1 BEGIN"
         " SELECT RAISE(ABORT, 'broken'); END;");
     EXPECT_EQ(-1, migrations::SaveAllCamAndHomeMode());
-    EXPECT_EQ("1\n2\nhome\n2\nhome\n", Rows(DB_SYSTEM, "SELECT what FROM saved"))
-        << "one camera does not keep the others";
+    EXPECT_EQ("1\n2\nhome\nhome\n", Rows(DB_SYSTEM, "SELECT what FROM saved"))
+        << "the cameras do not keep the home mode";
+    EXPECT_EQ(1, CountInLog("(SaveAllCamAndHomeMode): Failed to save the cameras.\n"));
 }
 
-TEST_F(SettledRows, TheAdvancedLogAndTheAddOnServiceChangeNothing) {
+TEST_F(SettledRows, GiveSnapshotsWithoutATimeThatTheyShowTheOneAtWhichTheyWereTaken) {
+    Sql(DB_SNAPSHOT,
+        "CREATE TABLE snapshot(id INTEGER PRIMARY KEY, create_time INTEGER, video_time INTEGER);"
+        "INSERT INTO snapshot VALUES(1, 100, 0), (2, 200, NULL), (3, 300, 250), (4, 0, NULL), (5, NULL, 0);");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::SetVideoTmEqualToCreateTm());
+        EXPECT_EQ("1|100\n2|200\n3|250\n4|NULL\n5|0\n",
+                  Rows(DB_SNAPSHOT, "SELECT id, quote(video_time) FROM snapshot"));
+    }
+}
+
+TEST_F(SettledRows, OperationsThatAreNotSettledChangeNothing) {
     CreateNewSystem();
+    Sql(DB_SYSTEM, "INSERT INTO camera(id, ds_id) VALUES(1, 0), (2, 1);");
     const std::string before = ReadFile(VGDB::GetDBPath(DB_SYSTEM));
+    EXPECT_EQ(0, migrations::CreateMissingCamSettingsConf());
+    EXPECT_EQ(0, migrations::InitOrvacamLogArchSetting());
     EXPECT_EQ(0, migrations::AddAdvLogAndDropAbandoned());
     EXPECT_EQ(0, migrations::ChangeAddOnServiceStatus());
+    EXPECT_EQ(0, migrations::TouchLogTypeSettingKeys());
     EXPECT_TRUE(before == ReadFile(VGDB::GetDBPath(DB_SYSTEM)));
     EXPECT_EQ("", Log());
 }

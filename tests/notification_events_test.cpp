@@ -6,6 +6,8 @@
 #include "platform/notification/notification_filter.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/migrations.h"
+#include "upgrader/migrations/noti_upgrade.h"
+#include "upgrader/missing_schema.h"
 
 namespace {
 
@@ -19,7 +21,6 @@ protected:
     }
 
     static std::string Events() { return Rows(DB_SYSTEM, "SELECT * FROM notificationevent ORDER BY rowid"); }
-    static std::string HomeMode() { return Rows(DB_SYSTEM, "SELECT * FROM homemodenotifyfilter"); }
 };
 
 class NotificationTypes : public SystemTree {};
@@ -53,12 +54,14 @@ TEST_F(NotificationEvents, FiltersAreReadFromTheSettingsAndOnlyChangesAreWritten
     EXPECT_EQ(1, filter.GetFilterSettingByType(NOTIFY_INTERCOM_REX)) << "the default";
 
     filter.SetFilterSettingByType(NOTIFY_MOTION_DETECTED, 37);
+    ASSERT_EQ(0, filter.Save());
+    EXPECT_EQ(before, Settings());
     filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, 1);
     ASSERT_EQ(0, filter.Save());
-    EXPECT_EQ(before, Settings()) << "what a type has by default is not stored";
-    filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, 2);
+    EXPECT_EQ(before + "noti_filter_intercom_rex=\"1\"\r\n", Settings()) << "the default too, when it is set";
+    filter.RemoveFilterSettingByType(NOTIFY_INTERCOM_REX);
     ASSERT_EQ(0, filter.Save());
-    EXPECT_EQ(before + "noti_filter_intercom_rex=\"2\"\r\n", Settings());
+    EXPECT_EQ(before, Settings());
 }
 
 TEST_F(NotificationEvents, FiltersCannotBeReadFromAFolder) {
@@ -174,18 +177,83 @@ TEST_F(NotificationEvents, AStampThatCannotBeReadSkipsTheWorkButNotTheFlag) {
     EXPECT_EQ("2|5|39|32\n", Events());
 }
 
-TEST_F(NotificationEvents, RequestToExitTakesOverTheSettingsOfIntercomAccess) {
-    Sql(DB_SYSTEM,
-        "CREATE TABLE homemodenotifyfilter(notify_type_0 TEXT, intercom_access TEXT, intercom_rex TEXT);"
-        "INSERT INTO homemodenotifyfilter VALUES('9', 'it''s 5', '2');");
-    WriteSettings("noti_filter_intercom_access=\"6\"\nnoti_filter_intercom_rex=\"1\"\n");
-    EXPECT_EQ(0, migrations::UpdateIntercomRexNotificationSettings());
-    EXPECT_EQ("noti_filter_intercom_access=\"6\"\nnoti_filter_intercom_rex=\"6\"\n", Settings());
-    EXPECT_EQ("9|it's 5|it's 5\n", HomeMode());
+TEST_F(NotificationEvents, RequestToExitHasWhatIntercomAccessHas) {
+    const std::string access = "noti_filter_intercom_access=", rex = "noti_filter_intercom_rex=";
+    const struct {
+        std::string settings, settingsAfter;
+        const char* homeMode;
+        const char* homeModeAfter;
+    } cases[] = {
+        {access + "\"6\"\n" + rex + "\"1\"\n", access + "\"6\"\n" + rex + "\"6\"\n", "'it''s 5', '2'",
+         "'it''s 5'|'it''s 5'\n"},
+        {access + "\"1\"\n", access + "\"1\"\n" + rex + "\"1\"\n", "'', NULL", "''|''\n"},
+        {"x=\"1\"\n" + rex + "\"7\"\n", "x=\"1\"\n", "NULL, '2'", "NULL|NULL\n"},
+        {"", "", "NULL, NULL", "NULL|NULL\n"},
+    };
+    Sql(DB_SYSTEM, "CREATE TABLE homemodenotifyfilter(intercom_access TEXT, intercom_rex TEXT);");
+    for (const auto& [settings, settingsAfter, homeMode, homeModeAfter] : cases) {
+        WriteSettings(settings);
+        Sql(DB_SYSTEM,
+            std::string("DELETE FROM homemodenotifyfilter; INSERT INTO homemodenotifyfilter VALUES(") +
+                homeMode + ");");
+        for (int run = 0; run < 2; ++run) {
+            EXPECT_EQ(0, migrations::UpdateIntercomRexNotificationSettings());
+            EXPECT_EQ(settingsAfter, Settings());
+            EXPECT_EQ(homeModeAfter,
+                      Rows(DB_SYSTEM,
+                           "SELECT quote(intercom_access), quote(intercom_rex) FROM homemodenotifyfilter"));
+        }
+    }
+}
 
-    Sql(DB_SYSTEM, "UPDATE homemodenotifyfilter SET intercom_access = NULL, intercom_rex = '2';");
-    EXPECT_EQ(0, migrations::UpdateIntercomRexNotificationSettings());
-    EXPECT_EQ("9||2\n", HomeMode()) << "nothing to take over";
+TEST_F(NotificationEvents, FiltersLeaveTheirTableForTheSettings) {
+    Sql(DB_SYSTEM,
+        "CREATE TABLE notificationfilter(motion_detected INTEGER, notify_type_6 INTEGER, notify_type_7 TEXT,"
+        " notify_type_8 INTEGER, notify_type_9 INTEGER, rec_storage_removed INTEGER, notify_type_122 "
+        "INTEGER);");
+    WriteSettings("noti_filter_notify_type_6=\"2\"\n");
+    EXPECT_EQ(0, NotiUpgrade::MoveFilterFromDbToConf()) << "no row";
+    Sql(DB_SYSTEM,
+        "INSERT INTO notificationfilter VALUES(33, 5, ' 7 of 9', NULL, 4, 1, 1), (1, 1, '1', 1, 1, 1, 1);");
+    g_missingSchema[DB_SYSTEM] = {{"notificationfilter", {"notify_type_9", "rec_storage_removed"}}};
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, NotiUpgrade::MoveFilterFromDbToConf());
+        EXPECT_EQ(
+            "noti_filter_notify_type_6=\"2\"\n"  // set since
+            "noti_filter_motion_detected=\"33\"\n"
+            "noti_filter_notify_type_7=\"7\"\n",
+            Settings());
+    }
+    EXPECT_EQ("2\n", Rows(DB_SYSTEM, "SELECT count(*) FROM notificationfilter")) << "the table stays";
+    WriteSettings("upgrade_notification_event=\"true\"\n");
+    EXPECT_EQ(0, NotiUpgrade::MoveFilterFromDbToConf());
+    EXPECT_EQ("upgrade_notification_event=\"true\"\n", Settings()) << "they are rows of their own by now";
+
+    std::filesystem::remove_all(std::filesystem::path(Path(kSettingsConf)).parent_path());
+    EXPECT_EQ(-1, NotiUpgrade::MoveFilterFromDbToConf());
+    for (const char* key : {"motion_detected", "notify_type_6", "notify_type_7"})
+        EXPECT_EQ(1, CountInLog("(MoveFilterFromDbToConf): Failed to set noti_filter_" + std::string(key) +
+                                " in setting conf.\n"));
+    g_missingSchema[DB_SYSTEM].clear();
+}
+
+TEST_F(NotificationEvents, NothingIsKeptOfTwoMessengers) {
+    Sql(DB_SYSTEM,
+        "CREATE TABLE notificationpushservice(id INTEGER PRIMARY KEY, mobile_enable INTEGER, MSN_enable "
+        "integer,"
+        " msn_account TEXT, enable_Skype BOOLEAN, \"skype \"\"name\"\"\" VARCHAR(20), skyline INTEGER);"
+        "INSERT INTO notificationpushservice VALUES(1, 1, 1, 'a@b', 1, 'it''s', 1), (2, 0, 0, NULL, NULL, "
+        "NULL, 0);");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::DisableMsnSkypePushService());
+        EXPECT_EQ("1|1|0|''|0|''|1\n2|0|0|''|0|''|0\n",
+                  Rows(DB_SYSTEM,
+                       "SELECT id, mobile_enable, MSN_enable, quote(msn_account), enable_Skype,"
+                       " quote(\"skype \"\"name\"\"\"), skyline FROM notificationpushservice"));
+    }
+    Sql(DB_SYSTEM, "DROP TABLE notificationpushservice; CREATE TABLE notificationpushservice(id INTEGER);");
+    EXPECT_EQ(0, migrations::DisableMsnSkypePushService()) << "no such column";
+    EXPECT_EQ("", Log());
 }
 
 TEST_F(NotificationEvents, RequestToExitReportsWhatItCannotTakeOver) {
@@ -212,15 +280,9 @@ TEST_F(NotificationEvents, RequestToExitReportsWhatItCannotTakeOver) {
 }
 
 TEST_F(NotificationEvents, PushServiceIsOnWhenOneOfItsServicesIs) {
-    EXPECT_EQ(0, migrations::UpdateEnablePushService()) << "no table";
     Sql(DB_SYSTEM,
         "CREATE TABLE notificationpushservice(id INTEGER PRIMARY KEY, enable_push_service INTEGER,"
-        " mobile_enable INTEGER);");
-    EXPECT_EQ(0, migrations::UpdateEnablePushService()) << "no column orva_mail_enable";
-    EXPECT_EQ("", Log());
-
-    Sql(DB_SYSTEM,
-        "ALTER TABLE notificationpushservice ADD orva_mail_enable INTEGER;"
+        " mobile_enable INTEGER, orva_mail_enable INTEGER);"
         "INSERT INTO notificationpushservice VALUES(1, 1, 0, 0), (2, 0, 1, 0), (3, 0, 0, 1),"
         " (4, 0, 1, 1), (5, 0, NULL, 1), (6, 1, NULL, NULL);");
     EXPECT_EQ(0, migrations::UpdateEnablePushService());
@@ -230,11 +292,8 @@ TEST_F(NotificationEvents, PushServiceIsOnWhenOneOfItsServicesIs) {
 
 TEST_F(NotificationEvents, SecondMailAddressGoesWhereItRepeatsTheFirst) {
     for (auto* const migration : {migrations::DelDupNotiMail, migrations::UpdateSnapshotSortAndNamingRule}) {
-        EXPECT_EQ(0, migration()) << "no table";
-        Sql(DB_SYSTEM, "CREATE TABLE notification(id INTEGER PRIMARY KEY, email TEXT);");
-        EXPECT_EQ(0, migration()) << "no column email2";
         Sql(DB_SYSTEM,
-            "ALTER TABLE notification ADD email2 TEXT;"
+            "CREATE TABLE notification(id INTEGER PRIMARY KEY, email TEXT, email2 TEXT);"
             "INSERT INTO notification VALUES(1, 'a@b', 'a@b'), (2, 'a@b', 'A@B'), (3, '', ''),"
             " (4, NULL, NULL), (5, NULL, 'a@b');");
         EXPECT_EQ(0, migration());

@@ -63,7 +63,7 @@ TEST_F(PackageFiles, OneFolderThatCannotMoveDoesNotKeepTheOther) {
     EXPECT_EQ(-1, migrations::MoveCmsDataFolders());
     EXPECT_EQ("a file of that name", ReadFile(Path("/var/services/vigilo/@CMS")));
     EXPECT_EQ("data", ReadFile(Path(kData) + "@CmsSyncData/data"));
-    EXPECT_EQ(1, CountInLog("Failed to move"));
+    EXPECT_EQ(1, CountInLog("(MoveCmsDataFolders): Failed to move @CMS from "));
 }
 
 TEST_F(PackageFiles, RemoveAddOnFoldersButNotWhatTheirLinksPointTo) {
@@ -138,6 +138,38 @@ TEST_F(PackageFiles, RemoveCompressedLogsOnly) {
     EXPECT_EQ("f", ReadFile(logs + "folder.gz/f.gz"));
 }
 
+TEST_F(PackageFiles, RenameTheTransactionFoldersAndMergeThem) {
+    EXPECT_EQ(0, migrations::RenameTransactionDirectory()) << "none";
+    WriteFile(Path("/volume1/vigilo/@POS/1/old"), "old");
+    WriteFile(Path("/volume1/vigilo/@POS/1/both"), "both");
+    WriteFile(Path("/volume1/vigilo/@Transactions/1/both"), "both");
+    WriteFile(Path("/volume1/vigilo/@Transactions/1/new"), "new");
+    WriteFile(Path("/volume1/vigilo/@POS.bak/1"), "stays");
+    WriteFile(Path(kData) + "@POS/2", "data");
+    fs::create_directories(Path("/var/services"));
+    fs::create_symlink("/volume1/vigilo", Path("/var/services/vigilo"));
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::RenameTransactionDirectory());
+        for (const char* name : {"old", "both", "new"})
+            EXPECT_EQ(name, ReadFile(Path("/volume1/vigilo/@Transactions/1/") + name));
+        EXPECT_EQ("data", ReadFile(Path(kData) + "@Transactions/2"));
+        EXPECT_EQ("stays", ReadFile(Path("/volume1/vigilo/@POS.bak/1")));
+        EXPECT_FALSE(Exists("/volume1/vigilo/@POS"));
+        EXPECT_FALSE(Exists(kData + std::string("@POS")));
+    }
+    EXPECT_EQ("", Log());
+
+    WriteFile(Path("/volume1/vigilo/@POS/1/new"), "another");
+    WriteFile(Path("/volume1/vigilo/@POS/1/newer"), "newer");
+    fs::create_symlink("/volume1/vigilo/@POS", Path(kData) + "@POS");
+    EXPECT_EQ(-1, migrations::RenameTransactionDirectory());
+    EXPECT_EQ("another", ReadFile(Path("/volume1/vigilo/@POS/1/new")));
+    EXPECT_EQ("new", ReadFile(Path("/volume1/vigilo/@Transactions/1/new")));
+    EXPECT_EQ("newer", ReadFile(Path("/volume1/vigilo/@Transactions/1/newer")));
+    EXPECT_TRUE(fs::is_symlink(Path(kData) + "@POS"));
+    EXPECT_EQ(1, CountInLog("(RenameTransactionDirectory): Failed to rename @POS to @Transactions in "));
+}
+
 // What even root cannot remove, for as long as the object lives.
 class Immutable {
 public:
@@ -161,18 +193,40 @@ private:
     bool m_set = false;
 };
 
-TEST_F(PackageFiles, OneLogThatCannotBeRemovedDoesNotKeepTheOthers) {
-    const std::string logs = Path("/var/log/vigilo/");
-    for (const char* name : {"a.gz", "b.gz", "c.gz"})
-        WriteFile(logs + name, name);
-    const Immutable kept(logs + "b.gz");
-    if (!kept.IsSet())
-        GTEST_SKIP() << "this file system knows no immutable files";
-    EXPECT_EQ(-1, migrations::RemoveGzLogFiles());
-    EXPECT_FALSE(Exists("/var/log/vigilo/a.gz"));
-    EXPECT_TRUE(Exists("/var/log/vigilo/b.gz"));
-    EXPECT_FALSE(Exists("/var/log/vigilo/c.gz"));
-    EXPECT_EQ(1, CountInLog("Failed to remove " + logs + "b.gz. ["));
+TEST_F(PackageFiles, ThatCannotBeRemovedFailTheirRowUnderItsName) {
+    const std::string logs = "/var/log/vigilo/";
+    const struct {
+        int (*row)();
+        const char* name;
+        std::string kept;
+        std::string beside;
+    } cases[] = {
+        {migrations::RemoveGzLogFiles, "RemoveGzLogFiles", logs + "b.gz", logs + "a.gz"},
+        {migrations::RemoveGzLogFiles, "RemoveGzLogFiles", logs + "b.gz", logs + "c.gz"},
+        {migrations::RemoveLocalDisplayAddOnDir, "RemoveLocalDisplayAddOnDir",
+         kAddOns + std::string("LocalDisplay/b"), kAddOns + std::string("LocalDisplay/a")},
+        {migrations::RemoveVideoAnalyticsAddOnDir, "RemoveVideoAnalyticsAddOnDir",
+         kAddOns + std::string("VideoAnalytics/b"), kAddOns + std::string("VideoAnalytics/c")},
+        {migrations::RemoveACAPServiceFile, "RemoveACAPServiceFile", kAddOns + std::string("AxisACAP"), ""},
+        {migrations::RemoveFailoverServiceFile, "RemoveFailoverServiceFile",
+         kAddOns + std::string("Failover"), ""},
+        {migrations::RemoveOldVGlogSendConf, "RemoveOldVGlogSendConf",
+         "/etc/syslog-ng/patterndb.d/sendLog.conf", ""},
+    };
+    for (const auto& [row, name, kept, beside] : cases) {
+        WriteFile(Path(kept), "kept");
+        if (!beside.empty())
+            WriteFile(Path(beside), "goes");
+        const Immutable immutable(Path(kept));
+        if (!immutable.IsSet())
+            GTEST_SKIP() << "this file system knows no immutable files";
+        const int before = CountInLog("(" + std::string(name) + "): Failed to remove ");
+        EXPECT_EQ(-1, row()) << name;
+        EXPECT_TRUE(Exists(kept)) << name;
+        EXPECT_TRUE(beside.empty() || !Exists(beside)) << name;
+        EXPECT_EQ(before + 1, CountInLog("(" + std::string(name) + "): Failed to remove ")) << name;
+        EXPECT_NE(0, CountInLog("Failed to remove " + Path(kept) + ". [")) << name;
+    }
 }
 
 }  // namespace

@@ -32,7 +32,9 @@ TEST_F(PackageSettings, ChangeTheirKeysAndNoOther) {
         {UpdateH265HwDecodeSettings, "x=\"1\"\n", "x=\"1\"\nupgrade_enable_H265_hw_decode=\"true\"\n"},
         {RenameDownloadServerKey, "vg_client_download_server=\"http://a/?q=\\\"1\\\"\"\nx=\"1\"\n",
          "x=\"1\"\nvg_file_download_server=\"http://a/?q=\\\"1\\\"\"\n"},
-        {RenameDownloadServerKey, "vg_client_download_server=\"\"\n", "vg_file_download_server=\"\"\n"},
+        {RenameDownloadServerKey, "vg_client_download_server=\"\"\nx=\"1\"\n", "x=\"1\"\n"},
+        {RenameDownloadServerKey, "vg_client_download_server=\nvg_file_download_server=\"http://b\"\n",
+         "vg_file_download_server=\"http://b\"\n"},
         {RenameDownloadServerKey, "vg_file_download_server=\"http://b\"\n",
          "vg_file_download_server=\"http://b\"\n"},
         // Killed after the new key was stored.
@@ -47,7 +49,13 @@ TEST_F(PackageSettings, ChangeTheirKeysAndNoOther) {
             EXPECT_EQ(c.after, Settings()) << c.before;
         }
     }
-    EXPECT_EQ("", Log());
+    // Nothing takes over what the retired keys held: the log keeps it.
+    EXPECT_EQ(
+        "(UpdateCMSInfo): Removed vg_cms=\"yes\" from settings.conf\n"
+        "(UpdateCMSInfo): Removed vg_cms_slave=\"no\" from settings.conf\n"
+        "(UpdateCMSInfo): Removed vg_cms_slave=\"no\" from settings.conf\n"
+        "(UpdateCMSVideoRelayType): Removed vg_cms_auto_video_relay=\"yes\" from settings.conf\n",
+        Log());
 }
 
 TEST_F(PackageSettings, TheDownloadServerInUseHoldsWhenBothKeysAreThere) {
@@ -56,6 +64,37 @@ TEST_F(PackageSettings, TheDownloadServerInUseHoldsWhenBothKeysAreThere) {
     EXPECT_EQ("vg_file_download_server=\"http://old\"\n", Settings());
     EXPECT_EQ(1, CountInLog("(RenameDownloadServerKey): vg_file_download_server takes the value of "
                             "vg_client_download_server; its own is dropped.\n"));
+}
+
+TEST_F(PackageSettings, TheDownloadServerOfThePackageHoldsWhenItIsSecure) {
+    const std::string package = Path("/var/packages/Vigilo/etc/package.conf");
+    const std::string own = "vg_file_download_server=\"https://own\"\nx=\"1\"\n";
+    const struct {
+        const char* package;
+        std::string after;
+    } cases[] = {
+        {"version=\"9.2.9-9760\"\n", own},
+        {"file_download_server=\"\"\n", own},
+        {"file_download_server=\"http://new\"\n", own},
+        {"file_download_server=\"see https://new\"\n", own},
+        {"file_download_server=\"https://new\"\n", "vg_file_download_server=\"https://new\"\nx=\"1\"\n"},
+    };
+    WriteSettings(own);
+    EXPECT_EQ(0, migrations::SetFileDownloadServer()) << "no package.conf";
+    for (const auto& [text, after] : cases) {
+        WriteSettings(own);
+        WriteFile(package, text);
+        for (int run = 0; run < 2; ++run) {
+            EXPECT_EQ(0, migrations::SetFileDownloadServer()) << text;
+            EXPECT_EQ(after, Settings()) << text;
+        }
+    }
+    EXPECT_EQ("", Log());
+    fs::remove(package);
+    fs::create_directory(package);
+    EXPECT_EQ(-1, migrations::SetFileDownloadServer());
+    EXPECT_EQ(1,
+              CountInLog("(SetFileDownloadServer): Failed to get file_download_server from package.conf\n"));
 }
 
 TEST_F(PackageSettings, SayWhatCouldNotBeChanged) {

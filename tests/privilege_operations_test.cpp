@@ -117,44 +117,6 @@ TEST_F(PrivilegeOperations, DefaultManagerGetsTransactionDevicesBack) {
     }
 }
 
-TEST_F(PrivilegeOperations, FlaggedDenialsRunOnce) {
-    struct Case {
-        int (*migration)();
-        const char* flag;
-        const char* function;
-    };
-    CreateTable();
-    for (const auto& [migration, flag, function] :
-         {Case{migrations::UpdateManagerOperPriv, "upgrade_manager_priv", "UpdateManagerOperPriv"},
-          Case{migrations::UpdateIVAOperPriv, "upgrade_iva_priv", "UpdateIVAOperPriv"}}) {
-        SCOPED_TRACE(function);
-        WriteSettings("");
-        Sql(DB_SYSTEM, "DELETE FROM privilegeprofile; INSERT INTO privilegeprofile VALUES(4, 2, 0, '');");
-        EXPECT_EQ(0, migration());
-        EXPECT_EQ(std::string(flag) + "=\"true\"\n", Settings());
-
-        Sql(DB_SYSTEM, "UPDATE privilegeprofile SET ina_adv_oper = 7");
-        EXPECT_EQ(0, migration());
-        EXPECT_EQ("7\n", Masks()) << "what an operator granted since stays granted";
-    }
-    WriteSettings("upgrade_ina_adv_operator=\"true\"\n");
-    EXPECT_EQ(0, migrations::ExtendPrivAdvOper());
-    EXPECT_EQ("4|\n", Operators());
-}
-
-TEST_F(PrivilegeOperations, FlagsThatCannotBeWrittenAreReported) {
-    CreateTable();
-    Sql(DB_SYSTEM, "INSERT INTO privilegeprofile VALUES(4, 2, 0, '');");
-    WriteFile(Path("/var/packages/Vigilo/etc/settings.conf/in_the_way"), "");
-    EXPECT_EQ(-1, migrations::UpdateManagerOperPriv());
-    EXPECT_EQ(-1, migrations::UpdateIVAOperPriv());
-    EXPECT_EQ(-1, migrations::ExtendPrivAdvOper());
-    EXPECT_EQ(1,
-              CountInLog("(UpdateManagerOperPriv): Failed to set Update Manager value in setting conf.\n"));
-    EXPECT_EQ(1, CountInLog("(UpdateIVAOperPriv): Failed to set Update Manager value in setting conf.\n"));
-    EXPECT_EQ(1, CountInLog("(ExtendPrivAdvOper): Failed to set upgrade_ina_adv_operator to conf\n"));
-}
-
 TEST_F(PrivilegeOperations, MasksBecomeStrings) {
     CreateTable();
     Sql(DB_SYSTEM,
@@ -245,20 +207,6 @@ TEST_F(PrivilegeOperations, ABatchThatFailsChangesNoString) {
                             "ina_adv_operator = '" +
                             kAllAllowed + "' WHERE id = 1;"));
     EXPECT_EQ("", Settings());
-}
-
-TEST_F(PrivilegeOperations, ManyProfilesAreConvertedInOneBatchEach) {
-    CreateTable();
-    Sql(DB_SYSTEM,
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
-        " INSERT INTO privilegeprofile SELECT i, 2, 32, '' FROM n;");
-    EXPECT_EQ(0, migrations::UpdatePrivAdvOper());
-    EXPECT_EQ("9999\n", Rows(DB_SYSTEM, "SELECT count(*) FROM privilegeprofile WHERE ina_adv_operator = '" +
-                                            kSpectator + "'"));
-    EXPECT_EQ(0, migrations::ExtendPrivAdvOper());
-    EXPECT_EQ("10000\n", Rows(DB_SYSTEM,
-                              "SELECT count(*) FROM privilegeprofile WHERE LENGTH(ina_adv_operator) = 128"
-                              " AND substr(ina_adv_operator, 1, 8) = '00000100'"));
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
-#include <algorithm>
 #include <array>
+#include <filesystem>
 
 #include "tests/support/system_tree.h"
-#include "upgrader/driver.h"
 #include "upgrader/migrations.h"
-#include "upgrader/registry.h"
+#include "upgrader/missing_schema.h"
 
 namespace {
 
@@ -38,40 +37,44 @@ protected:
 
 class DefaultProfiles : public PrivilegeProfiles {};
 
+// As "id, level" each, before and after.
 TEST_F(DefaultProfiles, OldNumberingMakesRoomForTheAdmin) {
-    Sql(DB_SYSTEM,
-        "INSERT INTO privilegeprofile(id, name, privilege, description) VALUES"
-        "(1, 'm', 0, ''), (2, 's', 1, ''), (3, 'own', 0, 'mine'), (4, 'null', NULL, '');");
-    for (int run = 0; run < 2; ++run) {
-        EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-        EXPECT_EQ(
-            "1|All-Object Manager|1|System default manager\n"
-            "2|All-Object Spectator|2|System default spectator\n"
-            "3|own|1|mine\n"
-            "4|null||\n"
-            "5||0|System default admin\n",
-            Rows(DB_SYSTEM, kLevels));
+    const struct {
+        const char* before;
+        const char* after;
+    } cases[] = {
+        {"(1, 0), (2, 1), (3, 0), (4, NULL)", "1|1\n2|2\n3|1\n4|\n5|0\n"},
+        {"(1, NULL), (2, 1), (3, -2)", "1|1\n2|2\n3|-1\n4|0\n"},  // no level is the old 0
+        {"(1, 1), (2, 2), (3, 0)", "1|1\n2|2\n3|0\n"},
+        {"(2, 1), (3, 0)", "2|1\n3|0\n"},  // without the default manager there is no telling
+    };
+    for (const auto& [before, after] : cases) {
+        Sql(DB_SYSTEM,
+            std::string("DELETE FROM privilegeprofile; INSERT INTO privilegeprofile(id, privilege) VALUES") +
+                before);
+        for (int run = 0; run < 2; ++run) {
+            EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
+            EXPECT_EQ(after, Rows(DB_SYSTEM, "SELECT id, privilege FROM privilegeprofile ORDER BY id"))
+                << before;
+        }
     }
 }
 
-TEST_F(DefaultProfiles, NewNumberingAndNamesStay) {
+TEST_F(DefaultProfiles, GetTheirNamesWithTheAdmin) {
     Sql(DB_SYSTEM,
-        "INSERT INTO privilegeprofile(id, name, privilege) VALUES(1, 'Chefs', 1), (2, 'Gaffer', 2), (3, '', "
-        "0);");
+        "INSERT INTO privilegeprofile(id, name, privilege, description) VALUES"
+        "(1, 'Chefs', 1, ''), (2, 'Gaffer', 2, ''), (3, 'own', 0, 'mine');");
     EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-    EXPECT_EQ("1|Chefs|1|\n2|Gaffer|2|\n3||0|\n", Rows(DB_SYSTEM, kLevels));
-}
+    EXPECT_EQ("1|Chefs|1|\n2|Gaffer|2|\n3|own|0|mine\n", Rows(DB_SYSTEM, kLevels));
 
-TEST_F(DefaultProfiles, WithoutProfileOneNothingIsRenumbered) {
-    Sql(DB_SYSTEM, "INSERT INTO privilegeprofile(id, name, privilege) VALUES(2, 's', 1), (3, 'own', 0);");
+    Sql(DB_SYSTEM, "UPDATE privilegeprofile SET privilege = 1 WHERE id = 3;");
     EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-    EXPECT_EQ("2|s|1|\n3|own|0|\n", Rows(DB_SYSTEM, kLevels));
-}
-
-TEST_F(DefaultProfiles, AMissingLevelOfProfileOneIsOfTheOldNumbering) {
-    Sql(DB_SYSTEM, "INSERT INTO privilegeprofile(id, name, privilege) VALUES(1, 'm', NULL), (2, 's', 1);");
-    EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-    EXPECT_EQ("1|\n2|2\n3|0\n", Rows(DB_SYSTEM, "SELECT id, privilege FROM privilegeprofile ORDER BY id"));
+    EXPECT_EQ(
+        "1|All-Object Manager|1|System default manager\n"
+        "2|All-Object Spectator|2|System default spectator\n"
+        "3|own|1|mine\n"
+        "4||0|System default admin\n",
+        Rows(DB_SYSTEM, kLevels));
 }
 
 TEST_F(DefaultProfiles, PerUserProfilesAreNamedAfterTheirUsers) {
@@ -192,7 +195,7 @@ TEST_F(NoneProfile, DeniesEveryObjectAndOperation) {
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(0, migrations::CreateNonePrivProfile());
         EXPECT_EQ("3||-2||0|3,12|4|7,8|-1|" + kAllDenied +
-                      "|9|7,8|10,11|2147483647|10,11|2147483647|9|7,8|5,6|7,8|7,8|1|13|14|7,8\n",
+                      "|9|7,8|10,11|2147483647|10,11|2147483647|9|7,8|5,6|7,8|7,8|0|13|14|7,8\n",
                   Profile());
         EXPECT_EQ("2|3||||||||||||||\n3|3,12|3,12|3,12|3,12|3,12|4|4|4|4|4|7,8|7,8|7,8|7,8|7,8\n",
                   Rows(DB_SYSTEM, kCameraRights));
@@ -205,7 +208,7 @@ TEST_F(NoneProfile, ReCreationMakesItAgainAndLeavesOneThatIsThere) {
     EXPECT_EQ("1||-2||0||||-1|" + kAllDenied +
                   "|||"
                   "|2147483647||2147483647|||||"
-                  "|1|||\n",
+                  "|0|||\n",
               Profile());
     Sql(DB_SYSTEM, "UPDATE privilegeprofile SET ina_adv_operator = 'own'; INSERT INTO camera(id) VALUES(3)");
     EXPECT_EQ(0, migrations::ReCreateNonePrivProfile());
@@ -250,17 +253,72 @@ TEST_F(NoneProfile, MapListsHoldEveryMapAndServer) {
 
 // --- Id lists and the tables by object ---
 
+// Of profile 6, server 7 is no more.
 TEST_F(PrivilegeProfiles, ListsByServerAreMerged) {
     Sql(DB_SYSTEM,
+        "INSERT INTO slaveds(id) VALUES(1), (3), (4), (6);"
         "INSERT INTO privilegeprofile(id, inacamids, allcamdsids) VALUES(1, '9,8', '5'), (2, '', ''),"
-        " (3, '4,-1', '2'), (4, ' 7 ,,x', NULL), (5, '1,2', '3');"
+        " (3, '4,-1', '2'), (4, ' 7 ,,x', NULL), (5, '1,2', '3'), (6, '1', '');"
         "INSERT INTO privilegeprofilecam VALUES(2, 1, '12,3'), (2, 4, '-1'), (2, 0, '3,5'), (3, 6, '-1,10'),"
-        " (4, 1, ' 2 , b,99999999999,2'), (5, 3, '-1'), (5, 1, '2'), (99, 1, '-1');");
+        " (4, 1, ' 2 , b,99999999999,2'), (5, 3, '-1'), (5, 1, '2'), (99, 1, '-1'), (6, 7, '-1'), (6, 7, "
+        "'8'),"
+        " (6, NULL, '9');");
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(0, migrations::UpdatePrivilegeProfile());
-        EXPECT_EQ("1|9,8|5\n2|3,5,12|4\n3|4,10|2,6\n4|2,7|\n5|1,2|3\n",
+        EXPECT_EQ("1|9,8|5\n2|3,5,12|4\n3|4,10|2,6\n4|2,7|\n5|1,2|3\n6|1,9|\n",
                   Rows(DB_SYSTEM, "SELECT id, inacamids, allcamdsids FROM privilegeprofile ORDER BY id"));
     }
+    g_missingSchema[DB_SYSTEM] = {{"slaveds", {"*"}}};  // which servers there were nobody knows
+    EXPECT_EQ(0, migrations::UpdatePrivilegeProfile());
+    g_missingSchema[DB_SYSTEM].clear();
+    EXPECT_EQ("1,8,9|7\n",
+              Rows(DB_SYSTEM, "SELECT inacamids, allcamdsids FROM privilegeprofile WHERE id = 6"));
+}
+
+TEST_F(PrivilegeProfiles, IdsOfWhatIsNoMoreLeaveTheLists) {
+    Sql(DB_SYSTEM,
+        "INSERT INTO camera(id) VALUES(1), (3); INSERT INTO layout(id) VALUES(2); INSERT INTO emap(id) "
+        "VALUES(5);"
+        "INSERT INTO privilegepercamera(privprofile_id, ina_live_cam_ids, ina_play_cam_ids, ina_lens_cam_ids,"
+        " ina_audio_cam_ids, ina_digiout_cam_ids, ina_live_camgrp_ids, live_allcamds_ids) VALUES"
+        "(4, '9,3,0,-7,1', '8', ' 3 , 1', '3,x,,77', NULL, '9', '9'), (6, '8', '1,3', '', '', '4', '', '');"
+        "INSERT INTO privilegeprofile(id, inacamids, ina_layout_ids, ina_edit_layout_ids, ina_emap_ids,"
+        " ina_edit_emap_ids, ina_server_ids) VALUES(4, '9', '1,2', '2,1', '5,6', '6', '9');");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, migrations::RemoveNotExistDataInPrivProfile());
+        EXPECT_EQ("4|3,0,-7,1|| 3 , 1|3,x,|||9|9\n6||1,3||||||\n",
+                  Rows(DB_SYSTEM,
+                       "SELECT privprofile_id, ina_live_cam_ids, ina_play_cam_ids, ina_lens_cam_ids,"
+                       " ina_audio_cam_ids, ina_digiout_cam_ids, ina_play_camgrp_ids, ina_live_camgrp_ids,"
+                       " live_allcamds_ids FROM privilegepercamera"));
+        EXPECT_EQ(
+            "9|2|2|5||9\n",
+            Rows(DB_SYSTEM,
+                 "SELECT inacamids, ina_layout_ids, ina_edit_layout_ids, ina_emap_ids, ina_edit_emap_ids,"
+                 " ina_server_ids FROM privilegeprofile"));
+    }
+    // Tables that are not there, or have just been made, do not tell what there was.
+    Sql(DB_SYSTEM,
+        "DROP TABLE layout; DELETE FROM camera; UPDATE privilegeprofile SET ina_layout_ids = '7,8';");
+    g_missingSchema[DB_SYSTEM] = {{"camera", {"*"}}};
+    EXPECT_EQ(0, migrations::RemoveNotExistDataInPrivProfile());
+    g_missingSchema[DB_SYSTEM].clear();
+    EXPECT_EQ("7,8|5\n", Rows(DB_SYSTEM, "SELECT ina_layout_ids, ina_emap_ids FROM privilegeprofile"));
+    EXPECT_EQ("3,0,-7,1\n\n", Rows(DB_SYSTEM, "SELECT ina_live_cam_ids FROM privilegepercamera"));
+}
+
+TEST_F(PrivilegeProfiles, DigitalOutputsAreDeniedWhereTheLiveViewIs) {
+    Sql(DB_SYSTEM,
+        "INSERT INTO privilegepercamera(privprofile_id, ina_live_cam_ids, ina_live_camgrp_ids, "
+        "live_allcamds_ids,"
+        " ina_digiout_cam_ids, ina_digiout_camgrp_ids, digiout_allcamds_ids) VALUES"
+        "(3, '1,2', '4', '5', '', NULL, ''), (4, '', '4', NULL, NULL, NULL, NULL),"
+        "(5, '1', '2', '3', '', '', '9'), (6, '', '', '', '', '', '');");
+    EXPECT_EQ(0, migrations::UpdatePrivPerCam());
+    EXPECT_EQ("3|1,2|4|5\n4||4|\n5|||9\n6|||\n",
+              Rows(DB_SYSTEM,
+                   "SELECT privprofile_id, ina_digiout_cam_ids, ina_digiout_camgrp_ids, digiout_allcamds_ids"
+                   " FROM privilegepercamera"));
 }
 
 TEST_F(PrivilegeProfiles, RightsToCamerasStartWithWhatWasDenied) {
@@ -337,64 +395,18 @@ TEST_F(PrivilegeProfiles, WithoutTheirTablesOrColumnsThereIsNothingToDo) {
     EXPECT_EQ(0, CountInLog("Failed to execute sql"));
 }
 
-TEST_F(PrivilegeProfiles, TenThousandProfilesAreOneBatch) {
-    WriteFile(Path("/etc/passwd"), "anna:x:1000:1::/:\n");
-    Sql(DB_SYSTEM,
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
-        " INSERT INTO privilegeprofile(id, privilege, inacamids, custom_uid) SELECT i, i > 1, i, '1000' FROM "
-        "n;"
-        "INSERT INTO privilegeprofilecam SELECT id, 3, '-1,20000' FROM privilegeprofile;");
-    EXPECT_EQ(0, migrations::UpdatePrivilegeProfile());
-    EXPECT_EQ(0, migrations::UpdatePrivProfileAndPrivPerCam());
-    EXPECT_EQ(0, migrations::UpdateDefPrivProfile());
-    EXPECT_EQ("10000\n",
-              Rows(DB_SYSTEM,
-                   "SELECT count(*) FROM privilegepercamera JOIN privilegeprofile ON id = privprofile_id"
-                   " WHERE ina_lens_cam_ids = id || ',20000' AND lens_allcamds_ids = '3'"
-                   " AND name = 'custom_anna'"));
-}
-
-// --- Whole systems: the rows of the registry that the old build calls for ---
+// --- Whole systems, by the real program ---
 
 class PrivilegeUpgrade : public SystemTree {
 protected:
     static constexpr uint32_t kCurrentBuild = 9760;
 
     static void Upgrade(uint32_t oldBuild) {
-        using namespace migrations;
-        const std::array functions = {
-            UpdatePrivilegeProfile,
-            UpdatePrivProfileAndPrivPerCam,
-            UpdateDelteRecPriv,
-            ClearInaCamsInDefPrivProf,
-            UpdateDelAndEditSnapshotPriv,
-            UpdateRecExportMountPriv,
-            UpdateManagerOperPriv,
-            UpdateIVAOperPriv,
-            UpdateDoorPriv,
-            UpdateIntercomPriv,
-            UpdatePOSPriv,
-            UpdateHomeModePriv,
-            GrantAllObjMgrTransDeviceAddDelPriv,
-            DeleteNonexistentPrivProfileFromSubTable,
-            CreateNonePrivProfile,
-            ExtendPrivAdvOper,
-            CorrectAllObjPrivAdvOper,
-            UpdateVGAccountPrivProfileList,
-            UpdateMapPrivOfNonePrivProfile,
-            UpdateDefPrivProfile,
-            ReCreateNonePrivProfile,
-            UpdatePrivAdvOper,
-        };
         InstallSchemaFiles();
-        UpgradeRecord record(oldBuild);
-        RepairSchema(record);
-        for (const UpgradeEntry* entry = MigrationRegistry; entry->function; ++entry) {
-            const bool due = entry->threshold == 0 || oldBuild < entry->threshold;
-            if (!due || std::find(functions.begin(), functions.end(), entry->function) == functions.end())
-                continue;
-            EXPECT_EQ(0, entry->function()) << "row of threshold " << entry->threshold;
-        }
+        for (int db = DB_SYSTEM + 1; db < DB_INSTANCE_COUNT; ++db)
+            if (!std::filesystem::exists(VGDB::GetDBPath(static_cast<DB_INSTANCE>(db))))
+                CreateFromSchema(static_cast<DB_INSTANCE>(db));
+        EXPECT_EQ(0, RunUpgrader(std::to_string(oldBuild))) << Log();
     }
 
     static std::string Everything() {

@@ -101,7 +101,7 @@ TEST_P(SampleSystem, IsLeftAloneByTheSameUpgrade) {
 // What no migration is about: who records what, and what has been recorded.
 TEST_P(SampleSystem, KeepsItsRecordingsAndNames) {
     const std::pair<DB_INSTANCE, const char*> queries[] = {
-        {DB_SYSTEM, "SELECT id, name, vendor, mobile_resolution FROM camera"},
+        {DB_SYSTEM, "SELECT id, name, vendor FROM camera"},
         {DB_SYSTEM,
          "SELECT id, name, camera_id, stream_profile, pre_rec_time, post_rec_time FROM iva_setting"},
         {DB_SYSTEM, "SELECT id, name, privprofileid FROM account"},

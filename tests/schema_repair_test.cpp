@@ -2,7 +2,9 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "platform/vgdb/schema_compare.h"
 #include "platform/vgdb/vgdb.h"
 #include "tests/support/system_tree.h"
 
@@ -95,8 +97,54 @@ TEST_F(SchemaRepair, RefusesAColumnThatSqliteCannotAdd) {
         std::filesystem::remove(VGDB::GetDBPath(kDb));
         Sql(kDb, "CREATE TABLE t(id INTEGER); INSERT INTO t VALUES(1)");
         EXPECT_EQ(-1, Repair(declared)) << column;
-        EXPECT_GE(CountInLog(": cannot add column c to table t: " + std::string(why) + "\n"), 1) << column;
+        EXPECT_GE(CountInLog(": cannot add column t.c: " + std::string(why) + "\n"), 1) << column;
     }
+}
+
+TEST_F(SchemaRepair, CreatesMissingIndexesAfterTheColumns) {
+    Sql(kDb,
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b TEXT, c); CREATE INDEX T_A ON t(a);"
+        "INSERT INTO t VALUES(1, 'x', 'y', NULL), (2, 'X', 'y', NULL)");
+    const std::string declared =
+        "CREATE TABLE t(id INTEGER PRIMARY KEY, a TEXT, b TEXT, c, d INTEGER DEFAULT 0, e);"
+        "CREATE INDEX t_a ON t(a, b); CREATE INDEX t_d ON t(d DESC, a) WHERE d > 0;"
+        "CREATE UNIQUE INDEX u_a ON t(a); CREATE UNIQUE INDEX u_nocase ON t(a COLLATE NOCASE);"
+        "CREATE UNIQUE INDEX u_b ON t(b); CREATE UNIQUE INDEX u_c ON t(b, c);"
+        "CREATE UNIQUE INDEX u_d ON t(d); CREATE UNIQUE INDEX u_e ON t(e);";
+    const std::string path = VGDB::GetDBPath(kDb);
+    WriteFile(VGDB::GetSqlFile(path), declared);
+    VGDB::SchemaDifferences differences;
+    ASSERT_EQ(0, VGDB::CompareSchema(path, VGDB::GetSqlFile(path), differences));
+    EXPECT_EQ((std::vector<std::string>{"t.d", "t.e"}), differences.columns);
+    EXPECT_EQ((std::vector<std::string>{"t_d", "u_a", "u_c", "u_e"}), differences.indexes);
+    EXPECT_EQ((std::vector<std::string>{"u_nocase: rows are alike in it", "u_b: rows are alike in it",
+                                        "u_d: rows are alike in it"}),
+              differences.indexesLeftOut);
+
+    ASSERT_EQ(0, Repair(declared));
+    EXPECT_EQ((Names{{"t", {"d", "e"}}}), m_missing) << "indexes do not count";
+    EXPECT_EQ("T_A\nt_d\nu_a\nu_c\nu_e\n",
+              Rows(kDb, "SELECT name FROM sqlite_schema WHERE type = 'index' ORDER BY name"));
+    EXPECT_EQ("CREATE INDEX t_d ON t(d DESC, a) WHERE d > 0\n",
+              Rows(kDb, "SELECT sql FROM sqlite_schema WHERE name = 't_d'"));
+    ASSERT_EQ(0, Repair(declared));
+    EXPECT_EQ("", m_sql);
+}
+
+TEST_F(SchemaRepair, TellsTypesThatTreatValuesDifferently) {
+    Sql(kDb, "CREATE TABLE t(a INTEGER, b VARCHAR(9), c, d)");
+    const std::string path = VGDB::GetDBPath(kDb);
+    WriteFile(VGDB::GetSqlFile(path),
+              "CREATE TABLE t(a BIGINT, b INTEGER, c BLOB, d TEXT, e UNIQUE);"
+              "CREATE INDEX i ON t(e);");
+    VGDB::SchemaDifferences differences;
+    ASSERT_EQ(0, VGDB::CompareSchema(path, VGDB::GetSqlFile(path), differences));
+    EXPECT_EQ(
+        (std::vector<std::string>{"t.b: VARCHAR(9) instead of INTEGER", "t.d: no type instead of TEXT"}),
+        differences.typesThatDiffer);
+    EXPECT_EQ((std::vector<std::string>{"t.e: it is unique"}), differences.columnsNotAddable);
+    EXPECT_EQ((std::vector<std::string>{"i: its column e cannot be added"}), differences.indexesLeftOut);
+    EXPECT_EQ("", differences.sql);
 }
 
 TEST_F(SchemaRepair, LeavesWhatTheSchemaDoesNotKnow) {

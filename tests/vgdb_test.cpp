@@ -428,12 +428,21 @@ TEST_F(DataAccess, GivesABusyDatabaseItsPatienceOnce) {
     VGDB::SetPatience(std::chrono::milliseconds(400), std::chrono::seconds(10));
     const char* const update = "UPDATE t SET n = 1;";
     EXPECT_GE(milliseconds(update), 390);
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "SELECT * FROM t;")) << "readers may";
     EXPECT_LT(milliseconds(update), 300) << "it is held on purpose";
-    VGDB::SetPatience(std::chrono::seconds(10), std::chrono::milliseconds(200));
-    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "SELECT 1;")) << "it answers";
-    EXPECT_GE(milliseconds(update), 190);
-    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "SELECT 1;"));
-    EXPECT_LT(milliseconds(update), 190) << "all the time is used up";
+    ASSERT_EQ(SQLITE_OK, other.Run("COMMIT"));
+    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, update));
+
+    VGDB::SetPatience(std::chrono::seconds(10), std::chrono::milliseconds(300));
+    ASSERT_EQ(SQLITE_OK, other.Run("BEGIN IMMEDIATE"));
+    EXPECT_GE(milliseconds(update), 290);
+    Sql(DB_POS, "CREATE TABLE t(n)");
+    Other pos(DB_POS);
+    ASSERT_EQ(SQLITE_OK, pos.Run("BEGIN EXCLUSIVE"));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(-1, VGDB::FindTable(DB_POS, "t"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(290))
+        << "together, they are waited for no longer";
 }
 
 // All that stands in a folder and below, bytes included.

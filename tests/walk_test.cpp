@@ -125,7 +125,6 @@ TEST_F(WalkTest, KeepsWhatAFailedMigrationHadDoneAndNotesItsName) {
     EXPECT_EQ("first=\"1\"\nkept=\"1\"\n", Settings());
     EXPECT_EQ(std::string(kFirstEntry) + kKeptEntry, LogEntries());
     EXPECT_EQ("failed|B|20\n", Record());
-    EXPECT_EQ("log\n", Tables(DB_LOG)) << "the mark of what was delivered goes";
     EXPECT_EQ(1, CountInLog("(DoAction): [1] update failed, ver [20]"));
 
     EXPECT_EQ(0, Upgrade({Nothing, Nothing}));
@@ -186,16 +185,25 @@ TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
     EXPECT_EQ(0, Upgrade({Nothing}));
     EXPECT_EQ(kFirstEntry, LogEntries());
 
-    // The process died between the commit of the entries and the note of it.
-    Sql(DB_SYSTEM,
+    // The process died between the commit of the entries and the note of it: they are there, or somebody else's
+    // entry has come to their place.
+    const std::string owed =
         "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);"
-        "INSERT INTO vgupgrader_record VALUES(4, 'entry', '', '', '[1,\"SYSTEM\",7,\"[]\",0,1,0]'),"
-        " (5, 'entry', '', '', 'no entry'), (6, 'entry', '', '', '[1,\"SYSTEM\",8,\"[]\",0,1,0]');");
-    Sql(DB_LOG, "CREATE TABLE vgupgrader_delivered(last INTEGER); INSERT INTO vgupgrader_delivered VALUES(4);");
+        "INSERT INTO vgupgrader_record VALUES(1, 'place', '', '', '2'), (4, 'entry', '', '', 'no entry'),"
+        " (5, 'entry', '', '', '[1,\"SYSTEM\",8,\"[]\",0,1,0]'), (6, 'entry', '', '', '[1,\"SYSTEM\",9,\"[]\",0,1,0]');";
+    Sql(DB_SYSTEM, owed);
+    Sql(DB_LOG, "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra)"
+                " VALUES(1, 'SYSTEM', 8, '[]', 0, 1, 0), (1, 'SYSTEM', 9, '[]', 0, 1, 0);");
+    const std::string delivered = std::string(kFirstEntry) + "2|1|SYSTEM|8|[]|0|0\n3|1|SYSTEM|9|[]|0|0\n";
     EXPECT_EQ(0, Upgrade({Nothing}));
-    EXPECT_EQ(std::string(kFirstEntry) + "2|1|SYSTEM|8|[]|0|0\n", LogEntries());
-    EXPECT_EQ("log\n", Tables(DB_LOG));
+    EXPECT_EQ(delivered, LogEntries());
     EXPECT_EQ("t\n", Tables(DB_SYSTEM));
+
+    Sql(DB_SYSTEM, owed);
+    Sql(DB_LOG, "DELETE FROM log WHERE id > 2; UPDATE log SET user = 'admin' WHERE id = 2;");
+    EXPECT_EQ(0, Upgrade({Nothing}));
+    EXPECT_EQ(std::string(kFirstEntry) + "2|1|admin|8|[]|0|0\n3|1|SYSTEM|8|[]|0|0\n4|1|SYSTEM|9|[]|0|0\n",
+              LogEntries());
 }
 
 TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {

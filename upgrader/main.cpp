@@ -144,7 +144,7 @@ int main(int argc, char* argv[]) {
         return 0;
     }
     if (argc == 2 && argument == "--version") {
-        std::puts(VG_PACKAGE_VERSION);
+        std::puts(kBuiltVersion);
         return 0;
     }
     const uint32_t build = ParseBuild(argv[1]);

@@ -1,15 +1,13 @@
 #include "upgrader/outbox.h"
 
+#include <algorithm>
 #include <map>
+#include <utility>
 
 #include "platform/support/strings.h"
-#include "upgrader/dataaccess/query_result.h"
-#include "upgrader/dataaccess/sql.h"
 #include "upgrader/log.h"
 
 namespace {
-
-constexpr const char* kMarkTable = "vgupgrader_delivered";
 
 // How many entries are held as SQL text at a time: an upgrade can have hundreds of thousands.
 constexpr size_t kEntriesAtOnce = 2'000;
@@ -45,79 +43,76 @@ int DeliverKeys(const std::vector<KeyChange>& owed, std::string& strike) {
 
 // --- entries ------------------------------------------------------------------------------------------------
 
-// The number of the last entry that the log database holds; 0 when it holds none. Returns -1 when that cannot be
-// told.
-int ReadMark(long long& last) {
-    last = 0;
-    if (const int found = VGDB::FindTable(DB_LOG, kMarkTable); found <= 0)
-        return found;
-    QueryResult mark;
-    if (QuerySql(DB_LOG, std::string("SELECT max(last) AS last FROM ") + kMarkTable + ";", mark,
-                 "Failed to execute sql: %s\n"))
+// The ids of entries in the log are chosen before they are written, and noted. So whoever comes after an interrupted
+// delivery sees by the id of the first one whether they are there: they are written together.
+int ChoosePlace(long long& place) {
+    if (VGLogLastId(place))
         return -1;
-    if (mark.Next())
-        last = mark.Int64("last");
+    ++place;
     return 0;
 }
 
-// Writes the entries beyond the mark, in the transaction that is held.
-int WriteEntries(long long& last) {
+// Returns 1 when the entries are in the log, 0 when they are not, -1 when that cannot be told. The first one may have
+// made no sense, and is none then.
+int AreDelivered(long long place) {
     std::vector<Record::OwedEntry> owed;
-    for (;;) {
+    if (Record::ReadEntries(0, kEntriesAtOnce, owed))
+        return -1;
+    for (const Record::OwedEntry& one : owed)
+        if (one.entry)
+            return VGLogHolds(place, *one.entry);
+    return 0;
+}
+
+// Writes all entries in the transaction of the log database that is held.
+int WriteEntries(long long place) {
+    std::vector<Record::OwedEntry> owed;
+    for (long long last = 0;; last = owed.back().number) {
         if (Record::ReadEntries(last, kEntriesAtOnce, owed))
             return -1;
         if (owed.empty())
-            break;
+            return 0;
         std::vector<UserLogEntry> entries;
         for (Record::OwedEntry& one : owed)
             if (one.entry)
                 entries.push_back(std::move(*one.entry));
-        if (!entries.empty() && VGLogWrite(entries))
+        if (!entries.empty() && VGLogWrite(entries, place))
             return -1;
-        last = owed.back().number;
+        place += static_cast<long long>(entries.size());
     }
-    return VGDB::Execute(DB_LOG, StringPrintf("CREATE TABLE IF NOT EXISTS %s(last INTEGER);"
-                                              "DELETE FROM %s; INSERT INTO %s VALUES(%lld);",
-                                              kMarkTable, kMarkTable, kMarkTable, last));
 }
 
-int WriteEntriesOnce(long long& last) {
-    if (ReadMark(last))
-        return -1;
-    long long reached = last;
+int WriteAt(long long place) {
     VGDB::HoldTransaction(DB_LOG);
-    const bool written = WriteEntries(reached) == 0;
-    if (written && VGDB::CommitHeld(DB_LOG, kLogPatience) == 0) {
-        last = reached;
+    const bool written = WriteEntries(place) == 0;
+    if (written && VGDB::CommitHeld(DB_LOG, kLogPatience) == 0)
         return 0;
-    }
     VGDB::RollbackHeld(DB_LOG);
     // A commit whose last flush fails is reported as failed, but stands.
-    return written && ReadMark(last) == 0 && last == reached ? 0 : -1;
+    return written && AreDelivered(place) > 0 ? 0 : -1;
 }
 
-// Without the mark the numbers of the record may begin anew, so it goes before they do.
-int RemoveMark(std::string& strike) {
-    const int found = VGLogFind() == 0 ? 0 : VGDB::FindTable(DB_LOG, kMarkTable);
-    if (found < 0 || (found > 0 && VGDB::DropTable(DB_LOG, kMarkTable)))
+// The place that was noted is used when nothing has come there since.
+int WriteEntriesOnce(long long noted) {
+    if (noted > 0)
+        if (const int delivered = AreDelivered(noted); delivered != 0)
+            return delivered > 0 ? 0 : -1;
+    long long place = 0;
+    if (ChoosePlace(place) || (place != noted && VGDB::ExecuteNow(DB_SYSTEM, Record::PlaceSql(place))))
         return -1;
-    strike += Record::MarkRemovedSql();
-    return 0;
+    return WriteAt(place);
 }
 
-int DeliverEntries(long long count, std::string& strike) {
+int DeliverEntries(const Record::Facts& facts, std::string& strike) {
     const int log = VGLogFind();
-    if (log == 0) {
-        LogLost(static_cast<size_t>(count));
-        strike += Record::LostEntriesSql();
-        return 0;
-    }
-    long long last = 0;
-    if (log < 0 || WriteEntriesOnce(last) || VGDB::ExecuteNow(DB_SYSTEM, Record::DeliveredEntriesSql(last))) {
+    if (log < 0 || (log > 0 && WriteEntriesOnce(facts.place))) {
         UPG_LOG(kStaysOwed, "log entries");
         return -1;
     }
-    return RemoveMark(strike);
+    if (log == 0)
+        LogLost(static_cast<size_t>(facts.entries));
+    strike += Record::DeliveredEntriesSql();
+    return 0;
 }
 
 }  // namespace
@@ -147,6 +142,15 @@ int Outbox::Note() {
     return sql.empty() ? 0 : VGDB::Execute(DB_SYSTEM, sql);
 }
 
+// A log that cannot be asked now is asked again when the entries are delivered.
+std::string Outbox::PlaceSql() {
+    Record::Facts facts;
+    long long place = 0;
+    if (Record::Read(facts) || facts.entries == 0 || facts.place > 0 || VGLogFind() <= 0 || ChoosePlace(place))
+        return "";
+    return Record::PlaceSql(place);
+}
+
 void Outbox::WriteDirectly() {
     if (const std::vector<KeyChange> keys = PendingKeys::Take(); !keys.empty())
         (void)PendingKeys::Apply(keys);  // logged there
@@ -160,11 +164,7 @@ int Outbox::Deliver(std::string& strike) {
     if (Record::Read(facts))
         return -1;
     const int keys = DeliverKeys(facts.keys, strike);
-    int entries = 0;
-    if (facts.entries > 0)
-        entries = DeliverEntries(facts.entries, strike);
-    else if (facts.delivered)
-        entries = RemoveMark(strike);
+    const int entries = facts.entries > 0 ? DeliverEntries(facts, strike) : 0;
     return keys || entries ? -1 : 0;
 }
 

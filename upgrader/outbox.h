@@ -3,8 +3,8 @@
 // when they are delivered. Nothing is undone because a delivery fails: what cannot be delivered now stays
 // noted, and is delivered by the next upgrade.
 //
-// To deliver twice does no harm. A key is set to the value that it has. The last log entry that has been
-// written is marked in the log database (table vgupgrader_delivered), in the commit that writes it.
+// To deliver twice does no harm. A key is set to the value that it has. The ids that the entries get in the log are
+// noted before they are written, in one transaction: what stands under the first id tells whether they are there.
 #pragma once
 
 #include "upgrader/record.h"
@@ -19,6 +19,10 @@ void Stop();
 
 // Notes what has been collected since the last call. Returns 0, or -1 when the main database does not take it.
 [[nodiscard]] int Note();
+
+// The text that notes the place of the entries in the log, for the transaction that is about to be committed. Without
+// it the place is noted in a commit of its own, later.
+std::string PlaceSql();
 
 // Writes what has been collected where the main database takes no note. Keys and entries that cannot be
 // written are lost; that is logged.

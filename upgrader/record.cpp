@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <charconv>
+#include <cstdlib>
 #include <string_view>
 
 #include "platform/support/json.h"
@@ -19,7 +20,7 @@ constexpr const char* kDone = "done";           // name: the row's; value: its t
 constexpr const char* kFailed = "failed";       // likewise
 constexpr const char* kKey = "key";             // subject: file; name: key; value: NULL for one to remove
 constexpr const char* kEntry = "entry";         // value: the entry, as JSON
-constexpr const char* kDelivered = "delivered";  // the number of the last entry that was delivered
+constexpr const char* kPlace = "place";         // value: the id in the log of the first entry
 
 std::string Literal(const std::optional<std::string>& text) {
     return text ? VGDB::QuoteEscape(*text) : "NULL";
@@ -140,8 +141,11 @@ bool AddFact(const QueryResult& row, Record::Facts& facts) {
         facts.keys.push_back({.file = row.String("subject"), .key = name, .value = text});
         return true;
     }
-    facts.delivered = facts.delivered || fact == kDelivered;
-    return fact == kDelivered;
+    if (fact == kPlace) {
+        facts.place = std::strtoll(value.c_str(), nullptr, 10);
+        return facts.place > 0;
+    }
+    return false;
 }
 
 }  // namespace
@@ -260,17 +264,13 @@ std::string Record::DeliveredKeysSql(const std::string& file) {
     return StrikeSql(std::string("fact = '") + kKey + "' AND subject = " + VGDB::QuoteEscape(file));
 }
 
-// The last one's row stays, so that the numbers of later entries lie above it.
-std::string Record::DeliveredEntriesSql(long long last) {
-    const std::string number = std::to_string(last);
-    return StrikeSql(std::string("fact = '") + kDelivered + "' AND id <> " + number) +
-           StrikeSql(std::string("fact = '") + kEntry + "' AND id < " + number) + "UPDATE " + kTable +
-           " SET fact = '" + kDelivered + "', value = NULL WHERE id = " + number + ";\n";
+std::string Record::PlaceSql(long long id) {
+    return StrikeSql(std::string("fact = '") + kPlace + "'") + NoteSql(kPlace, "", "", std::to_string(id));
 }
 
-std::string Record::LostEntriesSql() { return StrikeSql(std::string("fact = '") + kEntry + "'"); }
-
-std::string Record::MarkRemovedSql() { return StrikeSql(std::string("fact = '") + kDelivered + "'"); }
+std::string Record::DeliveredEntriesSql() {
+    return StrikeSql(std::string("fact IN ('") + kEntry + "', '" + kPlace + "')");
+}
 
 std::string Record::EndSql() {
     return StrikeSql(std::string("fact IN ('") + kOldBuild + "', '" + kDone + "')") +

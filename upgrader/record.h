@@ -36,9 +36,9 @@ struct Facts {
     MissingReport missing;             // what the databases lacked before their repair
     std::vector<KeyChange> keys;       // owed
     long long entries = 0;             // how many entries are owed
-    bool delivered = false;            // entries have been delivered, and their place marked
+    long long place = 0;               // the id that the first of them gets in the log; 0: not chosen yet
 
-    bool Owes() const { return !keys.empty() || entries > 0 || delivered; }
+    bool Owes() const { return !keys.empty() || entries > 0; }
 };
 
 // Reads the record. Returns 0, also when there is none; -1 when it cannot be read. What makes no sense in it
@@ -64,13 +64,12 @@ std::string SucceededSql(const RowName& row);  // no longer failed
 std::string OwedSql(const KeyChange& change);  // in place of an older change of the key
 std::string OwedSql(const std::vector<UserLogEntry>& entries);
 std::string DeliveredKeysSql(const std::string& file);
-std::string DeliveredEntriesSql(long long last);  // up to and with that number
-std::string LostEntriesSql();                         // all of them
-std::string MarkRemovedSql();
+std::string PlaceSql(long long id);
+std::string DeliveredEntriesSql();
 std::string EndSql();  // the upgrade has come to its end; failures, what was missing and debts stay
 std::string DropSql();
 
-// Owed entries beyond a number, the oldest first; their numbers only grow as long as the record stands.
+// Owed entries beyond a number, the oldest first.
 struct OwedEntry {
     long long number;
     std::optional<UserLogEntry> entry;  // none: it makes no sense (logged)

@@ -8,6 +8,7 @@
 #include "platform/recording/recording.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
+#include "upgrader/migrations/noti_upgrade.h"
 #include "upgrader/once.h"
 
 // A row above the package's own build would run again at every upgrade from this build.

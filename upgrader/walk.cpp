@@ -116,7 +116,7 @@ bool Walk::CommitAll() {
     // An upgrade that has changed nothing, and leaves the failures as they were, notes nothing.
     if (!m_changed && !m_facts.oldBuild && outcome.empty())
         return true;
-    outcome += Record::DoneSql(done);
+    outcome += Record::DoneSql(done) + Outbox::PlaceSql();
     if (!outcome.empty() && VGDB::Execute(DB_SYSTEM, outcome))
         return false;
     return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
@@ -175,6 +175,8 @@ bool Walk::CommitOne(const RowRun* run) {
     const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM) || !outcome.empty();
     if (run && wrote)
         outcome += Record::DoneSql({run->row.Name()});
+    if (wrote)
+        outcome += Outbox::PlaceSql();
     if (kept && !outcome.empty())
         kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
     kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));

@@ -1,5 +1,7 @@
 #include "platform/files/change_owner.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,7 +31,9 @@ public:
             return ChangeFolder(folder, name, wholeTree);
         if (!S_ISREG(status.st_mode) || !IsToChange(status))
             return 0;
-        const UniqueFd file = folder.OpenFile(name);
+        // Not opened for reading: closing any such descriptor of a database would drop the locks that SQLite
+        // holds on it in this process.
+        const UniqueFd file(openat(folder.Fd(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         return file && ChangeOpen(file.Get()) ? 0 : LogFailure(folder.PathOf(name));
     }
 
@@ -40,7 +44,8 @@ public:
 
 private:
     static bool IsToChange(const struct stat& status) {
-        return status.st_uid == 0 && (S_ISDIR(status.st_mode) || status.st_nlink == 1);
+        return status.st_uid == 0 &&
+               (S_ISDIR(status.st_mode) || (S_ISREG(status.st_mode) && status.st_nlink == 1));
     }
 
     // The folder itself last: until then its new owner can put nothing in the way.
@@ -68,10 +73,12 @@ private:
             return true;
         AnnounceChange();
         m_changed = true;
-        if (fchown(fd, m_owner.user, m_owner.group) != 0)
+        if (fchownat(fd, "", m_owner.user, m_owner.group, AT_EMPTY_PATH) != 0)
             return false;
-        // A change of owner clears these bits.
-        return (status.st_mode & (S_ISUID | S_ISGID)) == 0 || fchmod(fd, status.st_mode & 07777) == 0;
+        // A change of owner clears these bits. fchmod takes no descriptor of this kind.
+        const std::string path = "/proc/self/fd/" + std::to_string(fd);
+        return (status.st_mode & (S_ISUID | S_ISGID)) == 0 ||
+               chmod(path.c_str(), status.st_mode & 07777) == 0;
     }
 
     const Owner& m_owner;

@@ -19,10 +19,14 @@ namespace {
 // A copy under way, in the destination's folder. The next move into that folder removes one that was left.
 constexpr const char* kTemporaryName = ".vgupgrader.moving";
 
-int LogStays(const Folder& from, const std::string& name, const Folder& to, const char* reason) {
+int LogStays(const std::string& path, const std::string& newPath, const char* reason) {
     NoteErrno(errno);
-    VG_LIB_LOG("Failed to move %s to %s. [%s]\n", from.PathOf(name).c_str(), to.PathOf(name).c_str(), reason);
+    VG_LIB_LOG("Failed to move %s to %s. [%s]\n", path.c_str(), newPath.c_str(), reason);
     return -1;
+}
+
+int LogStays(const Folder& from, const std::string& name, const Folder& to, const char* reason) {
+    return LogStays(from.PathOf(name), to.PathOf(name), reason);
 }
 
 int LogNotRemoved(const std::string& path) {
@@ -75,12 +79,12 @@ int RemoveAndFlush(const Place& place) {
 
 int MoveEntry(const Folder& from, const std::string& name, const Folder& to);
 
-int MergeFolder(const Folder& from, const std::string& name, const Folder& to) {
+int MergeFolder(const Folder& from, const std::string& name, const Folder& to, const std::string& newName) {
     std::vector<std::string> names;
     const Folder source = from.OpenFolder(name);
-    const Folder destination = to.OpenFolder(name);
+    const Folder destination = to.OpenFolder(newName);
     if (!source || !destination || !source.List(names))
-        return LogStays(from, name, to, std::strerror(errno));
+        return LogStays(from.PathOf(name), to.PathOf(newName), std::strerror(errno));
     if (source.IsSameAs(destination))
         return 0;
     int result = 0;
@@ -89,7 +93,7 @@ int MergeFolder(const Folder& from, const std::string& name, const Folder& to) {
             result = -1;
     }
     if (!destination.Sync())
-        return LogNotFlushed(to.PathOf(name));
+        return LogNotFlushed(to.PathOf(newName));
     if (result == 0 && unlinkat(from.Fd(), name.c_str(), AT_REMOVEDIR) != 0)
         return LogNotRemoved(from.PathOf(name));
     return result;
@@ -102,7 +106,7 @@ int MergeEntry(const Folder& from, const std::string& name, const Folder& to) {
     if (!from.Stat(name, source) || !to.Stat(name, existing))
         return LogStays(from, name, to, std::strerror(errno));
     if (S_ISDIR(source.st_mode) && S_ISDIR(existing.st_mode))
-        return MergeFolder(from, name, to);
+        return MergeFolder(from, name, to, name);
     if (!HaveSameContent(from, to, name))
         return LogStays(from, name, to, std::strerror(EEXIST));
     if (!to.Sync())
@@ -120,6 +124,19 @@ int CopyIntoPlace(const Folder& from, const std::string& name, const Folder& to)
     }
     (void)RemoveEntry(to, kTemporaryName);  // gives its space back; logged there
     return -1;
+}
+
+int RenameFolder(const Place& place, const struct stat& status, const std::string& newName) {
+    const Folder& folder = place.folder;
+    const auto stays = [&](int error) {
+        return LogStays(place.Path(), folder.PathOf(newName), std::strerror(error));
+    };
+    if (folder.IsMountPoint(place.name, status))
+        return stays(EBUSY);
+    struct stat existing {};
+    if (folder.Stat(newName, existing))
+        return S_ISDIR(existing.st_mode) ? MergeFolder(folder, place.name, folder, newName) : stays(EEXIST);
+    return errno == ENOENT && RenameEntry(folder, place.name, folder, newName) ? 0 : stays(errno);
 }
 
 bool CanBeCopied(const struct stat& status) {
@@ -169,6 +186,16 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
     if (!destination.Sync() || !source.folder.Sync())
         return LogNotFlushed(path);
     return result;
+}
+
+int VGFolderRename(const std::string& path, const std::string& newName) {
+    Place place;
+    struct stat status {};
+    if (const int found = FindPlace(path, place, status); found <= 0 || !S_ISDIR(status.st_mode))
+        return found < 0 ? -1 : 0;
+    AnnounceChange();
+    const int result = RenameFolder(place, status, newName);
+    return place.folder.Sync() ? result : LogNotFlushed(place.Path());
 }
 
 int VGFileRemove(const std::string& path) {

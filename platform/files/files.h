@@ -27,6 +27,10 @@
 // one file system, and what is neither file, folder nor link, stays.
 [[nodiscard]] int VGFileMove(const std::string& path, const std::string& toFolder);
 
+// Gives a folder another name in the folder that holds it; one that has that name already is merged into, as
+// by a move. Anything else of the old name is left alone.
+[[nodiscard]] int VGFolderRename(const std::string& path, const std::string& newName);
+
 // Removes a file or a symbolic link; anything else of that name is left alone.
 [[nodiscard]] int VGFileRemove(const std::string& path);
 

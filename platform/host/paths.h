@@ -7,8 +7,11 @@
 inline constexpr std::string_view kSettingsConf = "/var/packages/Vigilo/etc/settings.conf";
 inline constexpr std::string_view kPackageConf = "/var/packages/Vigilo/etc/package.conf";
 inline constexpr std::string_view kTargetDir = "/var/packages/Vigilo/target/";
+inline constexpr std::string_view kDataDir = "/var/packages/Vigilo/target/@vigilo/";
 inline constexpr std::string_view kSchemaDir = "/var/packages/Vigilo/target/schema/";
 inline constexpr std::string_view kVariableConf = "/var/packages/Vigilo/target/@VGData/variable.conf";
+// Old builds kept their data in the package's share, whose name is a link to the volume that holds it.
+inline constexpr std::string_view kShareDir = "/var/services/vigilo/";
 inline constexpr std::string_view kLogDir = "/var/log/vigilo/";
 inline constexpr std::string_view kPackageLog = "/var/log/vigilo/vgupgrader.log";
 inline constexpr std::string_view kHistory = "/var/log/vigilo/vgupgrader.history.jsonl";

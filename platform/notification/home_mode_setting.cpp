@@ -8,7 +8,7 @@ std::string HomeModeSetting::GetNotiTypeKey(VG_NOTIFY_TYPE type) {
 }
 
 int HomeModeSetting::Save() {
-    if (!VGDB::IsColumnExist(DB_SYSTEM, "homemodesetting", "mode_on"))
-        return 0;
+    if (const int found = VGDB::FindColumn(DB_SYSTEM, "homemodesetting", "mode_on"); found <= 0)
+        return found;
     return VGDB::Execute(DB_SYSTEM, "UPDATE homemodesetting SET mode_on = mode_on;") ? -1 : 0;
 }

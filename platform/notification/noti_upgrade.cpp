@@ -1,7 +1,5 @@
 #include "platform/notification/noti_upgrade.h"
 
-int NotiUpgrade::MoveFilterFromDbToConf() { return 0; }
-
 int NotiUpgrade::UpgradeConnAndRecFailEvents() { return 0; }
 
 int NotiUpgrade::UpgradeCamTamperingEvent() { return 0; }

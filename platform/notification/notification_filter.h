@@ -22,9 +22,9 @@ public:
     // The filter of a type, its default when none is set.
     int GetFilterSettingByType(VG_NOTIFY_TYPE type) const;
 
-    // Sets a filter, on disk after Save(). A number that is no type is left out; a type that has the filter
-    // by its default stays absent.
+    // Sets a filter, or makes a type have none, on disk after Save(). A number that is no type is left out.
     void SetFilterSettingByType(VG_NOTIFY_TYPE type, int filter);
+    void RemoveFilterSettingByType(VG_NOTIFY_TYPE type);
 
     // Writes the filters that differ from what was read. Returns 0 when they are on disk.
     [[nodiscard]] int Save();
@@ -34,7 +34,8 @@ public:
     static int GetDefFilterSettingByType(VG_NOTIFY_TYPE type);
     static int GetGroupingIdByNotiType(VG_NOTIFY_TYPE type);
 
-    // The settings.conf keys of all types.
+    // The settings.conf key of a type, '' for a number that is no type; those of all types.
+    static std::string GetNotiFilterKey(VG_NOTIFY_TYPE type);
     static std::set<std::string> GetNotiFilterKeys();
 
 private:

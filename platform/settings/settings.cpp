@@ -16,6 +16,8 @@ int FindSetting(const char* key) {
     return VGFileGetVal(kSettingsConf, key, value);
 }
 
+const char* const kBuiltVersion = VG_PACKAGE_VERSION;
+
 bool IsSettingConfKeyExist(const char* key) { return FindSetting(key) > 0; }
 
 int GetSettingsConfValue(const char* key, const char* defaultValue, char* buffer, int size) {
@@ -56,6 +58,6 @@ std::string Bool2String(bool value) { return value ? "true" : "false"; }
 std::string GetVGPkgVersion(bool withBuild) {
     std::string version;
     if (VGFileGetVal(kPackageConf, "version", version) <= 0 || version.empty())
-        version = VG_PACKAGE_VERSION;
+        version = kBuiltVersion;
     return withBuild ? version : version.substr(0, version.rfind('-'));
 }

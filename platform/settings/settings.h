@@ -28,6 +28,9 @@ int SetSettingEnabled(const char* key, bool value, bool reserved = false);
 // The text of a boolean value: "true" or "false".
 std::string Bool2String(bool value);
 
+// The package version that this build is part of.
+extern const char* const kBuiltVersion;
+
 // The version of the installed package ("9.2.9-9760"; without the build number when withBuild is false):
 // the key "version" of package.conf, or the version compiled in when the file does not tell.
 std::string GetVGPkgVersion(bool withBuild);

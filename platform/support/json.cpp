@@ -23,7 +23,6 @@ int JsonParse(const std::string& text, Json::Value& value, bool comments, bool s
     value = Json::Value();
     Json::CharReaderBuilder builder;
     builder["collectComments"] = comments;
-    builder["strictRoot"] = strict;
     builder["failIfExtra"] = strict;
     builder["stackLimit"] = kMaxDepth;  // JsonCpp throws beyond it
     try {

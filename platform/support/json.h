@@ -9,7 +9,7 @@
 // Parses a JSON text. Returns 0 on success, -1 when the text is not one JSON value (value is then null).
 // Never throws, and refuses a text whose nesting is too deep to walk (more than 100 levels).
 //   comments  keep the text's comments in the value
-//   strict    the root is an array or an object, and nothing stands behind it; else any value may
+//   strict    nothing stands behind the value
 int JsonParse(const std::string& text, Json::Value& value, bool comments = false, bool strict = true);
 
 // The text of a value: on one line without blanks when compact, else indented. Text beyond ASCII stands as it

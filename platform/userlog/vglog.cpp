@@ -1,5 +1,6 @@
 #include "platform/userlog/vglog.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <utility>
 
@@ -51,16 +52,36 @@ int VGLogFind() {
     }
 }
 
-int VGLogWrite(const std::vector<UserLogEntry>& entries) {
+int VGLogLastId(long long& id) {
+    std::string last;
+    if (VGDB::LoadFirstFieldFromDB(DB_LOG, StringPrintf("SELECT max(id) FROM %s;", kTable), last))
+        return -1;
+    id = std::strtoll(last.c_str(), nullptr, 10);
+    return 0;
+}
+
+int VGLogHolds(long long id, const UserLogEntry& entry) {
+    std::string found;
+    const std::string query = StringPrintf(
+        "SELECT 1 FROM %s WHERE id = %lld AND log_type = %d AND user = %s AND item_id = %d AND params = %s"
+        " AND ds_id = %d AND log_time = %lld AND extra = %ld;",
+        kTable, id, entry.logType, VGDB::QuoteEscape(entry.user).c_str(), entry.itemId,
+        VGDB::QuoteEscape(entry.params).c_str(), entry.dsId, entry.time, entry.extra);
+    if (VGDB::LoadFirstFieldFromDB(DB_LOG, query, found))
+        return -1;
+    return found.empty() ? 0 : 1;
+}
+
+int VGLogWrite(const std::vector<UserLogEntry>& entries, long long firstId) {
     std::string sql;
     for (size_t i = 0; i < entries.size(); ++i) {
         const UserLogEntry& entry = entries[i];
-        sql += i % kRowsPerInsert == 0
-                   ? StringPrintf("%sINSERT INTO %s(log_type, user, item_id, params, ds_id, log_time, extra)"
-                                  " VALUES\n",
-                                  i == 0 ? "" : ";\n", kTable)
-                   : ",\n";
-        sql += StringPrintf("(%d, %s, %d, %s, %d, %lld, %ld)", entry.logType,
+        sql += i % kRowsPerInsert == 0 ? StringPrintf("%sINSERT INTO %s(id, log_type, user, item_id, params, ds_id,"
+                                                      " log_time, extra) VALUES\n",
+                                                      i == 0 ? "" : ";\n", kTable)
+                                       : ",\n";
+        const std::string id = firstId > 0 ? std::to_string(firstId + static_cast<long long>(i)) : "NULL";
+        sql += StringPrintf("(%s, %d, %s, %d, %s, %d, %lld, %ld)", id.c_str(), entry.logType,
                             VGDB::QuoteEscape(entry.user).c_str(), entry.itemId,
                             VGDB::QuoteEscape(entry.params).c_str(), entry.dsId, entry.time, entry.extra);
     }

@@ -31,5 +31,12 @@ std::vector<UserLogEntry> VGLogTake();
 // database at all; -1 when that cannot be told now (logged).
 [[nodiscard]] int VGLogFind();
 
-// Writes entries in their order, in one call. Returns 0 or -1 (logged by the database library).
-[[nodiscard]] int VGLogWrite(const std::vector<UserLogEntry>& entries);
+// Gives the id of the newest entry, 0 when there is none. Returns 0 or -1 (logged by the database library).
+[[nodiscard]] int VGLogLastId(long long& id);
+
+// Whether the entry of that id is this one: 1; 0 when it is another or there is none; -1 when it cannot be told.
+[[nodiscard]] int VGLogHolds(long long id, const UserLogEntry& entry);
+
+// Writes entries in their order, in one call, with ids from the given one on; 0 takes the next that is free.
+// Returns 0 or -1 (logged by the database library).
+[[nodiscard]] int VGLogWrite(const std::vector<UserLogEntry>& entries, long long firstId = 0);

@@ -33,10 +33,19 @@ void BusyWait::Attach(sqlite3* db) {
         db, [](void* wait, int count) { return static_cast<BusyWait*>(wait)->Wait(count) ? 1 : 0; }, this);
 }
 
+void BusyWait::NoteResult(int code) {
+    const bool busy = (code & 0xff) == SQLITE_BUSY;
+    // Who keeps readers out keeps writers out; who lets a writer in is not there.
+    if (!m_write || !busy)
+        m_heldForReaders = busy;
+    if (m_write || busy)
+        m_heldForWriters = busy;
+}
+
 BusyWait::Milliseconds BusyWait::Patience() const {
     if (m_own)
         return *m_own;
-    if (m_staysHeld)
+    if (m_write ? m_heldForWriters : m_heldForReaders)
         return std::min(kShortPatience, g_each);
     const auto left = g_together - std::chrono::duration_cast<Milliseconds>(g_waited);
     return std::min(g_each, std::max(left, kShortPatience));

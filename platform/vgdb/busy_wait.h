@@ -22,8 +22,11 @@ public:
     // From now on the handle's locks are waited for here.
     void Attach(sqlite3* db);
 
-    // What a statement's result says of the database: whether it was free.
-    void NoteResult(int code) { m_staysHeld = (code & 0xff) == SQLITE_BUSY; }
+    // What is run next: a database that somebody writes to may be free for readers.
+    void Expect(bool write) { m_write = write; }
+
+    // What the result of what was run says of the database: whether it was free.
+    void NoteResult(int code);
 
     // Another patience, for what is worth more of it; none: the usual one.
     void SetOwnPatience(std::optional<Milliseconds> patience) { m_own = patience; }
@@ -36,7 +39,9 @@ private:
     Milliseconds Patience() const;
 
     std::string m_path;
-    bool m_staysHeld = false;
+    bool m_write = false;
+    bool m_heldForReaders = false;
+    bool m_heldForWriters = false;
     std::optional<Milliseconds> m_own;
 
     // Of the wait that goes on.

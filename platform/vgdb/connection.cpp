@@ -21,7 +21,6 @@ namespace {
 
 constexpr size_t kShownOfStatement = 200;
 
-bool g_unitIsOpen = false;
 bool g_repairing = false;
 long long g_changedRows = 0;
 
@@ -119,8 +118,6 @@ void ForgetAllConnections() { Connections().clear(); }
 
 long long Connection::ChangedRows() { return g_changedRows; }
 
-bool Connection::IsHolding() const { return m_holding || g_unitIsOpen; }
-
 // Whether nothing at all is run on the database now, which is logged once.
 bool Connection::IsRefused() {
     if (!m_setAside && !m_held.lost)
@@ -142,6 +139,7 @@ int Connection::MakeReady() {
 }
 
 int Connection::Open() {
+    m_busy.Expect(false);
     std::string path = m_path;
     int flags = SQLITE_OPEN_READWRITE;
     if (IsReadOnly())
@@ -181,7 +179,6 @@ void Connection::Close() {
     m_db.reset();
     m_holding = false;
     m_held = {};
-    m_attached.clear();
 }
 
 void Connection::LogFailure(const char* function, const char* sql) const {
@@ -198,11 +195,24 @@ void Connection::NoteResult(int code) {
     // A journal that cannot be opened beside a database that is open is the disk's fault too.
     if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
         NoteDiskError();
-    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB)
+    if (primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB)
+        m_doubtful = false;
+    else if (IsDoubtful())
+        NoteDiskError();
+    else
         NoteDamage();
     // After some failures (disk full, no memory, also those of a query) SQLite has rolled everything back.
     if (m_held.open && sqlite3_get_autocommit(m_db.get()) != 0)
         LoseHeld();
+}
+
+// SQLite reports a read that the disk has refused as damage. It is taken for that when the second try ends so
+// too.
+bool Connection::IsDoubtful() {
+    int error = 0;
+    sqlite3_file_control(m_db.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &error);
+    m_doubtful = !m_doubtful && (error == EIO || error == ENXIO);
+    return m_doubtful;
 }
 
 void Connection::NoteDamage() {
@@ -238,6 +248,11 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
             *result = rows.release();
         return 0;
     } catch (const std::exception& error) {
+        // Wherever it came from: nothing half done stays open.
+        if (m_held.open)
+            LoseHeld();
+        else if (m_db && sqlite3_get_autocommit(m_db.get()) == 0)
+            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
         LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(), error.what());
         return -1;
     }
@@ -254,6 +269,7 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
         return -1;
     TextKind kind = TextKind::Blank;
     bool unannounced = false;
+    m_busy.Expect(false);
     int code = FindKind(db, sql.c_str(), kind);
     if (code != SQLITE_OK) {
         LogFailure("Execute", sql.c_str());
@@ -266,6 +282,7 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
             LibraryLog(__LINE__, "Execute", "%s: this program changes nothing\n", m_path.c_str());
             return -1;
         }
+        m_busy.Expect(true);
         code = RunInTransaction(sql.c_str(), rows, params, unannounced);
     }
     NoteResult(code);
@@ -280,7 +297,7 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
 // before that was announced is undone, announced by the caller, and run again.
 int Connection::RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
                                  const std::list<std::string>& params, bool& unannounced) {
-    const bool held = IsHolding();
+    const bool held = m_holding;
     const bool alone = !held || !m_held.open;  // nothing stands before the text in its transaction
     if (const int code = BeginText(held); code != SQLITE_OK)
         return code;
@@ -380,6 +397,7 @@ int Connection::RunAlone(const char* sql) {
     if (!Handle() || m_damaged || m_holding || IsReadOnly())
         return -1;
     AnnounceChange();
+    m_busy.Expect(true);
     const int code = Exec(sql);
     NoteResult(code);
     return code == SQLITE_OK ? 0 : -1;
@@ -389,6 +407,7 @@ int Connection::ReadSchema() {
     return OnceMore([this] {
         int code = MakeReady();
         if (code == SQLITE_OK) {
+            m_busy.Expect(false);
             code = Exec("SELECT 1 FROM sqlite_schema");
             NoteResult(code);
         }
@@ -399,6 +418,7 @@ int Connection::ReadSchema() {
 int Connection::CommitHeld(std::chrono::milliseconds patience) {
     int code = m_held.lost ? SQLITE_ABORT : SQLITE_OK;
     if (m_held.open) {
+        m_busy.Expect(true);
         m_busy.SetOwnPatience(patience);
         code = Exec("COMMIT");
         m_busy.SetOwnPatience(std::nullopt);
@@ -416,9 +436,6 @@ void Connection::RollbackHeld() {
     m_held = {};
     m_holding = false;
     m_refusalTold = m_setAside && m_refusalTold;
-    for (const std::string& schema : m_attached)
-        (void)Exec("DETACH " + schema);  // goes with the connection at the latest
-    m_attached.clear();
 }
 
 void Connection::BeginRepairs() { g_repairing = true; }
@@ -439,23 +456,3 @@ bool Connection::EndRepairs() {
 }
 
 void Connection::ForgetRepairs() { g_repairing = false; }
-
-void Connection::SetUnitOpen(bool open) { g_unitIsOpen = open; }
-
-bool Connection::IsUnitOpen() { return g_unitIsOpen; }
-
-int Connection::Attach(const std::string& path, const std::string& schema) {
-    if (std::find(m_attached.begin(), m_attached.end(), schema) != m_attached.end())
-        return 0;
-    if (!Handle())
-        return -1;
-    if (!m_held.open && Exec("BEGIN IMMEDIATE") != SQLITE_OK)
-        return -1;
-    m_held.open = true;
-    if (Exec("ATTACH " + VGDB::QuoteEscape(path) + " AS " + schema) != SQLITE_OK)
-        return -1;
-    m_attached.push_back(schema);
-    return 0;
-}
-
-int Connection::CommitUnit() { return CommitHeld(std::chrono::seconds(10)); }

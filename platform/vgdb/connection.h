@@ -60,14 +60,6 @@ public:
 
     const std::string& Path() const { return m_path; }
 
-    // Units: see VGDB::BeginUnit.
-    static void SetUnitOpen(bool open);
-    static bool IsUnitOpen();
-
-    // Makes another database a schema of this connection until the unit ends.
-    [[nodiscard]] int Attach(const std::string& path, const std::string& schema);
-    [[nodiscard]] int CommitUnit();
-
 private:
     // How far the database has been changed, by this connection.
     struct Mark {
@@ -83,7 +75,6 @@ private:
         bool lost = false;  // SQLite has rolled it back on its own
     };
 
-    bool IsHolding() const;
     bool IsRefused();
     int MakeReady();
     int Open();
@@ -100,6 +91,7 @@ private:
     void SetRepairDurability();
     void NoteResult(int code);
     void NoteDamage();
+    bool IsDoubtful();
     void LoseHeld();
 
     std::string m_path;
@@ -108,14 +100,13 @@ private:
 
     bool m_setAside = false;
     bool m_damaged = false;
+    bool m_doubtful = false;  // damage was reported, but may have been a failure of the disk
     bool m_refusalTold = false;
 
     bool m_holding = false;
     Held m_held;
 
     bool m_owesFolderFlush = false;
-
-    std::vector<std::string> m_attached;  // schemas of other databases in the unit
 };
 
 // Every connection that has been used.

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/files/file_io.h"
 #include "platform/log/library_log.h"
 
 namespace fs = std::filesystem;
@@ -34,20 +35,7 @@ struct AtExit {
     ~AtExit() { RemoveReadingCopies(); }
 } g_atExit;
 
-class Descriptor {
-public:
-    explicit Descriptor(const fs::path& path) : m_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_fd >= 0)
-            close(m_fd);
-    }
-    int Get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
+UniqueFd OpenForReading(const fs::path& path) { return UniqueFd(open(path.c_str(), O_RDONLY | O_CLOEXEC)); }
 
 fs::path Beside(const fs::path& database, const char* suffix) { return database.native() + suffix; }
 
@@ -85,8 +73,8 @@ bool LockShared(int fd) {
 // The beginning of a write-ahead log, which differs after every restart of the log. Zeros when there is none.
 std::array<char, 32> LogHeader(const fs::path& database) {
     std::array<char, 32> header{};
-    const Descriptor log(Beside(database, "-wal"));
-    if (log.Get() >= 0 && pread(log.Get(), header.data(), header.size(), 0) < 0)
+    const UniqueFd log = OpenForReading(Beside(database, "-wal"));
+    if (log && pread(log.Get(), header.data(), header.size(), 0) < 0)
         header = {};
     return header;
 }
@@ -141,8 +129,8 @@ bool IsReadOnly() { return g_readOnly; }
 
 int PrepareReading(const std::string& path, BusyWait& busy, std::string& openPath, int& flags) {
     flags = SQLITE_OPEN_READONLY;
-    const Descriptor file(path);
-    if (file.Get() < 0)
+    const UniqueFd file = OpenForReading(path);
+    if (!file)
         return SQLITE_OK;  // opening it says why
     const fs::path database = path;
     const bool writeAhead = IsWriteAhead(file.Get()) || SizeOf(Beside(database, "-wal")) > 0;

@@ -6,7 +6,6 @@
 // after EndRepairs, which flushes each folder once.
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +13,7 @@
 #include <set>
 #include <string>
 
+#include "platform/files/file_io.h"
 #include "platform/host/disk_error.h"
 #include "platform/host/once_more.h"
 #include "platform/log/library_log.h"
@@ -22,19 +22,13 @@
 
 namespace {
 
-// Some file systems do not flush folders, and need not.
-bool IsUnsupported(int error) { return error == EINVAL || error == ENOTSUP; }
-
 int FlushFolder(const std::string& path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool flushed = fd >= 0 && (fsync(fd) == 0 || IsUnsupported(errno));
-    if (!flushed) {
-        NoteErrno(errno);
-        LibraryLog(__LINE__, "EndRepairs", "Cannot flush %s: %s\n", path.c_str(), std::strerror(errno));
-    }
-    if (fd >= 0)
-        close(fd);
-    return flushed ? 0 : -1;
+    const UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder && Flush(folder.Get()))
+        return 0;
+    NoteErrno(errno);
+    LibraryLog(__LINE__, "EndRepairs", "Cannot flush %s: %s\n", path.c_str(), std::strerror(errno));
+    return -1;
 }
 
 }  // namespace

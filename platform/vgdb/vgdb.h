@@ -84,10 +84,11 @@ std::string GetDBName(DB_INSTANCE db);
 std::string GetSqlFile(const std::string& dbPath);
 
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
-// indexes, triggers and first rows, and columns with type, default, NOT NULL and collation. Names are
-// compared as SQLite compares them; what is there is never changed or dropped. The names that are missing are
-// noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be read, or when a
-// column is missing that SQLite cannot add to a table, which is logged by table and column.
+// indexes, triggers and first rows, columns with type, default, NOT NULL and collation, and indexes. See
+// schema_compare.h for the differences themselves. Names are
+// compared as SQLite compares them; what is there is never changed or dropped. The tables and columns that
+// are missing are noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be
+// read, or when a column is missing that SQLite cannot add to a table, which is logged by table and column.
 [[nodiscard]] int GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
                                 MissingNames& missing);
 
@@ -222,34 +223,6 @@ void BeginRepairs();
 // file beside one is changed or made. A database whose reading alone would do so (a journal to be played
 // back, write-ahead logging) is read in a private copy in the temporary folder, which goes with CloseAll.
 void OpenReadOnly();
-
-// Units. Between BeginUnit and CommitUnit or RollbackUnit the calls of this library are still whole or not at
-// all each, and see what was written before them, but are on disk only when CommitUnit returns 0: together,
-// for the texts of one database. Several databases commit one after another, the main database last.
-void BeginUnit();
-
-// Whether a database, or any, has changed since the unit began.
-bool HasUnitChanged(DB_INSTANCE db);
-bool HasUnitChanged();
-
-// Returns -1 when a database could not be committed, or has lost what the unit wrote before (disk full): the
-// main database is then as it was.
-[[nodiscard]] int CommitUnit();
-void RollbackUnit();
-
-// From now on a power cut may undo the last commits of the database, whole each. For what may as well be done
-// again.
-void RelaxDurability(DB_INSTANCE db);
-
-// Makes a database part of the main database's transaction until the unit ends, so that both commit at one
-// instant (databases with a write-ahead log commit one after the other). Statements to the main database
-// reach its tables by the given prefix ("joined4."). Returns -1, with an empty prefix, when no unit is open
-// or it cannot be (logged).
-[[nodiscard]] int JoinUnit(DB_INSTANCE db, std::string& prefix);
-
-// Removes what an interrupted commit of the main database and a joined one has left, once SQLite has restored
-// or completed both; nothing when one of them cannot be read.
-void RecoverJoined(DB_INSTANCE db);
 
 // Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.
 int UniqueKey2PrimaryKey();

@@ -84,18 +84,16 @@ int IntegrateExternalPrePostRecTimeToCam::Save() {
 }
 
 void IntegrateExternalPrePostRecTimeToCam::LogRecTimeChanges(int camId, const CamRecTimeRec& cam) {
-    LogRecTime(camId, cam, "Pre-Recording time", cam.preChanged,
-               cam.preChanged ? cam.newPreRecTime : cam.preRecTime, &ExtRecTime::pre);
-    LogRecTime(camId, cam, "Post-Recording time", cam.postChanged,
-               cam.postChanged ? cam.newPostRecTime : cam.postRecTime, &ExtRecTime::post);
+    if (cam.preChanged)
+        LogRecTime(camId, cam, "Pre-Recording time", cam.newPreRecTime, &ExtRecTime::pre);
+    if (cam.postChanged)
+        LogRecTime(camId, cam, "Post-Recording time", cam.newPostRecTime, &ExtRecTime::post);
 }
 
 void IntegrateExternalPrePostRecTimeToCam::LogRecTime(int camId, const CamRecTimeRec& cam, const char* text,
-                                                      bool changed, int time, int ExtRecTime::*own) {
+                                                      int time, int ExtRecTime::*own) {
     const std::string value = std::to_string(time);
-    if (changed)
-        LogToUser(kLogCamSetting, camId, {text, cam.name, value});
-    // A task's own time no longer counts, whether or not another one has raised the camera's.
+    LogToUser(kLogCamSetting, camId, {text, cam.name, value});
     for (const ExtRecTime& task : cam.ivaList)
         if (task.*own != time)
             LogToUser(kLogIvaTask, task.id, {task.name, text, value});

@@ -42,8 +42,8 @@ private:
     void Compute();
     int Save();
     static void LogRecTimeChanges(int camId, const CamRecTimeRec& cam);
-    // For one of the two times: `time` is the camera's from now on, `own` the tasks' field.
-    static void LogRecTime(int camId, const CamRecTimeRec& cam, const char* text, bool changed, int time,
+    // For a time that has risen: `time` is the camera's from now on, `own` the tasks' field.
+    static void LogRecTime(int camId, const CamRecTimeRec& cam, const char* text, int time,
                            int ExtRecTime::*own);
 
     CamMap<CamRecTimeRec> m_cams;

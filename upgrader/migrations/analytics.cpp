@@ -1,7 +1,11 @@
 // Analytics tasks, their events and faces.
 #include <string>
 
+#include "platform/files/files.h"
+#include "platform/files/place.h"
+#include "platform/host/paths.h"
 #include "platform/settings/settings.h"
+#include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/migrations.h"
 #include "upgrader/once.h"
@@ -11,8 +15,13 @@ namespace migrations {
 int ShowDvaTaskChangeInfo() {
     // A notice for the user interface, which only those who have tasks need.
     constexpr const char* kFlag = "show_dva_no_idle_name_change_info";
-    if (IsSettingConfKeyExist(kFlag) || !VGDB::CheckTableExist(DB_SYSTEM, gszTableIvaSetting))
-        return 0;
+    const int flagged = FindSetting(kFlag);
+    if (flagged < 0)
+        UPG_LOG("Failed to get %s from settings.conf\n", kFlag);
+    if (flagged != 0)
+        return flagged < 0 ? -1 : 0;
+    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting); found <= 0)
+        return found;
     QueryResult tasks;
     if (QuerySql(DB_SYSTEM, std::string("SELECT id FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
                  "Failed to execute sql: %s\n"))
@@ -21,6 +30,29 @@ int ShowDvaTaskChangeInfo() {
         return 0;
     if (SetSettingConfValue(kFlag, Bool2String(true))) {
         UPG_LOG(kFailedToSetFlag, kFlag);
+        return -1;
+    }
+    return 0;
+}
+
+// Allows the motion detection of analytics tasks.
+int TouchAllowMotionDetectionFlag() {
+    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting); found <= 0)
+        return found;
+    QueryResult tasks;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT 1 FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
+                 "Failed to execute sql: %s\n"))
+        return -1;
+    if (tasks.NumRows() == 0)
+        return 0;
+    Place place;
+    struct stat status {};
+    const std::string path = ResolveEntry(std::string(kTargetDir) + "@VGData/dva_md_allow");
+    const int found = FindPlace(path, place, status);
+    if (found > 0 || (found == 0 && !place.folder))
+        return 0;
+    if (found < 0 || VGFileCreate(path, 0644)) {
+        UPG_LOG("Failed to create dva_md_allow\n");
         return -1;
     }
     return 0;

@@ -55,10 +55,12 @@ Json::Value MakeLabel(size_t index, LabelCategory category, bool enabled, const 
     return label;
 }
 
-// The text of a user's label; '' when the old texts have no string there.
+// The text of a user's label; '' when the old texts, which may be any value, have no string there.
 std::string LabelText(const Json::Value& texts, size_t index) {
     const auto element = static_cast<Json::ArrayIndex>(index);
-    return texts.isValidIndex(element) && texts[element].isString() ? texts[element].asString() : "";
+    return texts.isArray() && texts.isValidIndex(element) && texts[element].isString()
+               ? texts[element].asString()
+               : "";
 }
 
 Json::Value MakeLabels(unsigned int enabledMask, const Json::Value& texts) {
@@ -111,7 +113,7 @@ int once::UpdateEventLabelSettingToJson() {
         return -1;
     }
     Json::Value texts;
-    if (JsonParse(row.String("text"), texts, false, true) || !texts.isArray()) {
+    if (JsonParse(row.String("text"), texts, false, true)) {
         UPG_LOG("Failed to parse label text as json.\n");
         return -1;
     }

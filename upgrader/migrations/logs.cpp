@@ -7,9 +7,16 @@
 
 namespace migrations {
 
+// Looks at the switches of eight log types, and no build has ever done anything about them.
+int TouchLogTypeSettingKeys() { return 0; }
+
 int RecountVGLogAndAxisAcsLog() {
     const int logs = VGLogEvent::Recount();
+    if (logs < 0)
+        UPG_LOG("Failed to count the log entries anew\n");
     const int doors = AxisAcsLog::Recount();
+    if (doors < 0)
+        UPG_LOG("Failed to count the door events anew\n");
     return logs < 0 || doors < 0 ? -1 : 0;
 }
 

@@ -4,6 +4,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/camera/camera.h"
@@ -16,14 +17,18 @@
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "platform/support/strings.h"
+#include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
+#include "upgrader/migrations/noti_upgrade.h"
 #include "upgrader/missing_schema.h"
 #include "upgrader/once.h"
 
 namespace migrations {
 namespace {
+
+constexpr const char* kPushServiceTable = "notificationpushservice";
 
 constexpr const char* kHomeModeScheduleFlag = "upgrade_home_mode_noti_schedule";
 constexpr const char* kFailedToSetHomeModeSchedule =
@@ -159,9 +164,8 @@ int ExtendSystemNotifySchedule() {
 
 // Clears the second mail address where it repeats the first.
 int ClearDuplicateNotiMail(LogSite site = LogSite::Here()) {
-    if (!VGDB::IsColumnExist(DB_SYSTEM, "notification", "email") ||
-        !VGDB::IsColumnExist(DB_SYSTEM, "notification", "email2"))
-        return 0;
+    if (const int found = Guard(DB_SYSTEM, "notification", {"email", "email2"}, site); found <= 0)
+        return found;
     return ExecuteSql(DB_SYSTEM, "UPDATE notification SET email2 = '' WHERE email2 = email AND email2 <> '';",
                       "Failed to execute sql: %s\n", site);
 }
@@ -174,15 +178,41 @@ int NotiFilterAddRecStorageColumn() {
     return SwitchOnInSystemSchedule({33, 34});
 }
 
+// Two messengers that are no more: whatever old builds kept about them is cleared.
+int DisableMsnSkypePushService() {
+    if (const int found = Guard(DB_SYSTEM, kPushServiceTable); found <= 0)
+        return found;
+    QueryResult columns;
+    if (QuerySql(DB_SYSTEM,
+                 "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' AS name,"
+                 " CASE WHEN type LIKE '%INT%' OR type LIKE '%BOOL%' THEN '0' ELSE quote('') END AS value"
+                 " FROM pragma_table_info('notificationpushservice')"
+                 " WHERE name LIKE '%msn%' OR name LIKE '%skype%';",
+                 columns, "Failed to execute sql: %s\n"))
+        return -1;
+    std::vector<std::string> assignments, differences;
+    while (columns.Next()) {
+        assignments.push_back(columns.String("name") + " = " + columns.String("value"));
+        differences.push_back(columns.String("name") + " IS NOT " + columns.String("value"));
+    }
+    if (assignments.empty())
+        return 0;
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE notificationpushservice SET " + JoinStrings(assignments, ", ") + " WHERE " +
+                          JoinStrings(differences, " OR ") + ";",
+                      "Failed to execute sql: %s\n");
+}
+
 int UpdateEnablePushService() {
-    const std::string table = "notificationpushservice";
-    for (const char* column : {"enable_push_service", "mobile_enable", "orva_mail_enable"})
-        if (!VGDB::IsColumnExist(DB_SYSTEM, table, column))
-            return 0;
+    if (const int found =
+            Guard(DB_SYSTEM, kPushServiceTable, {"enable_push_service", "mobile_enable", "orva_mail_enable"});
+        found <= 0)
+        return found;
     return ExecuteSql(
         DB_SYSTEM,
-        "UPDATE " + table +
-            " SET enable_push_service = IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0);",
+        "UPDATE notificationpushservice"
+        " SET enable_push_service = IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0)"
+        " WHERE enable_push_service IS NOT (IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0));",
         "Failed to execute sql: %s\n");
 }
 
@@ -198,7 +228,12 @@ int UpdateIntercomRexNotificationSettings() {
         UPG_LOG("Failed to load notificationfilter.\n");
         return -1;
     }
-    filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX, filter.GetFilterSettingByType(NOTIFY_INTERCOM_ACCESS));
+    // Also a filter that is the default is stored when the other is, and one that is not stored is absent.
+    if (filter.GetFilterMap().contains(NOTIFY_INTERCOM_ACCESS))
+        filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX,
+                                      filter.GetFilterSettingByType(NOTIFY_INTERCOM_ACCESS));
+    else
+        filter.RemoveFilterSettingByType(NOTIFY_INTERCOM_REX);
     if (filter.Save()) {
         UPG_LOG("Failed to save notification filter settings.\n");
         return -1;
@@ -217,10 +252,12 @@ int UpdateIntercomRexNotificationSettings() {
         UPG_LOG("Failed to fetch home mode settings.\n");
         return -1;
     }
+    // NULL, no home-mode value, is taken over like any other.
     const char* access = homeMode.Text("intercom_access");
-    if (!access)  // no home-mode value to take over; '' would be one
+    const char* rex = homeMode.Text("intercom_rex");
+    if (access && rex ? std::string_view(access) == rex : access == rex)
         return 0;
-    const std::string value = VGDB::QuoteEscape(access);
+    const std::string value = access ? VGDB::QuoteEscape(access) : "NULL";
     return ExecuteSql(
         DB_SYSTEM, "UPDATE " + table + " SET intercom_access = " + value + ", intercom_rex = " + value + ";",
         "VGDBExecute error [%s]\n");
@@ -238,7 +275,10 @@ int UpdateSystemNotifySchedule() {
     // The flag only spares the step before; without it the schedule is extended all the same.
     if (SetSettingConfValue(kHomeModeScheduleFlag, Bool2String(true)))
         UPG_LOG(kFailedToSetHomeModeSchedule);
-    return ExtendSystemNotifySchedule();
+    if (ExtendSystemNotifySchedule() == 0)
+        return 0;
+    UPG_LOG("Failed to extend system notification schedule.\n");
+    return -1;
 }
 
 int once::UpdateNotificationPeopleVechileSetting() {
@@ -301,3 +341,42 @@ int once::DisableNotificationMDWebhookFilter() {
 }
 
 }  // namespace migrations
+
+// Each type's filter is a column, named by the type's key, of the table's one row. settings.conf holds what was
+// set since; a column that the repair has just made holds no filter. Filters that have gone on to the event
+// table, which took their keys away, do not come back.
+int NotiUpgrade::MoveFilterFromDbToConf() {
+    const int moved = FindSetting("upgrade_notification_event");
+    if (moved < 0)
+        UPG_LOG("Failed to reload notification filter.\n");
+    if (moved != 0)
+        return moved < 0 ? -1 : 0;
+    if (const int found = Guard(DB_SYSTEM, gszTableNotificationFilter); found <= 0)
+        return found;
+    QueryResult filters;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableNotificationFilter + " LIMIT 1;", filters,
+                 "Failed to execute sql: %s\n"))
+        return -1;
+    if (!filters.Next())
+        return 0;
+    NotificationFilter stored;
+    if (stored.Reload()) {
+        UPG_LOG("Failed to reload notification filter.\n");
+        return -1;
+    }
+
+    int result = 0;
+    for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {
+        const auto type = static_cast<VG_NOTIFY_TYPE>(number);
+        const std::string column = HomeModeSetting::GetNotiTypeKey(type);
+        if (!filters.Text(column.c_str()) || stored.GetFilterMap().contains(type) ||
+            WasSchemaMissing(DB_SYSTEM, gszTableNotificationFilter, column))
+            continue;
+        const std::string key = NotificationFilter::GetNotiFilterKey(type);
+        if (SetSettingConfValue(key.c_str(), std::to_string(filters.Int(column.c_str())))) {
+            UPG_LOG(kFailedToSetFlag, key.c_str());
+            result = -1;
+        }
+    }
+    return result;
+}

@@ -1,25 +1,40 @@
-// Files and folders of the package: retired ones go, others move. What the library cannot move or remove it
-// logs by path.
+// Files and folders of the package: retired ones go, others move. The library logs what stays, by path; the row
+// says which of its steps that was.
 #include <string>
 #include <string_view>
 
 #include "platform/files/files.h"
 #include "platform/host/paths.h"
+#include "upgrader/log.h"
 #include "upgrader/migrations.h"
 
 namespace {
 
-// Old builds kept their data in the package's share, whose name is a link to the volume that holds it.
-constexpr std::string_view kShareDir = "/var/services/vigilo/";
-constexpr std::string_view kPackageDataDir = "/var/packages/Vigilo/target/@vigilo/";
 constexpr std::string_view kAddOnsDir = "/var/packages/Vigilo/target/@VGData/AddOns/";
 
 std::string In(std::string_view folder, std::string_view name) {
     return ResolveEntry(std::string(folder).append(name));
 }
 
-int MoveFromShare(std::string_view name) {
-    return VGFileMove(In(kShareDir, name), ResolvePath(kPackageDataDir));
+int MoveFromShare(const char* name, LogSite site = LogSite::Here()) {
+    if (VGFileMove(In(kShareDir, name), ResolvePath(kDataDir)) == 0)
+        return 0;
+    LogMessage(site, "Failed to move %s from %s\n", name, kShareDir.data());
+    return -1;
+}
+
+int RemoveAddOnDir(const char* name, LogSite site = LogSite::Here()) {
+    if (VGFolderRemove(In(kAddOnsDir, name)) == 0)
+        return 0;
+    LogMessage(site, "Failed to remove the add-on folder %s\n", name);
+    return -1;
+}
+
+int RemoveFile(std::string_view folder, const char* name, LogSite site = LogSite::Here()) {
+    if (VGFileRemove(In(folder, name)) == 0)
+        return 0;
+    LogMessage(site, "Failed to remove the file %s\n", name);
+    return -1;
 }
 
 }  // namespace
@@ -28,9 +43,14 @@ namespace migrations {
 
 int MoveDBBackupFile() { return MoveFromShare("@VGDBBackup"); }
 
-int RemoveLocalDisplayAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "LocalDisplay")); }
+int RemoveLocalDisplayAddOnDir() { return RemoveAddOnDir("LocalDisplay"); }
 
-int RemoveGzLogFiles() { return VGFolderRemoveFiles(ResolvePath(kLogDir), ".gz"); }
+int RemoveGzLogFiles() {
+    if (VGFolderRemoveFiles(ResolvePath(kLogDir), ".gz") == 0)
+        return 0;
+    UPG_LOG("Failed to remove compressed logs\n");
+    return -1;
+}
 
 int MoveCmsDataFolders() {
     const int data = MoveFromShare("@CMS");
@@ -38,12 +58,23 @@ int MoveCmsDataFolders() {
     return data < 0 || syncData < 0 ? -1 : 0;
 }
 
-int RemoveVideoAnalyticsAddOnDir() { return VGFolderRemove(In(kAddOnsDir, "VideoAnalytics")); }
+int RenameTransactionDirectory() {
+    int result = 0;
+    for (const std::string_view folder : {kShareDir, kDataDir}) {
+        if (VGFolderRename(In(folder, "@POS"), "@Transactions")) {
+            UPG_LOG("Failed to rename @POS to @Transactions in %s\n", folder.data());
+            result = -1;
+        }
+    }
+    return result;
+}
 
-int RemoveACAPServiceFile() { return VGFileRemove(In(kAddOnsDir, "AxisACAP")); }
+int RemoveVideoAnalyticsAddOnDir() { return RemoveAddOnDir("VideoAnalytics"); }
 
-int RemoveOldVGlogSendConf() { return VGFileRemove(In("/etc/syslog-ng/patterndb.d/", "sendLog.conf")); }
+int RemoveACAPServiceFile() { return RemoveFile(kAddOnsDir, "AxisACAP"); }
 
-int RemoveFailoverServiceFile() { return VGFileRemove(In(kAddOnsDir, "Failover")); }
+int RemoveOldVGlogSendConf() { return RemoveFile("/etc/syslog-ng/patterndb.d/", "sendLog.conf"); }
+
+int RemoveFailoverServiceFile() { return RemoveFile(kAddOnsDir, "Failover"); }
 
 }  // namespace migrations

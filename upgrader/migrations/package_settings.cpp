@@ -1,5 +1,7 @@
 // Package settings: keys of settings.conf and what add-on services find there.
 #include <initializer_list>
+#include <map>
+#include <set>
 #include <string>
 
 #include "platform/host/paths.h"
@@ -25,30 +27,37 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
     return result;
 }
 
+// Removes keys whose values nothing takes over; what they were is left in the log.
+int RemoveKeys(const std::set<std::string>& keys, const char* failure, LogSite site = LogSite::Here()) {
+    std::map<std::string, std::string> settings;
+    if (VGFileGetAll(kSettingsConf, settings) || VGFileRemoveKeys(kSettingsConf, keys)) {
+        LogMessage(site, "%s", failure);
+        return -1;
+    }
+    for (const std::string& key : keys)
+        if (const auto setting = settings.find(key); setting != settings.end())
+            LogMessage(site, "Removed %s=\"%s\" from settings.conf\n", key.c_str(), setting->second.c_str());
+    return 0;
+}
+
 }  // namespace
 
 namespace migrations {
 
 int UpdateCMSInfo() {
-    if (VGFileRemoveKeys(kSettingsConf, {"vg_cms", "vg_cms_slave"})) {
-        UPG_LOG("Failed to remove vg_cms, vg_cms_slave from settings.conf\n");
-        return -1;
-    }
-    return 0;
+    return RemoveKeys({"vg_cms", "vg_cms_slave"},
+                      "Failed to remove vg_cms, vg_cms_slave from settings.conf\n");
 }
 
 int UpdateCMSVideoRelayType() {
-    if (VGFileRemoveKeys(kSettingsConf, {"vg_cms_auto_video_relay"})) {
-        UPG_LOG("Failed to remove vg_cms_auto_video_relay in settings.conf.\n");
-        return -1;
-    }
-    return 0;
+    return RemoveKeys({"vg_cms_auto_video_relay"},
+                      "Failed to remove vg_cms_auto_video_relay in settings.conf.\n");
 }
 
 int ResetDpLdNewVersion() { return SetKeys({"vg_dp_new_version", "vg_ld_new_version"}, "0-0"); }
 
 // The old key is the one that the build before the upgrade went by. When both are there (a package that was
-// set back to an old build), its value replaces the other.
+// set back to an old build), its value replaces the other; an empty one names no server and replaces nothing.
 int RenameDownloadServerKey() {
     constexpr const char* kOldKey = "vg_client_download_server";
     constexpr const char* kNewKey = "vg_file_download_server";
@@ -63,11 +72,13 @@ int RenameDownloadServerKey() {
         UPG_LOG("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
         return -1;
     }
-    if (foundNew > 0 && replaced != server)
-        UPG_LOG("%s takes the value of %s; its own is dropped.\n", kNewKey, kOldKey);
-    if (SetSettingConfValue(kNewKey, server)) {
-        UPG_LOG(kFailedToSetFlag, kNewKey);
-        return -1;
+    if (!server.empty()) {
+        if (foundNew > 0 && replaced != server)
+            UPG_LOG("%s takes the value of %s; its own is dropped.\n", kNewKey, kOldKey);
+        if (SetSettingConfValue(kNewKey, server)) {
+            UPG_LOG(kFailedToSetFlag, kNewKey);
+            return -1;
+        }
     }
     if (VGFileRemoveKeys(kSettingsConf, {kOldKey})) {
         UPG_LOG("Failed to remove vg_client_download_server from settings.conf\n");
@@ -85,6 +96,18 @@ int ChangeAddOnServiceStatus() {
     // An add-on that cannot be told is no failure of the upgrade.
     (void)ChangeServiceStatus(kAddOnService, kServiceAction1);
     return 0;
+}
+
+// The maker's update endpoint, as the installed package knows it.
+int SetFileDownloadServer() {
+    constexpr const char* kPackageKey = "file_download_server";
+    constexpr const char* kKey = "vg_file_download_server";
+    std::string server;
+    if (VGFileGetVal(kPackageConf, kPackageKey, server) < 0) {
+        UPG_LOG("Failed to get %s from package.conf\n", kPackageKey);
+        return -1;
+    }
+    return server.starts_with("https://") ? SetKeys({kKey}, server) : 0;
 }
 
 int UpdateH265HwDecodeSettings() {

@@ -1,17 +1,16 @@
 // Privilege profiles, their id lists and the accounts bound to them.
-#include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/host/sdk_user.h"
 #include "platform/support/strings.h"
+#include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
+#include "upgrader/missing_schema.h"
 
 namespace {
 
@@ -33,10 +32,16 @@ const Columns kRightsToDoors = {"ina_authorize_door_ids", "ina_manual_lock_door_
 const Columns kRightsToDoorServers = {"authorize_alldoords_ids", "manual_lock_alldoords_ids",
                                       "manual_unlock_alldoords_ids", "manual_access_alldoords_ids"};
 
-bool HasColumns(const char* table, const Columns& columns) {
-    return std::all_of(columns.begin(), columns.end(), [table](const std::string& column) {
-        return VGDB::IsColumnExist(DB_SYSTEM, table, column);
-    });
+// Whether the main database has these tables with these columns, as Guard tells it.
+struct Needed {
+    const char* table;
+    Columns columns;
+};
+int GuardAll(const std::vector<Needed>& all, LogSite site = LogSite::Here()) {
+    for (const auto& [table, columns] : all)
+        if (const int found = Guard(DB_SYSTEM, table, columns, site); found <= 0)
+            return found;
+    return 1;
 }
 
 // A row to be inserted: its columns with their SQL values.
@@ -51,7 +56,7 @@ public:
             Add(column, value);
     }
 
-    bool Fits(const char* table) const { return HasColumns(table, m_columns); }
+    const Columns& GetColumns() const { return m_columns; }
     std::string InsertSql(const char* table) const {
         return std::string("INSERT INTO ") + table + "(" + JoinStrings(m_columns, ", ") + ") VALUES (" +
                JoinStrings(m_values, ", ") + ");";
@@ -70,8 +75,8 @@ struct ExistingObjects {
 // The ids in the table; none when there is no such table.
 int LoadIds(DB_INSTANCE db, const char* table, std::string& idList, LogSite site = LogSite::Here()) {
     idList = VGDB::QuoteEscape("");
-    if (!VGDB::IsColumnExist(db, table, "id"))
-        return 0;
+    if (const int found = Guard(db, table, {"id"}, site); found <= 0)
+        return found;
     QueryResult rows;
     if (QuerySql(db, StringPrintf("SELECT group_concat(id) AS ids FROM %s;", table), rows, kFailedToExecute,
                  site))
@@ -104,12 +109,13 @@ int LoadExistingObjects(ExistingObjects& objects, const LogSite& site) {
 int InsertNoneProfile(LogSite site = LogSite::Here()) {
     // Every layout type, as bits: whatever types there are, none has the sign's bit.
     static const std::string kAllLayoutTypes = "2147483647";
-    static const std::string kAllServers = "1";
+    // The servers are denied one by one, by their ids.
+    static const std::string kNotAllServers = "0";
     static const std::string kEveryOperationOfTheMask = "-1";
     static const std::string kEveryOperation(128, '1');
 
-    if (!HasColumns("privilegeprofile", {"id", "privilege"}))
-        return 0;
+    if (const int found = Guard(DB_SYSTEM, "privilegeprofile", {"id", "privilege"}, site); found <= 0)
+        return found;
     QueryResult existing;
     if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = -2;", existing,
                  kFailedToExecute, site))
@@ -142,7 +148,7 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     profile.Add("ina_iomodule_ids", objects.ioModules);
     profile.Add("all_iomodule_ds_ids", objects.servers);
     profile.Add("ina_server_ids", objects.servers);
-    profile.Add("all_server_avail", kAllServers);
+    profile.Add("all_server_avail", kNotAllServers);
     profile.Add("ina_ipspeaker_ids", objects.speakers);
     profile.Add("ina_ipspeaker_grp_ids", objects.speakerGroups);
     profile.Add("all_ipspeaker_ds_ids", objects.servers);
@@ -160,9 +166,12 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     doorRights.Add(kRightsToDoorServers, objects.servers);
 
     // A profile that is closed only in part must not come to be; each upgrade tries again.
-    if (!profile.Fits("privilegeprofile") || !cameraRights.Fits("privilegepercamera") ||
-        !doorRights.Fits("privilegeperdoor"))
-        return 0;
+    if (const int found = GuardAll({{"privilegeprofile", profile.GetColumns()},
+                                    {"privilegepercamera", cameraRights.GetColumns()},
+                                    {"privilegeperdoor", doorRights.GetColumns()}},
+                                   site);
+        found <= 0)
+        return found;
 
     // The new id may be one that a deleted profile had, whose rows by object are still there.
     const std::string sql = profile.InsertSql("privilegeprofile") +
@@ -173,83 +182,6 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     return ExecuteSql(DB_SYSTEM, sql, kFailedToExecute, site);
 }
 
-// 1. Levels of the old numbering, which began with the managers at 0, make room for the admins.
-int RenumberLevels(LogSite site = LogSite::Here()) {
-    const std::string query = "SELECT privilege FROM privilegeprofile WHERE id = 1";
-    QueryResult manager;
-    if (QuerySql(DB_SYSTEM, query, manager, kFailedToExecute, site))
-        return -1;
-    if (!manager.Next() || manager.Int("privilege") != 0)
-        return 0;
-    return ExecuteSql(DB_SYSTEM, "UPDATE privilegeprofile SET privilege = (privilege + 1);", kFailedToExecute,
-                      site);
-}
-
-// 2. Where there is no admin profile yet, it is created and the two default profiles get their names.
-int CreateAdminProfile(LogSite site = LogSite::Here()) {
-    const std::string query = "SELECT id FROM privilegeprofile WHERE privilege = 0";
-    QueryResult admins;
-    if (QuerySql(DB_SYSTEM, query, admins, kFailedToExecute, site))
-        return -1;
-    if (admins.Next())
-        return 0;
-    return ExecuteSql(DB_SYSTEM,
-                      "UPDATE privilegeprofile SET name = 'All-Object Manager',"
-                      " description = 'System default manager' WHERE id = 1;"
-                      "UPDATE privilegeprofile SET name = 'All-Object Spectator',"
-                      " description = 'System default spectator' WHERE id = 2;"
-                      "INSERT INTO privilegeprofile(name, privilege, inacamids, inacamgrpids, allcamdsids,"
-                      " custom_uid, description) VALUES ('', 0, '', '', '', 0, 'System default admin');",
-                      kFailedToExecute, site);
-}
-
-// The uid in the text, whether decimal, hexadecimal or octal. False for a shared profile, which has none, and
-// for a text that is no number.
-bool ParseUid(const std::string& text, unsigned int& uid) {
-    if (text.empty() || text == "0")
-        return false;
-    char* end = nullptr;
-    uid = static_cast<unsigned int>(std::strtoul(text.c_str(), &end, 0));
-    return end != text.c_str();
-}
-
-int LoadNames(std::map<std::string, std::string>& names, const LogSite& site) {
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, "SELECT id, name FROM privilegeprofile;", rows, kFailedToExecute, site))
-        return -1;
-    while (rows.Next())
-        names[rows.String("id")] = rows.String("name");
-    return 0;
-}
-
-// 3. Per-user profiles are named after their user, who may have been renamed since.
-int NameUserProfiles(LogSite site = LogSite::Here()) {
-    QueryResult profiles;
-    if (QuerySql(DB_SYSTEM, "SELECT custom_uid, id FROM privilegeprofile;", profiles, kFailedToExecute, site))
-        return -1;
-    std::map<std::string, std::string> names;
-    std::string batch;
-    while (profiles.Next()) {
-        unsigned int uid = 0;
-        if (!ParseUid(profiles.String("custom_uid"), uid))
-            continue;
-        if (names.empty() && LoadNames(names, site))
-            return -1;
-        ORVAUSER* user = nullptr;
-        if (SDKUser::UserGetByUID(uid, user)) {
-            LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
-            continue;
-        }
-        // The name stands as the host gives it, unquoted. Writing the one that is there would only cost a
-        // flush.
-        if (names[profiles.String("id")] != "custom_" + user->name)
-            batch += "UPDATE privilegeprofile SET name = 'custom_" + user->name +
-                     "' WHERE id = " + profiles.String("id") + ";";
-        SDKUser::UserFree(user);
-    }
-    return ExecuteSql(DB_SYSTEM, batch, kFailedToExecute, site);
-}
-
 }  // namespace
 
 namespace migrations {
@@ -257,13 +189,20 @@ namespace migrations {
 // The lists by recording server become one list of cameras and one of servers.
 int UpdatePrivilegeProfile() {
     constexpr int kEveryCamera = -1;
-    if (!HasColumns("privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}) ||
-        !HasColumns("privilegeprofile", {"id", "inacamids", "allcamdsids"}))
-        return 0;
+    if (const int found = GuardAll({{"privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}},
+                                    {"privilegeprofile", {"id", "inacamids", "allcamdsids"}}});
+        found <= 0)
+        return found;
+    const int knowsServers = Guard(DB_SYSTEM, "slaveds", {"id"});
+    if (knowsServers < 0)
+        return -1;
 
+    // Rows of servers that were removed are left out, where the servers are known; 0 is this one.
+    std::string query = "SELECT privprofileid, dsid, inacamids FROM privilegeprofilecam";
+    if (knowsServers > 0 && !WasSchemaMissing(DB_SYSTEM, "slaveds", "*"))
+        query += " WHERE IFNULL(dsid, 0) IN (SELECT 0 UNION ALL SELECT id FROM slaveds)";
     QueryResult servers;
-    if (QuerySql(DB_SYSTEM, "SELECT privprofileid, dsid, inacamids FROM privilegeprofilecam;", servers,
-                 kFailedToExecute))
+    if (QuerySql(DB_SYSTEM, query + ";", servers, kFailedToExecute))
         return -1;
     struct Denied {
         std::set<int> cameras, servers;
@@ -304,12 +243,13 @@ int UpdatePrivilegeProfile() {
 // Rights to cameras are told apart. A profile starts with what it was denied before in each right, so that
 // nobody gains access.
 int UpdatePrivProfileAndPrivPerCam() {
-    if (!HasColumns("privilegeprofile", {"id", "inacamids", "inacamgrpids", "allcamdsids"}) ||
-        !HasColumns("privilegepercamera", {"privprofile_id"}) ||
-        !HasColumns("privilegepercamera", kRightsToCameras) ||
-        !HasColumns("privilegepercamera", kRightsToGroups) ||
-        !HasColumns("privilegepercamera", kRightsToServers))
-        return 0;
+    if (const int found = GuardAll({{"privilegeprofile", {"id", "inacamids", "inacamgrpids", "allcamdsids"}},
+                                    {"privilegepercamera", {"privprofile_id"}},
+                                    {"privilegepercamera", kRightsToCameras},
+                                    {"privilegepercamera", kRightsToGroups},
+                                    {"privilegepercamera", kRightsToServers}});
+        found <= 0)
+        return found;
 
     QueryResult profiles;
     if (QuerySql(DB_SYSTEM,
@@ -335,23 +275,48 @@ int UpdatePrivProfileAndPrivPerCam() {
 
 // The default profiles deny no camera.
 int ClearInaCamsInDefPrivProf() {
-    if (!HasColumns("privilegepercamera", {"privprofile_id"}) ||
-        !HasColumns("privilegepercamera", kRightsToCameras))
-        return 0;
+    if (const int found =
+            GuardAll({{"privilegepercamera", {"privprofile_id"}}, {"privilegepercamera", kRightsToCameras}});
+        found <= 0)
+        return found;
     return ExecuteSql(DB_SYSTEM,
                       "UPDATE privilegepercamera SET " + JoinStrings(kRightsToCameras, " = '', ") +
-                          " = '' WHERE privprofile_id IN (1, 2);",
+                          " = '' WHERE privprofile_id IN (1, 2) AND (" +
+                          JoinStrings(kRightsToCameras, " IS NOT '' OR ") + " IS NOT '');",
                       kFailedToExecute);
 }
 
+// Rights to digital outputs are told apart later. A profile starts with what it was denied to see.
+int once::UpdatePrivPerCam() {
+    if (const int found = Guard(DB_SYSTEM, "privilegepercamera",
+                                {"ina_digiout_cam_ids", "ina_digiout_camgrp_ids", "digiout_allcamds_ids",
+                                 "ina_live_cam_ids", "ina_live_camgrp_ids", "live_allcamds_ids"});
+        found <= 0)
+        return found;
+    return ExecuteSql(
+        DB_SYSTEM,
+        "UPDATE privilegepercamera SET ina_digiout_cam_ids = ina_live_cam_ids,"
+        " ina_digiout_camgrp_ids = ina_live_camgrp_ids,"
+        " digiout_allcamds_ids = live_allcamds_ids"
+        " WHERE IFNULL(ina_digiout_cam_ids, '') = ''"
+        " AND IFNULL(ina_digiout_camgrp_ids, '') = ''"
+        " AND IFNULL(digiout_allcamds_ids, '') = ''"
+        " AND (ina_live_cam_ids <> '' OR ina_live_camgrp_ids <> '' OR live_allcamds_ids <> '');",
+        kFailedToExecute);
+}
+
 int DeleteNonexistentPrivProfileFromSubTable() {
-    if (!HasColumns("privilegeprofile", {"id"}))
-        return 0;
+    if (const int found = Guard(DB_SYSTEM, "privilegeprofile", {"id"}); found <= 0)
+        return found;
     std::string batch;
-    for (const char* table : {"privilegepercamera", "privilegeperdoor"})
-        if (HasColumns(table, {"privprofile_id"}))
+    for (const char* table : {"privilegepercamera", "privilegeperdoor"}) {
+        const int found = Guard(DB_SYSTEM, table, {"privprofile_id"});
+        if (found < 0)
+            return -1;
+        if (found > 0)
             batch += StringPrintf(
                 "DELETE FROM %s WHERE privprofile_id NOT IN (SELECT id FROM privilegeprofile);", table);
+    }
     return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
 }
 
@@ -359,8 +324,8 @@ int CreateNonePrivProfile() { return InsertNoneProfile(); }
 
 // Accounts come to be bound to a list of profiles.
 int UpdateVGAccountPrivProfileList() {
-    if (!HasColumns("account", {"privprofileid", "privprofileids"}))
-        return 0;
+    if (const int found = Guard(DB_SYSTEM, "account", {"privprofileid", "privprofileids"}); found <= 0)
+        return found;
     return ExecuteSql(DB_SYSTEM,
                       "UPDATE account SET privprofileids = CAST(CAST(privprofileid AS INTEGER) AS TEXT)"
                       " WHERE CAST(privprofileid AS INTEGER) > 0"
@@ -369,23 +334,21 @@ int UpdateVGAccountPrivProfileList() {
 }
 
 int UpdateMapPrivOfNonePrivProfile() {
-    if (!HasColumns("privilegeprofile", {"privilege", "ina_emap_ids", "all_emap_ds_ids", "ina_edit_emap_ids",
-                                         "all_edit_emap_ds_ids"}))
-        return 0;
+    if (const int found = Guard(
+            DB_SYSTEM, "privilegeprofile",
+            {"privilege", "ina_emap_ids", "all_emap_ds_ids", "ina_edit_emap_ids", "all_edit_emap_ds_ids"});
+        found <= 0)
+        return found;
     std::string emaps, servers;
     if (LoadIds(DB_SYSTEM, "emap", emaps) || LoadIds(DB_SYSTEM, "slaveds", servers))
         return -1;
     return ExecuteSql(DB_SYSTEM,
-                      "UPDATE privilegeprofile SET ina_emap_ids = " + emaps +
-                          ", all_emap_ds_ids = " + servers + ", ina_edit_emap_ids = " + emaps +
-                          ", all_edit_emap_ds_ids = " + servers + " WHERE privilege = -2;",
+                      "UPDATE privilegeprofile SET ina_emap_ids = " + emaps + ", all_emap_ds_ids = " +
+                          servers + ", ina_edit_emap_ids = " + emaps + ", all_edit_emap_ds_ids = " + servers +
+                          " WHERE privilege = -2 AND (ina_emap_ids IS NOT " + emaps +
+                          " OR all_emap_ds_ids IS NOT " + servers + " OR ina_edit_emap_ids IS NOT " + emaps +
+                          " OR all_edit_emap_ds_ids IS NOT " + servers + ");",
                       kFailedToExecute);
-}
-
-int UpdateDefPrivProfile() {
-    if (RenumberLevels() || CreateAdminProfile() || NameUserProfiles())
-        return -1;
-    return 0;
 }
 
 int ReCreateNonePrivProfile() { return InsertNoneProfile(); }

@@ -2,16 +2,26 @@
 #include "platform/recording/recording.h"
 #include "platform/userlog/recount.h"
 #include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
+#include "upgrader/log.h"
 #include "upgrader/migrations.h"
 
 namespace migrations {
 
 int RecountRecordingAndLog() {
     const int recordings = RecordingCount::Recount();
+    if (recordings < 0)
+        UPG_LOG("Failed to count the recordings anew\n");
     const int logs = LogCount::Recount();
+    if (logs < 0)
+        UPG_LOG("Failed to count the log entries anew\n");
     return recordings < 0 || logs < 0 ? -1 : 0;
 }
 
-int once::IntegratePrePostRecTimeOnce() { return implement::IntegrateExternalPrePostRecTimeToCam().Run(); }
+int once::IntegratePrePostRecTimeOnce() {
+    if (implement::IntegrateExternalPrePostRecTimeToCam().Run() == 0)
+        return 0;
+    UPG_LOG("Failed to integrate the recording times of the analytics tasks.\n");
+    return -1;
+}
 
 }  // namespace migrations

@@ -4,6 +4,7 @@ CREATE TABLE camera (
     vendor                  TEXT,
     model                   TEXT,
     password                TEXT,
+    cap_file_path           TEXT,
     tv_standard             INTEGER DEFAULT 0,
     fov                     TEXT DEFAULT '',
     video_type              INTEGER,
@@ -15,6 +16,8 @@ CREATE TABLE camera (
     liveview_mode           INTEGER,
     pre_rec_time            INTEGER,
     post_rec_time           INTEGER,
+    writingEvtPath          TEXT,
+    event_written_byte      INTEGER DEFAULT 0,
     notifyschedule          TEXT,
     alert_event             INTEGER DEFAULT 0,
     adv_live_trig_event     INTEGER DEFAULT 0,
@@ -47,6 +50,22 @@ CREATE TABLE privilegeprofile (
     ina_iomodule_ids TEXT DEFAULT ''
 );
 
+CREATE TABLE privilegepercamera (
+    privprofile_id       INTEGER PRIMARY KEY,
+    ina_live_cam_ids     TEXT DEFAULT '',
+    ina_play_cam_ids     TEXT DEFAULT '',
+    ina_lens_cam_ids     TEXT DEFAULT '',
+    ina_audio_cam_ids    TEXT DEFAULT '',
+    ina_live_camgrp_ids  TEXT DEFAULT '',
+    ina_play_camgrp_ids  TEXT DEFAULT '',
+    ina_lens_camgrp_ids  TEXT DEFAULT '',
+    ina_audio_camgrp_ids TEXT DEFAULT '',
+    live_allcamds_ids    TEXT DEFAULT '',
+    play_allcamds_ids    TEXT DEFAULT '',
+    lens_allcamds_ids    TEXT DEFAULT '',
+    audio_allcamds_ids   TEXT DEFAULT ''
+);
+
 CREATE TABLE privilegeprofilecam (
     privprofileid INTEGER,
     dsid          INTEGER,
@@ -59,7 +78,12 @@ CREATE TABLE account (
     privprofileid INTEGER
 );
 
-CREATE TABLE notificationfilter (motion_detected INTEGER DEFAULT 0);
+CREATE TABLE notificationfilter (
+    motion_detected INTEGER DEFAULT 0,
+    notify_type_33  INTEGER,
+    notify_type_36  INTEGER,
+    intercom_access INTEGER
+);
 
 CREATE TABLE homemodenotifyfilter (
     motion_detected TEXT,
@@ -73,8 +97,13 @@ CREATE TABLE notification (email TEXT, email2 TEXT, password TEXT);
 CREATE TABLE notificationpushservice (
     enable_push_service INTEGER DEFAULT 0,
     mobile_enable       INTEGER,
-    orva_mail_enable    INTEGER
+    orva_mail_enable    INTEGER,
+    msn_enable          INTEGER DEFAULT 0,
+    msn_account         TEXT    DEFAULT '',
+    skype_enable        BOOLEAN DEFAULT 0,
+    skype_account       TEXT    DEFAULT ''
 );
+CREATE TABLE camdetsetting (camera_id INTEGER PRIMARY KEY);
 
 CREATE TABLE eventlabelsetting (
     event_type INTEGER,

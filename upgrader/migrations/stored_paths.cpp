@@ -1,0 +1,220 @@
+// Paths that databases hold: a file or folder moves or goes, and the rows follow what then stands on disk, so
+// that a run that was cut short in between is made good by the next one.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/files/files.h"
+#include "platform/files/place.h"
+#include "platform/host/package_user.h"
+#include "platform/host/paths.h"
+#include "upgrader/dataaccess/guard.h"
+#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
+#include "upgrader/migrations.h"
+
+namespace {
+
+constexpr const char* kFailedSql = "Failed to execute sql: %s\n";
+
+// No row leads to a file by a way round.
+bool IsUsable(const std::string& path) {
+    const std::filesystem::path parts = path;
+    return parts.is_absolute() && std::find(parts.begin(), parts.end(), "..") == parts.end();
+}
+
+// Looks up what stands at a path of the package, a symbolic link as such: 1, 0, or -1 (logged).
+int FindEntry(const std::string& path, struct stat& status) {
+    Place place;
+    return FindPlace(ResolveEntry(path), place, status);
+}
+
+int FindRegularFile(const std::string& path) {
+    struct stat status {};
+    const int found = FindEntry(path, status);
+    return found > 0 ? S_ISREG(status.st_mode) : found;
+}
+
+// Where a file of the share now is: 1 and the path; 0 when it is still there, or nowhere; or -1.
+int FindMovedFile(const std::string& path, std::string& newPath) {
+    if (const int found = FindRegularFile(path); found != 0)
+        return found < 0 ? -1 : 0;
+    for (const std::string_view folder : {kTargetDir, kDataDir}) {
+        newPath = std::string(folder) + path.substr(kShareDir.size());
+        if (const int found = FindRegularFile(newPath); found != 0)
+            return found;
+    }
+    return 0;
+}
+
+// Whose files ResetWritingEvtPath may remove.
+int GetRecorders(std::set<uid_t>& users) {
+    Owner owner;
+    struct stat status {};
+    const int found = FindPackageUser(owner);
+    if (found < 0 || stat(VGDB::GetDBPath(DB_SYSTEM).c_str(), &status) != 0)
+        return -1;
+    users.insert(status.st_uid);
+    if (found > 0)
+        users.insert(owner.user);
+    return 0;
+}
+
+int RemoveFileOf(const std::set<uid_t>& users, const std::string& path) {
+    struct stat status {};
+    if (!IsUsable(path))
+        return 0;
+    if (const int found = FindEntry(path, status); found <= 0)
+        return found;
+    return S_ISREG(status.st_mode) && users.contains(status.st_uid) ? VGFileRemove(ResolveEntry(path)) : 0;
+}
+
+constexpr std::string_view kOldArchive = "@archive";
+constexpr std::string_view kNewArchive = "@ArchiveVault";
+
+struct ArchivedRecording {
+    std::string row;
+    std::string path;
+    std::string newPath;
+};
+
+// The length of a path up to its archive folder of the old name; 0 when it has none, or lies in one that has
+// been renamed already: what is below that is no concern any more.
+size_t FindOldArchive(const std::string& path) {
+    for (size_t begin = 0; begin < path.size();) {
+        const size_t end = std::min(path.find('/', begin + 1), path.size());
+        const std::string name = path.substr(begin + 1, end - begin - 1);
+        if (name == kOldArchive)
+            return end;
+        if (name == kNewArchive)
+            return 0;
+        begin = end;
+    }
+    return 0;
+}
+
+// Whether the recording has moved: 1, 0 or -1.
+int HasMoved(const ArchivedRecording& recording) {
+    struct stat status {};
+    const int moved = FindEntry(recording.newPath, status);
+    const int stayed = moved > 0 ? FindEntry(recording.path, status) : 0;
+    return stayed < 0 ? -1 : moved > 0 && stayed > 0 ? 0 : moved;
+}
+
+}  // namespace
+
+namespace migrations {
+
+int MoveCapInfoPath() {
+    if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"cap_file_path"}); found <= 0)
+        return found;
+    QueryResult paths;
+    if (QuerySql(
+            DB_SYSTEM,
+            "SELECT DISTINCT cap_file_path FROM camera WHERE cap_file_path GLOB '/var/services/vigilo/*';",
+            paths, kFailedSql))
+        return -1;
+
+    int result = 0;
+    std::string sql;
+    while (paths.Next()) {
+        const std::string path = paths.String("cap_file_path");
+        std::string newPath;
+        const int moved = IsUsable(path) ? FindMovedFile(path, newPath) : 0;
+        if (moved < 0) {
+            UPG_LOG("Failed to look up the capability file %s\n", path.c_str());
+            result = -1;
+        }
+        if (moved > 0)
+            AppendSqlCommand(sql, "UPDATE camera SET cap_file_path = " + VGDB::QuoteEscape(newPath) +
+                                      " WHERE cap_file_path = " + VGDB::QuoteEscape(path));
+    }
+    return !sql.empty() && ExecuteSql(DB_SYSTEM, sql, kFailedSql) ? -1 : result;
+}
+
+int RenameArchiveFolder() {
+    if (const int found = Guard(DB_ARCHIVE, "archive_recording", {"recording_path"}); found <= 0)
+        return found;
+    QueryResult rows;
+    if (QuerySql(DB_ARCHIVE,
+                 "SELECT rowid AS number, recording_path FROM archive_recording"
+                 " WHERE instr(recording_path, '/@archive') > 0;",
+                 rows, kFailedSql))
+        return -1;
+
+    std::set<std::string> folders;
+    std::vector<ArchivedRecording> recordings;
+    while (rows.Next()) {
+        const std::string path = rows.String("recording_path");
+        const size_t size = IsUsable(path) ? FindOldArchive(path) : 0;
+        if (size == 0)
+            continue;
+        folders.insert(path.substr(0, size));
+        std::string newPath = path;
+        newPath.replace(size - kOldArchive.size(), kOldArchive.size(), kNewArchive);
+        recordings.push_back({rows.String("number"), path, newPath});
+    }
+
+    int result = 0;
+    for (const std::string& folder : folders) {
+        if (VGFolderRename(ResolveEntry(folder), std::string(kNewArchive))) {
+            UPG_LOG("Failed to rename %s to %s\n", folder.c_str(), kNewArchive.data());
+            result = -1;
+        }
+    }
+
+    std::string sql;
+    for (const ArchivedRecording& recording : recordings) {
+        const int moved = HasMoved(recording);
+        if (moved < 0) {
+            UPG_LOG("Failed to look up the recording %s\n", recording.path.c_str());
+            result = -1;
+        }
+        if (moved > 0)
+            AppendSqlCommand(
+                sql, "UPDATE archive_recording SET recording_path = " + VGDB::QuoteEscape(recording.newPath) +
+                         " WHERE rowid = " + recording.row);
+    }
+    return !sql.empty() && ExecuteSql(DB_ARCHIVE, sql, kFailedSql) ? -1 : result;
+}
+
+// An event whose writing the old build did not finish. A camera keeps its path as long as the file is there.
+int ResetWritingEvtPath() {
+    if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"writingEvtPath", "event_written_byte"});
+        found <= 0)
+        return found;
+    QueryResult cameras;
+    if (QuerySql(DB_SYSTEM,
+                 "SELECT rowid AS number, writingEvtPath FROM camera WHERE event_written_byte > 0;", cameras,
+                 kFailedSql))
+        return -1;
+    if (cameras.NumRows() == 0)
+        return 0;
+    std::set<uid_t> users;
+    if (GetRecorders(users)) {
+        UPG_LOG("Failed to tell whose files may be removed\n");
+        return -1;
+    }
+
+    std::string kept;
+    while (cameras.Next()) {
+        const std::string path = cameras.String("writingEvtPath");
+        if (RemoveFileOf(users, path) == 0)
+            continue;
+        UPG_LOG("Failed to remove %s\n", path.c_str());
+        kept += (kept.empty() ? "" : ", ") + cameras.String("number");
+    }
+    if (ExecuteSql(DB_SYSTEM,
+                   "UPDATE camera SET writingEvtPath = '', event_written_byte = 0"
+                   " WHERE event_written_byte > 0 AND rowid NOT IN (" +
+                       kept + ");",
+                   kFailedSql))
+        return -1;
+    return kept.empty() ? 0 : -1;
+}
+
+}  // namespace migrations
