@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "control/commands.h"
+#include "control/names_text.h"
 #include "control/text.h"
 #include "platform/files/file_io.h"
 #include "platform/host/paths.h"
@@ -81,12 +82,12 @@ void CheckSchema(DB_INSTANCE db, Problems& problems) {
     const struct {
         const char* words;
         const Problems& names;
-    } kinds[] = {{"table is missing: ", differences.tables},
-                 {"column is missing: ", differences.columns},
-                 {"column is missing, and cannot be added: ", differences.columnsNotAddable},
-                 {"index is missing: ", differences.indexes},
-                 {"index is missing, and cannot be made: ", differences.indexesLeftOut},
-                 {"type differs: ", differences.typesThatDiffer}};
+    } kinds[] = {{"missing table: ", differences.tables},
+                 {"missing column: ", differences.columns},
+                 {"missing column, cannot be added: ", differences.columnsNotAddable},
+                 {"missing index: ", differences.indexes},
+                 {"missing index, cannot be made: ", differences.indexesLeftOut},
+                 {"type that differs: ", differences.typesThatDiffer}};
     for (const auto& [words, names] : kinds)
         for (const std::string& name : names)
             problems.push_back(words + name);
@@ -145,15 +146,19 @@ bool HasProblems(const Json::Value& checked) {
     return std::any_of(checked.begin(), checked.end(), [](const Json::Value& one) { return !one["ok"].asBool(); });
 }
 
-void AddRows(const Json::Value& checked, const char* kind, TextTable& table) {
+std::string PrintPart(const Json::Value& checked, const char* kind) {
+    TextTable table({"", ""});
     for (const Json::Value& one : checked) {
-        const std::string name = one[kind].asString();
+        std::string name = one[kind].asString();
         if (one["ok"].asBool())
             table.Add({name, {"ok", Tone::Good}});
-        std::string shown = name;
+        Problems problems;
         for (const Json::Value& problem : one["problems"])
-            table.Add({std::exchange(shown, ""), {problem.asString(), Tone::Bad}});
+            problems.push_back(problem.asString());
+        for (const std::string& text : GroupedByKind(problems, ": "))
+            table.Add({std::exchange(name, ""), {text, Tone::Bad}});
     }
+    return table.ToString();
 }
 
 }  // namespace
@@ -178,8 +183,5 @@ Outcome RunCheck(const Arguments& arguments) {
 }
 
 std::string PrintCheck(const Json::Value& result, const Arguments& /*arguments*/) {
-    TextTable table({"", ""});
-    AddRows(result["databases"], "database", table);
-    AddRows(result["settings"], "file", table);
-    return table.ToString();
+    return PrintPart(result["databases"], "database") + PrintPart(result["settings"], "file");
 }

@@ -85,7 +85,8 @@ bool CanShareBlocks(int from, const Folder& to) {
     return trial && ioctl(trial.Get(), FICLONE, from) == 0;
 }
 
-UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum, const Progress& progress) {
+UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum,
+                  const Progress& progress) {
     struct stat status {};
     if (fstat(from, &status) != 0)
         return UniqueFd();

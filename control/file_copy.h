@@ -17,7 +17,8 @@ bool CanShareBlocks(int from, const Folder& to);
 // Copies an open regular file from its beginning to a name that the folder does not have, with owner, mode, times and
 // extended attributes; the blocks are shared where the file system can. Wanted sums are those of the bytes that the
 // copy was given. Returns the copy, not yet flushed; false, with errno, on failure.
-UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum, const Progress& progress);
+UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum,
+                  const Progress& progress);
 
 // The sum of an open file from its beginning; '', with errno, on failure.
 std::string SumOfFile(int fd, const Progress& progress);

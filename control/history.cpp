@@ -41,7 +41,7 @@ std::string PrintHistory(const Json::Value& result, const Arguments& /*arguments
         table.Add({TextOf(object, "started"), WhatOf(object),
                    object["seconds"].isNumeric() ? StringPrintf("%.2f", object["seconds"].asDouble()) : "",
                    std::to_string(totals.ran), std::to_string(totals.failed), std::to_string(totals.changes),
-                   {good ? "complete" : FailedNames(object), good ? Tone::Good : Tone::Bad}});
+                   {good ? "complete" : FailedRowsOf(object), good ? Tone::Good : Tone::Bad}});
     }
     return table.ToString();
 }

@@ -1,5 +1,6 @@
 #include "control/history_text.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/support/strings.h"
@@ -37,10 +38,10 @@ std::string WhatOf(const Json::Value& object) {
     return object["resumed"] == true ? from + ", resumed" : from;
 }
 
-std::string FailedNames(const Json::Value& object) {
-    std::vector<std::string> names;
+std::string FailedRowsOf(const Json::Value& object) {
+    std::vector<long long> rows;
     for (const Json::Value& row : object["migrations"])
         if (HasFailed(row))
-            names.push_back(TextOf(row, "name"));
-    return names.empty() ? "failed" : "failed: " + JoinStrings(names, ", ");
+            rows.push_back(NumberOf(row, "row"));
+    return rows.empty() ? "failed" : (rows.size() == 1 ? "failed: row " : "failed: rows ") + JoinStrings(rows, ", ");
 }

@@ -23,5 +23,5 @@ std::string RestoredOf(const Json::Value& object);
 // "upgrade from 3000", "retry".
 std::string WhatOf(const Json::Value& object);
 
-// "failed: A, B"; "failed" when no row has.
-std::string FailedNames(const Json::Value& object);
+// "failed: rows 3, 7"; "failed" when no row has.
+std::string FailedRowsOf(const Json::Value& object);

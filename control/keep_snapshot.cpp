@@ -41,11 +41,14 @@ int WriteSums(const TreeCopy& copy, Snapshot& snapshot, std::string& problem) {
     return -1;
 }
 
-int Fill(Snapshot& snapshot, std::chrono::milliseconds patience, const BytesOf& progress, std::string& problem) {
+int Fill(Snapshot& snapshot, std::chrono::milliseconds patience, const BytesOf& progress,
+         std::string& problem) {
     if (WriteSnapshotJson(snapshot, problem))
         return -1;
     TreeCopy copy;
-    const TreeCopyWay way{.against = HeldDatabases::Against::Writers, .patience = patience, .durable = true,
+    const TreeCopyWay way{.against = HeldDatabases::Against::Writers,
+                          .patience = patience,
+                          .durable = true,
                           .progress = progress};
     if (CopyTree(snapshot.folder, way, copy, problem) || WriteSums(copy, snapshot, problem))
         return -1;

@@ -13,8 +13,8 @@ using BytesOf = std::function<void(uint64_t done, uint64_t all)>;
 
 // Takes a snapshot, under the upgrade lock. A failure leaves nothing; a kill leaves one that is not complete.
 [[nodiscard]] int TakeSnapshot(const SnapshotPlace& place, const std::string& name,
-                               std::chrono::milliseconds patience, const BytesOf& progress, Snapshot& snapshot,
-                               std::string& problem);
+                               std::chrono::milliseconds patience, const BytesOf& progress,
+                               Snapshot& snapshot, std::string& problem);
 
 // What keeps the snapshot from being restored; empty when nothing does.
 std::vector<std::string> ProblemsOf(const Snapshot& snapshot, const BytesOf& progress);

@@ -104,7 +104,7 @@ int Print(const std::string& text, int status) {
 }
 
 int PrintJson(const Json::Value& value, int status) {
-    return Print(WithoutControls(JsonWrite(value, false)) + '\n', status);
+    return Print(WithoutControls(JsonWrite(value)) + '\n', status);
 }
 
 int PrintError(const std::string& error, bool json) {
@@ -186,6 +186,8 @@ int main(int argc, char* argv[]) {
     std::string root;
     CLI::App app("Shows what an upgrade of the package would do and what one has done.", kProgram);
     AddGlobalOptions(app, arguments, root);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.get_formatter()->label("Subcommands", "Commands");
     app.require_subcommand(1);
     app.fallthrough();
     for (const Command& command : kCommands) {

@@ -4,8 +4,10 @@
 #include <CLI/App.hpp>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "control/commands.h"
+#include "control/names_text.h"
 #include "control/old_build.h"
 #include "control/text.h"
 #include "platform/host/paths.h"
@@ -105,16 +107,16 @@ std::string PrintRepair(const Json::Value& repairs) {
         return "Schema: nothing is missing.\n";
     TextTable table({"database", "adds"}, 2);
     for (const Json::Value& repair : repairs) {
-        const std::string database = repair["database"].asString();
+        std::string database = repair["database"].asString();
         if (repair.isMember("problem"))
-            table.Add({database, {repair["problem"].asString(), Tone::Bad}});
+            table.Add({std::exchange(database, ""), {repair["problem"].asString(), Tone::Bad}});
         std::vector<std::string> adds;
         for (const Json::Value& words : repair["adds"])
             adds.push_back(words.asString());
-        if (!adds.empty())
-            table.Add({database, JoinStrings(adds, ", ")});
+        for (const std::string& text : GroupedByKind(adds, " "))
+            table.Add({std::exchange(database, ""), text});
     }
-    return Toned(Tone::Strong, "Schema") + " (" + "plan --sql prints the statements)\n" + table.ToString();
+    return Toned(Tone::Strong, "Schema") + " (plan --sql prints the statements)\n" + table.ToString();
 }
 
 std::string PrintRows(const Json::Value& rows) {
@@ -134,14 +136,15 @@ std::string PrintRows(const Json::Value& rows) {
 }
 
 std::string PrintDisk(const Json::Value& disks) {
-    std::string text;
+    if (disks.empty())
+        return "";
+    TextTable table({">needed", ">free", "on the disk of"}, 2);
     for (const Json::Value& disk : disks) {
         const uint64_t needed = disk["needed"].asUInt64(), free = disk["free"].asUInt64();
-        text += Toned(Tone::Strong, "Disk") + ": up to " + InBytes(needed) + " needed, " + InBytes(free) +
-                " free where " + Escaped(disk["filesystem"].asString()) + " is" +
-                (needed > free ? Toned(Tone::Bad, ": too full") : "") + '\n';
+        table.Add({InBytes(needed), {InBytes(free), needed > free ? Tone::Bad : Tone::Plain},
+                   disk["filesystem"].asString()});
     }
-    return text;
+    return Toned(Tone::Strong, "Disk") + ": what may be needed at the most\n" + table.ToString();
 }
 
 }  // namespace

@@ -16,8 +16,8 @@
 #include "control/tree_files.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
-#include "platform/host/paths.h"
 #include "platform/host/local_time.h"
+#include "platform/host/paths.h"
 #include "upgrader/history.h"
 #include "upgrader/restore_mark.h"
 
@@ -54,7 +54,8 @@ public:
         if (!RemoveJournals() || !PutInPlace() || !RemoveAbsent() || !FlushFolders())
             return false;
         NoteInHistory();
-        return VGFileRemove(ResolveEntry(kRestoreMark)) == 0 || Fail("The mark of the restore cannot be removed");
+        return VGFileRemove(ResolveEntry(kRestoreMark)) == 0 ||
+               Fail("The mark of the restore cannot be removed");
     }
 
 private:
@@ -187,7 +188,8 @@ private:
         SnapshotPlace place;
         if (FindSnapshotPlace("", place, m_problem))
             return false;
-        if (OpenSnapshotPlace(place) && ReplaceFile(ResolveEntry(kRestoreMark), m_name + '\n', kMarkMode) == 0)
+        if (OpenSnapshotPlace(place) &&
+            ReplaceFile(ResolveEntry(kRestoreMark), m_name + '\n', kMarkMode) == 0)
             return true;
         Fail(Reason(ResolveEntry(kRestoreMark)));
         if (unfinished == 0)

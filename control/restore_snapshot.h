@@ -11,4 +11,5 @@
 // database. `name` is what the snapshot is called in the mark and in the history. Returns 0; -1 with the reason in
 // `problem`: nothing was changed, or, when FindUnfinishedRestore finds the mark, it has to be run again.
 [[nodiscard]] int RestoreSnapshot(const Snapshot& snapshot, const std::string& name,
-                                  std::chrono::milliseconds patience, const BytesOf& progress, std::string& problem);
+                                  std::chrono::milliseconds patience, const BytesOf& progress,
+                                  std::string& problem);

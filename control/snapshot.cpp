@@ -39,7 +39,8 @@ Snapshot Load(const std::string& folder, const std::string& name) {
     snapshot.folder = folder;
     std::string text;
     Json::Value object;
-    if (ReadWholeFile(folder + '/' + kSnapshotJson, text) != 1 || JsonParse(text, object) != 0 || !object.isObject())
+    if (ReadWholeFile(folder + '/' + kSnapshotJson, text) != 1 || JsonParse(text, object) != 0 ||
+        !object.isObject())
         return snapshot;
     snapshot.taken = TextOf(object, "taken");
     snapshot.version = TextOf(object, "version");
@@ -49,7 +50,8 @@ Snapshot Load(const std::string& folder, const std::string& name) {
     for (const Json::Value& path : absent.isArray() ? absent : Json::Value(Json::arrayValue))
         snapshot.absent.push_back(path.isString() ? path.asString() : "");
     const bool known = std::all_of(snapshot.absent.begin(), snapshot.absent.end(), IsTreeFile);
-    snapshot.complete = object["complete"] == true && absent.isArray() && known && !snapshot.sumOfSums.empty();
+    snapshot.complete =
+        object["complete"] == true && absent.isArray() && known && !snapshot.sumOfSums.empty();
     return snapshot;
 }
 
@@ -143,7 +145,8 @@ std::string WhatIsWrongWithName(const std::string& name) {
     return "";
 }
 
-int FindSnapshot(const SnapshotPlace& place, const std::string& name, Snapshot& snapshot, std::string& problem) {
+int FindSnapshot(const SnapshotPlace& place, const std::string& name, Snapshot& snapshot,
+                 std::string& problem) {
     std::string path = place.folder + '/' + name;
     if (name.find('/') != std::string::npos) {
         std::error_code error;

@@ -48,14 +48,16 @@ std::string WhatIsWrongWithName(const std::string& name);
                                std::string& problem);
 
 // All snapshots of the place, the newest first.
-[[nodiscard]] int ListSnapshots(const SnapshotPlace& place, std::vector<Snapshot>& snapshots, std::string& problem);
+[[nodiscard]] int ListSnapshots(const SnapshotPlace& place, std::vector<Snapshot>& snapshots,
+                                std::string& problem);
 
 // Writes snapshot.json, and the folder's entries, to disk.
 [[nodiscard]] int WriteSnapshotJson(const Snapshot& snapshot, std::string& problem);
 
 // The sums of a snapshot by path below its folder. A file that could not be one of a snapshot makes them useless.
 // Returns 0; -1 with the reason in `problem`.
-[[nodiscard]] int ReadSums(const Snapshot& snapshot, std::map<std::string, std::string>& sums, std::string& problem);
+[[nodiscard]] int ReadSums(const Snapshot& snapshot, std::map<std::string, std::string>& sums,
+                           std::string& problem);
 
 // A line of SHA256SUMS.
 std::string SumsLine(const std::string& sum, const std::string& path);

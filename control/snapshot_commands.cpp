@@ -32,7 +32,8 @@ std::string NameOfNow() {
 
 BytesOf ShowBytes(const char* what) {
     return [what](uint64_t done, uint64_t all) {
-        SetProgressLine(StringPrintf("%s %3d %% of %s", what, all == 0 ? 100 : static_cast<int>(done * 100 / all),
+        SetProgressLine(StringPrintf("%s %3d %% of %s", what,
+                                     all == 0 ? 100 : static_cast<int>(done * 100 / all),
                                      InBytes(all).c_str()));
     };
 }
@@ -43,16 +44,18 @@ void AddPlaceOption(CLI::App& app, Arguments& arguments, const char* help) {
 
 Outcome Find(const Arguments& arguments, SnapshotPlace& place, Snapshot& snapshot) {
     std::string problem;
-    if (FindSnapshotPlace(arguments.folder, place, problem) || FindSnapshot(place, arguments.name, snapshot, problem))
+    if (FindSnapshotPlace(arguments.folder, place, problem) ||
+        FindSnapshot(place, arguments.name, snapshot, problem))
         return Outcome::Refused(problem);
     return Outcome::Done({});
 }
 
 // False unless somebody at a terminal says yes.
 bool IsAgreed(const Snapshot& snapshot) {
-    std::cerr << "Restore snapshot " << Escaped(snapshot.name) << ", taken " << snapshot.taken << " from version "
-              << Escaped(snapshot.version)
-              << "?\nDatabases and settings become what they were then; what was written since is lost. [y/N] ";
+    std::cerr
+        << "Restore snapshot " << Escaped(snapshot.name) << ", taken " << snapshot.taken << " from version "
+        << Escaped(snapshot.version)
+        << "?\nDatabases and settings become what they were then; what was written since is lost. [y/N] ";
     std::string answer;
     return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
 }
@@ -110,7 +113,9 @@ std::string PrintSnapshots(const Json::Value& result, const Arguments& /*argumen
     TextTable table({"name", "taken", "version", ">size", "state"});
     for (const Json::Value& object : result) {
         const bool complete = object["complete"].asBool();
-        table.Add({object["name"].asString(), object["taken"].asString(), object["version"].asString(),
+        table.Add({object["name"].asString(),
+                   object["taken"].asString(),
+                   object["version"].asString(),
                    complete ? InBytes(object["bytes"].asUInt64()) : "",
                    {complete ? "complete" : "not complete", complete ? Tone::Good : Tone::Bad}});
     }

@@ -44,8 +44,8 @@ public:
             return Fail(Reason("The folder of the copy"));
         std::vector<TreeFile> files;
         return ListTreeFiles(files, m_problem) == 0 &&
-               m_held.Acquire(DatabasesOf(files), m_way.against, m_way.patience, m_problem) == 0 && Open(files) &&
-               HasRoom() && CopyFiles() && (!m_way.durable || Flush());
+               m_held.Acquire(DatabasesOf(files), m_way.against, m_way.patience, m_problem) == 0 &&
+               Open(files) && HasRoom() && CopyFiles() && (!m_way.durable || Flush());
     }
 
 private:
@@ -118,10 +118,11 @@ private:
             const Folder* const folder = FolderFor(path.parent_path());
             if (!folder)
                 return false;
-            TreeCopy::File file{.path = source.path.substr(1), .sum = {},
+            TreeCopy::File file{.path = source.path.substr(1),
+                                .sum = {},
                                 .bytes = static_cast<uint64_t>(source.status.st_size)};
-            m_copies.push_back(CopyFile(source.fd, *folder, path.filename(), m_way.durable ? &file.sum : nullptr,
-                                        progress));
+            m_copies.push_back(
+                CopyFile(source.fd, *folder, path.filename(), m_way.durable ? &file.sum : nullptr, progress));
             if (!m_copies.back())
                 return Fail(Reason("Cannot copy " + source.path));
             m_copy.files.push_back(std::move(file));

@@ -32,7 +32,8 @@ struct TreeCopy {
 // Copies into an existing, empty folder, by its real path, under the paths of the package. The caller holds the
 // upgrade lock and has no connection to a database. What could not be finished stays in the folder. Returns 0; -1
 // with the reason in `problem`.
-[[nodiscard]] int CopyTree(const std::string& folder, const TreeCopyWay& way, TreeCopy& copy, std::string& problem);
+[[nodiscard]] int CopyTree(const std::string& folder, const TreeCopyWay& way, TreeCopy& copy,
+                           std::string& problem);
 
 // "" when the file system of the folder has that many bytes free; else what is missing. A file system that does not
 // tell has room.

@@ -29,7 +29,8 @@ std::string DatabaseOf(std::string_view path) {
             continue;
         const std::string_view suffix = path.substr(database.size());
         const auto isSuffix = [suffix](const char* one) { return suffix == one; };
-        if (suffix.empty() || std::any_of(std::begin(kCompanionSuffixes), std::end(kCompanionSuffixes), isSuffix))
+        if (suffix.empty() ||
+            std::any_of(std::begin(kCompanionSuffixes), std::end(kCompanionSuffixes), isSuffix))
             return database;
     }
     return "";

@@ -1,6 +1,7 @@
 // vgupgradectl, run as a program on trees before, during and after upgrades.
 #include <fcntl.h>
 #include <json/value.h>
+#include <json/writer.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -116,7 +117,7 @@ protected:
     // The plan against what the upgrade then does.
     static void HoldAgainstTheTruth(const std::string& build) {
         const Json::Value plan = RunJson("plan " + build);
-        const std::map<std::string, std::string> repaired = RepairCopies(plan["repair"]);
+        RepairCopies(plan["repair"]);
         ASSERT_EQ(0, RunUpgrader(build)) << Log();
         const Json::Value upgrade = LastUpgrade();
 
@@ -126,8 +127,9 @@ protected:
             const Json::Value& run = upgrade["migrations"][i];
             EXPECT_EQ(planned["row"], run["row"]);
             EXPECT_EQ(planned["name"], run["name"]);
-            if (planned["verdict"] != "runs")
+            if (planned["verdict"] != "runs") {
                 EXPECT_EQ(0, run["changes"].asInt64()) << planned["name"] << ' ' << planned["verdict"];
+            }
         }
         ASSERT_EQ(plan["repair"].size(), upgrade["repaired"].size());
         for (Json::ArrayIndex i = 0; i < plan["repair"].size(); ++i) {
@@ -140,7 +142,7 @@ protected:
 
 private:
     // The planned SQL alone brings each database to its schema file.
-    static std::map<std::string, std::string> RepairCopies(const Json::Value& repairs) {
+    static void RepairCopies(const Json::Value& repairs) {
         for (const Json::Value& repair : repairs) {
             const std::string database = Path(std::string(kTargetDir) + repair["database"].asString());
             const std::string original = database + ".original";
@@ -152,7 +154,6 @@ private:
             VGDB::CloseAll();
             fs::rename(original, database);
         }
-        return {};
     }
 };
 
@@ -185,9 +186,10 @@ TEST_P(ControlOnSample, LooksWithoutTouchingAnythingAndWithinAHundredColumns) {
             const Answer answer = Run(command);
             EXPECT_NE(1, answer.status) << command << ": " << answer.err;
             EXPECT_EQ(std::string::npos, answer.out.find('\x1b')) << command;
-            if (command.find("--sql") == std::string::npos)
-                for (const std::string& line : SplitString(answer.out, '\n'))
-                    EXPECT_GE(kTextWidth, WidthOf(line)) << command << ": " << line;
+            if (command.find("--sql") != std::string::npos)
+                continue;
+            for (const std::string& line : SplitString(answer.out, '\n'))
+                EXPECT_GE(kTextWidth, WidthOf(line)) << command << ": " << line;
         }
         EXPECT_EQ(before, Listing());
     };
@@ -243,7 +245,6 @@ TEST_F(Killed, IsSeenAndNotTouched) {
     const Json::Value plan = RunJson("plan 6500");
     EXPECT_EQ(3000, plan["old_build"].asInt()) << "the older one counts";
     EXPECT_EQ(3000, plan["interrupted"]["old_build"].asInt());
-    EXPECT_EQ(3000, RunJson("plan")["old_build"].asInt()) << "no stamp yet";
     EXPECT_EQ(before, Listing());
 
     const Answer retry = Run("retry");
@@ -333,8 +334,8 @@ TEST_F(Control, ChecksDatabasesAndSettings) {
     EXPECT_EQ("no such file\n", problems["@vigilo/face.db"]);
     EXPECT_EQ("is no database\n", problems["@vigilo/edge.db"]);
     EXPECT_NE("", problems["@vigilo/snapshot.db"]);
-    EXPECT_NE(std::string::npos, problems["pos.db"].find("column is missing: pos."));
-    EXPECT_NE(std::string::npos, problems["pos.db"].find("type differs: pos.name")) << problems["pos.db"];
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("missing column: pos."));
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name")) << problems["pos.db"];
     EXPECT_EQ(std::string::npos, problems["pos.db"].find("more"));
     EXPECT_EQ("line 4: holds no key with a value\nline 5: a stands twice, the first holds\n"
               "line 6: the value of b has a quote that is not closed, or text behind it\n",
@@ -411,7 +412,7 @@ TEST_F(Control, SaysWhatIsWrongWithTheCommandLine) {
     }
     EXPECT_EQ(0, Run("--root " + Path("") + " status").status);
     EXPECT_EQ(0, Run("plan --help").status);
-    EXPECT_EQ(1, Run("status >/dev/full").status);
+    EXPECT_NE(0, std::system(CONTROL_PROGRAM " status >/dev/full 2>/dev/null"));
 }
 
 TEST_F(Control, RefusesAllButStatusWhileARestoreIsUnfinished) {

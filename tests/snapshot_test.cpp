@@ -81,8 +81,10 @@ class SnapshotTest : public SystemTree {
 protected:
     // A small system; there is no pos.db.
     SnapshotTest() {
-        Sql(DB_SYSTEM, "CREATE TABLE camera(id INTEGER PRIMARY KEY, name TEXT); INSERT INTO camera VALUES(1, 'door')");
-        Sql(DB_LOG, "CREATE TABLE log(id INTEGER PRIMARY KEY, user TEXT); INSERT INTO log VALUES(1, 'admin')");
+        Sql(DB_SYSTEM,
+            "CREATE TABLE camera(id INTEGER PRIMARY KEY, name TEXT); INSERT INTO camera VALUES(1, 'door')");
+        Sql(DB_LOG,
+            "CREATE TABLE log(id INTEGER PRIMARY KEY, user TEXT); INSERT INTO log VALUES(1, 'admin')");
         WriteFile(Path(std::string(kTarget) + "@vigilo/face.db"), "no database at all");
         WriteSettings("vg_upgrader_version=\"8.0-3000\"\n");
         WriteFile(Path("/var/packages/Vigilo/etc/a\\b.conf"), "old\n");
@@ -117,9 +119,9 @@ protected:
                 struct stat status {};
                 if (!entry->is_regular_file() || stat(entry->path().c_str(), &status) != 0)
                     continue;
-                image[entry->path()] = StringPrintf("%o %ld.%ld %zx", status.st_mode, status.st_mtim.tv_sec,
-                                                    status.st_mtim.tv_nsec,
-                                                    std::hash<std::string>()(ReadFile(entry->path())));
+                image[entry->path()] =
+                    StringPrintf("%o %ld.%ld %zx", status.st_mode, status.st_mtim.tv_sec,
+                                 status.st_mtim.tv_nsec, std::hash<std::string>()(ReadFile(entry->path())));
             }
         }
         return image;
@@ -182,7 +184,8 @@ TEST_F(SnapshotTest, BringsBackEveryFileAndNothingElse) {
     const auto before = Image();
     ASSERT_EQ("", Take("one"));
     EXPECT_EQ(before, Image());
-    EXPECT_EQ(0, std::system(("cd " + Path(kSnapshots) + "one && sha256sum --strict --quiet -c SHA256SUMS").c_str()));
+    EXPECT_EQ(0, std::system(
+                     ("cd " + Path(kSnapshots) + "one && sha256sum --strict --quiet -c SHA256SUMS").c_str()));
     struct stat status {};
     ASSERT_EQ(0, stat((Path(kSnapshots) + "one").c_str(), &status));
     EXPECT_EQ(0700u, status.st_mode & 07777) << "settings hold passwords";
@@ -206,9 +209,9 @@ TEST_F(SnapshotTest, BringsBackEveryFileAndNothingElse) {
 
 TEST_F(SnapshotTest, RefusesNames) {
     ASSERT_EQ("", Take("one"));
-    for (const std::string& name : {std::string(), std::string("one"), std::string("a/b"), std::string(".."),
-                                    std::string(".a"), std::string("-a"), std::string("a\nb"), std::string("a\x7f"),
-                                    std::string(256, 'a')})
+    for (const std::string& name :
+         {std::string(), std::string("one"), std::string("a/b"), std::string(".."), std::string(".a"),
+          std::string("-a"), std::string("a\nb"), std::string("a\x7f"), std::string(256, 'a')})
         EXPECT_NE("", Take(name)) << name;
     EXPECT_EQ(std::vector<std::string>{"one"}, Names());
     EXPECT_EQ("", Take("it's é one"));
@@ -217,8 +220,9 @@ TEST_F(SnapshotTest, RefusesNames) {
 // Two databases that are changed in one commit, again and again, while snapshots are taken.
 TEST_F(SnapshotTest, HasACommitInAllDatabasesOrInNone) {
     for (const DB_INSTANCE db : {DB_RECORDING, DB_BOOKMARK})
-        Sql(db, "CREATE TABLE t(n); INSERT INTO t VALUES(0);"
-                "CREATE TABLE bulk(b); INSERT INTO bulk VALUES(zeroblob(8000000))");
+        Sql(db,
+            "CREATE TABLE t(n); INSERT INTO t VALUES(0);"
+            "CREATE TABLE bulk(b); INSERT INTO bulk VALUES(zeroblob(8000000))");
     Child writer([](const auto& ready) {
         sqlite3* const db = Connect(VGDB::GetDBPath(DB_RECORDING));
         Exec(db, ("ATTACH '" + VGDB::GetDBPath(DB_BOOKMARK) + "' AS other").c_str());
@@ -279,7 +283,8 @@ TEST_F(SnapshotTest, HasNothingOfAnInterruptedCommit) {
     Sql(DB_RECORDING, "CREATE TABLE t(n, filler); INSERT INTO t VALUES(1, zeroblob(1000000))");
     Child([](const auto& ready) {
         sqlite3* const db = Connect(VGDB::GetDBPath(DB_RECORDING));
-        Exec(db, "PRAGMA cache_size = 1; BEGIN; UPDATE t SET n = 2; UPDATE t SET filler = randomblob(1000000)");
+        Exec(db,
+             "PRAGMA cache_size = 1; BEGIN; UPDATE t SET n = 2; UPDATE t SET filler = randomblob(1000000)");
         ready();
     }).Kill();
     ASSERT_TRUE(fs::exists(VGDB::GetDBPath(DB_RECORDING) + "-journal"));
@@ -290,7 +295,8 @@ TEST_F(SnapshotTest, HasNothingOfAnInterruptedCommit) {
     fs::create_directory(folder);
     TreeCopy copy;
     std::string problem;
-    ASSERT_EQ(0, CopyTree(folder, {.against = HeldDatabases::Against::WritersAsItStands}, copy, problem)) << problem;
+    ASSERT_EQ(0, CopyTree(folder, {.against = HeldDatabases::Against::WritersAsItStands}, copy, problem))
+        << problem;
     EXPECT_EQ(before, Image());
     ASSERT_TRUE(fs::exists(folder + kTarget + "@vigilo/recording.db-journal"));
 
@@ -384,7 +390,8 @@ constexpr int kStep = 3;  // the fault harness tries every call
 
 // The process dies before its n-th call that changes a file.
 std::string KillAt(int n) {
-    return "LD_PRELOAD=" FAULT_LIBRARY " VGFAULT_MODE=kill VGFAULT_AT=" + std::to_string(n) + " VGFAULT_OUT=/dev/null";
+    return "LD_PRELOAD=" FAULT_LIBRARY " VGFAULT_MODE=kill VGFAULT_AT=" + std::to_string(n) +
+           " VGFAULT_OUT=/dev/null";
 }
 
 TEST_F(SnapshotTest, IsCompleteOrNotAtAllWhenItIsKilled) {
