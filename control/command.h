@@ -24,7 +24,7 @@ struct Arguments {
     bool full = false;     // check
 
     std::string name;    // of a snapshot
-    std::string folder;  // snapshot: where to
+    std::string folder;  // where the snapshots are, when not in the package's own folder
     bool yes = false;    // restore: without asking
 };
 
@@ -46,7 +46,8 @@ struct Outcome {
 enum class Access {
     None,   // it looks at nothing there
     Reads,  // it waits for nobody, and neither changes nor makes a file
-    Locked  // it runs under the upgrade lock
+    Locked,  // it runs under the upgrade lock
+    Asks,    // it takes the upgrade lock itself, after a question
 };
 
 struct Command {

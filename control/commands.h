@@ -25,3 +25,23 @@ std::string PrintCheck(const Json::Value& result, const Arguments& arguments);
 
 Outcome RunMigrations(const Arguments& arguments);
 std::string PrintMigrations(const Json::Value& result, const Arguments& arguments);
+
+void AddSnapshotOptions(CLI::App& app, Arguments& arguments);
+Outcome RunSnapshot(const Arguments& arguments);
+std::string PrintSnapshot(const Json::Value& result, const Arguments& arguments);
+
+void AddSnapshotsOptions(CLI::App& app, Arguments& arguments);
+Outcome RunSnapshots(const Arguments& arguments);
+std::string PrintSnapshots(const Json::Value& result, const Arguments& arguments);
+
+void AddVerifyOptions(CLI::App& app, Arguments& arguments);
+Outcome RunVerify(const Arguments& arguments);
+std::string PrintVerify(const Json::Value& result, const Arguments& arguments);
+
+void AddRestoreOptions(CLI::App& app, Arguments& arguments);
+Outcome RunRestore(const Arguments& arguments);
+std::string PrintRestore(const Json::Value& result, const Arguments& arguments);
+
+void AddForgetOptions(CLI::App& app, Arguments& arguments);
+Outcome RunForget(const Arguments& arguments);
+std::string PrintForget(const Json::Value& result, const Arguments& arguments);

@@ -50,6 +50,15 @@ constexpr Command kCommands[] = {
      AddHistoryOptions, RunHistory, PrintHistory},
     {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
      PrintRetry},
+    {"snapshot", "Saves what an upgrade can change in place", Access::Locked, kToLog, false,
+     AddSnapshotOptions, RunSnapshot, PrintSnapshot},
+    {"snapshots", "The snapshots, the newest first", Access::Reads, kToTerminal, false, AddSnapshotsOptions,
+     RunSnapshots, PrintSnapshots},
+    {"verify", "Proves that a snapshot is as it was saved", Access::Reads, kToTerminal, false,
+     AddVerifyOptions, RunVerify, PrintVerify},
+    {"restore", "Brings a snapshot back", Access::Asks, kToLog, true, AddRestoreOptions, RunRestore,
+     PrintRestore},
+    {"forget", "Removes a snapshot", Access::Locked, kToLog, false, AddForgetOptions, RunForget, PrintForget},
     {"check", "Integrity and schema of the databases, and the settings files", Access::Reads, kToTerminal,
      false, AddCheckOptions, RunCheck, PrintCheck},
     {"migrations", "Every migration, and what it concerns", Access::None, kToTerminal, false, nullptr,
@@ -150,15 +159,16 @@ std::string FindTree(const CLI::App& app, const std::string& root, Access access
 }
 
 Outcome RunCommand(const Command& command, const Arguments& arguments) {
+    UpgradeLock lock;
+    if (command.access == Access::Locked && !lock.Acquire(arguments.wait))
+        return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
+    // Under the lock: a restore that was waited for may have been killed.
     std::string snapshot;
     if (const int restoring = command.whileRestoring ? 0 : FindUnfinishedRestore(snapshot); restoring < 0)
         return Outcome::Refused("It cannot be told whether a restore is unfinished.");
     else if (restoring > 0)
         return Outcome::Refused("The restore of snapshot " + snapshot +
                                 " is not finished. Finish it: " + kProgram + " restore " + snapshot);
-    UpgradeLock lock;
-    if (command.access == Access::Locked && !lock.Acquire(arguments.wait))
-        return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
     if (command.access == Access::Reads)
         VGDB::OpenReadOnly();
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
