@@ -189,11 +189,10 @@ int main(int argc, char* argv[]) {
     CLI::App app("Shows what an upgrade of the package would do and what one has done.", kProgram);
     AddGlobalOptions(app, arguments, root);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("Subcommands", "Commands");
     app.require_subcommand(1);
     app.fallthrough();
     for (const Command& command : kCommands) {
-        CLI::App* const subcommand = app.add_subcommand(command.name, command.help);
+        CLI::App* const subcommand = app.add_subcommand(command.name, command.help)->group("Commands");
         if (command.addOptions)
             command.addOptions(*subcommand, arguments);
     }
