@@ -71,3 +71,12 @@ bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
     }
     return true;
 }
+
+int UpgradeLock::Holder() {
+    const int folder = open(ResolvePath(kTargetDir).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return 0;
+    const int holder = HolderOf(folder);
+    close(folder);
+    return holder;
+}

@@ -22,6 +22,10 @@ public:
     [[nodiscard]] bool Acquire(std::chrono::milliseconds patience = kPatience,
                                LogSite site = LogSite::Here());
 
+    // The process that holds the lock now, 0 when nobody does or the kernel does not tell. Takes nothing and waits
+    // for nobody.
+    static int Holder();
+
 private:
     int m_folder = -1;
 };

@@ -7,6 +7,6 @@
 void LogMessage(const LogSite& site, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    VGPrintf(0, 0, 0, "vgupgrader", site.line, site.function, format, args);
+    VGPrintf(0, 0, 0, LogProgram(), site.line, site.function, format, args);
     va_end(args);
 }

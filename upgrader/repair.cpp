@@ -2,8 +2,6 @@
 
 #include "platform/support/strings.h"
 
-namespace {
-
 std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
     std::vector<std::string> words;
     for (const auto& [kind, names] : {std::pair{"table ", &differences.tables},
@@ -13,8 +11,6 @@ std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
             words.push_back(kind + name);
     return words;
 }
-
-}  // namespace
 
 std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site) {
     std::vector<RepairDone> repaired;

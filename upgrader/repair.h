@@ -7,9 +7,12 @@
 #include "upgrader/log.h"
 #include "upgrader/plan.h"
 
+// What the SQL of the differences adds: "table t", "column t.c", "index i".
+std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences);
+
 struct RepairDone {
     DB_INSTANCE db;
-    std::vector<std::string> added;  // "table t", "column t.c", "index i"
+    std::vector<std::string> added;  // in words
 };
 
 // Repairs the 17 databases as planned. A database that cannot be repaired is logged, at the caller's place, and left.

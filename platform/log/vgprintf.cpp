@@ -110,6 +110,8 @@ void SetLogProgram(const char* program, LogSink sink) {
     g_sink = sink;
 }
 
+const char* LogProgram() { return g_program; }
+
 void SetProgressLine(std::string line) {
     if (line == g_progressLine)
         return;

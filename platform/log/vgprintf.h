@@ -8,6 +8,7 @@ enum class LogSink { PackageLog, StandardError };
 
 // Which program this is, and where its lines go: "vgupgrader" and the package log unless it says otherwise.
 void SetLogProgram(const char* program, LogSink sink);
+const char* LogProgram();
 
 // Appends one line to the package log, with one write:
 //   <local time, ISO 8601 with zone offset> FILE:LINE (FUNCTION): MESSAGE

@@ -44,11 +44,10 @@ bool NextLine(std::string_view& text, Line& line) {
     return true;
 }
 
-// The value that a line holds. Text that is not exactly one quoted string (the closing quote is missing, or
-// something follows it) is an unquoted value like any other.
-std::string DecodeValue(std::string_view text) {
+// The content of a text that is exactly one quoted string.
+std::optional<std::string> Unquoted(std::string_view text) {
     if (!text.starts_with('"'))
-        return std::string(text);
+        return std::nullopt;
     std::string value;
     for (size_t i = 1; i < text.size(); ++i) {
         if (text[i] == '"') {
@@ -60,8 +59,12 @@ std::string DecodeValue(std::string_view text) {
             ++i;
         value += text[i];
     }
-    return std::string(text);
+    return std::nullopt;
 }
+
+// The value that a line holds. Text that is not exactly one quoted string (the closing quote is missing, or
+// something follows it) is an unquoted value like any other.
+std::string DecodeValue(std::string_view text) { return Unquoted(text).value_or(std::string(text)); }
 
 void AppendPair(std::string& text, std::string_view key, std::string_view value) {
     text.append(key).append("=\"");
@@ -145,4 +148,39 @@ std::string WithoutKeys(std::string_view text, const std::set<std::string>& keys
             result += line.whole;
     }
     return result;
+}
+
+std::vector<LineProblem> FindLineProblems(std::string_view text) {
+    std::vector<LineProblem> problems;
+    std::set<std::string> keys;
+    size_t number = 0;
+    for (Line line; NextLine(text, line);) {
+        ++number;
+        const std::string_view content = line.whole.substr(0, line.whole.size() - line.ending.size());
+        if (Trim(content).empty() || content.starts_with('#'))
+            continue;
+        if (!IsStorableKey(line.key) || !IsStorableValue(line.value)) {
+            problems.push_back({.kind = LineProblem::Kind::NoPair, .line = number, .key = {}});
+            continue;
+        }
+        std::string key(line.key);
+        if (line.value.starts_with('"') && !Unquoted(line.value))
+            problems.push_back({.kind = LineProblem::Kind::BadValue, .line = number, .key = key});
+        if (!keys.insert(key).second)
+            problems.push_back({.kind = LineProblem::Kind::Repeated, .line = number, .key = std::move(key)});
+    }
+    return problems;
+}
+
+std::string InWords(const LineProblem& problem) {
+    const std::string line = "line " + std::to_string(problem.line) + ": ";
+    switch (problem.kind) {
+        case LineProblem::Kind::NoPair:
+            return line + "holds no key with a value";
+        case LineProblem::Kind::BadValue:
+            return line + "the value of " + problem.key + " has a quote that is not closed, or text behind it";
+        case LineProblem::Kind::Repeated:
+            return line + problem.key + " stands twice, the first holds";
+    }
+    return line;
 }

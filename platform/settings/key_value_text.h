@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A key that a file can hold: not empty, not beginning with #, without blanks, quotes, = and control
 // characters.
@@ -28,3 +29,19 @@ std::string WithValue(std::string_view text, std::string_view key, std::string_v
 
 // The text without the lines that hold one of the keys.
 std::string WithoutKeys(std::string_view text, const std::set<std::string>& keys);
+
+// What is wrong with a line of such a file, for those who check it.
+struct LineProblem {
+    enum class Kind {
+        NoPair,     // neither blank, nor a comment, nor a key with a value
+        BadValue,   // begins with a quote, but is not one quoted text: it is read as it stands, quotes and all
+        Repeated    // an earlier line holds the key, and only that one counts
+    };
+    Kind kind;
+    size_t line;      // the first is 1
+    std::string key;  // empty for NoPair
+};
+std::vector<LineProblem> FindLineProblems(std::string_view text);
+
+// "line 3: holds no key with a value"; never with a value.
+std::string InWords(const LineProblem& problem);

@@ -1,0 +1,225 @@
+// vgupgradectl COMMAND: shows what an upgrade would do and what one has done, and repairs what one has left.
+//
+//   1. Read the command line.
+//   2. Find the package tree.
+//   3. Refuse, while a restore is unfinished, what would work on databases of two times.
+//   4. Take the upgrade lock, or see to it that nothing is changed.
+//   5. Run the command, and print its result: as JSON, or as text that is made from it.
+//
+// Exit status: 0; 1, wrong usage or it cannot be done, and nothing was changed; 2, done, and there is something to
+// look at.
+
+#include <json/value.h>
+#include <sys/stat.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "control/command.h"
+#include "control/commands.h"
+#include "control/completion.h"
+#include "control/text.h"
+#include "platform/host/paths.h"
+#include "platform/log/vgprintf.h"
+#include "platform/settings/system.h"
+#include "platform/support/json.h"
+#include "platform/support/strings.h"
+#include "platform/vgdb/vgdb.h"
+#include "upgrader/lock.h"
+#include "upgrader/restore_mark.h"
+
+namespace {
+
+constexpr LogSink kToTerminal = LogSink::StandardError;
+constexpr LogSink kToLog = LogSink::PackageLog;
+
+constexpr Command kCommands[] = {
+    {"status", "The last upgrade, what it has left, and the command to type next", Access::Reads, kToTerminal,
+     true, nullptr, RunStatus, PrintStatus},
+    {"plan", "What an upgrade from OLD-BUILD would do now", Access::Reads, kToTerminal, false, AddPlanOptions,
+     RunPlan, PrintPlan},
+    {"history", "Past upgrades and restores, the last first", Access::Reads, kToTerminal, false,
+     AddHistoryOptions, RunHistory, PrintHistory},
+    {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
+     PrintRetry},
+    {"snapshot", "Saves what an upgrade can change in place", Access::Locked, kToLog, false,
+     AddSnapshotOptions, RunSnapshot, PrintSnapshot},
+    {"snapshots", "The snapshots, the newest first", Access::Reads, kToTerminal, false, AddSnapshotsOptions,
+     RunSnapshots, PrintSnapshots},
+    {"verify", "Proves that a snapshot is as it was saved", Access::Reads, kToTerminal, false,
+     AddVerifyOptions, RunVerify, PrintVerify},
+    {"restore", "Brings a snapshot back", Access::Asks, kToLog, true, AddRestoreOptions, RunRestore,
+     PrintRestore},
+    {"forget", "Removes a snapshot", Access::Locked, kToLog, false, AddForgetOptions, RunForget, PrintForget},
+    {"check", "Integrity and schema of the databases, and the settings files", Access::Reads, kToTerminal,
+     false, AddCheckOptions, RunCheck, PrintCheck},
+    {"migrations", "Every migration, and what it concerns", Access::None, kToTerminal, false, nullptr,
+     RunMigrations, PrintMigrations},
+};
+
+constexpr const char* kProgram = "vgupgradectl";
+
+void AddGlobalOptions(CLI::App& app, Arguments& arguments, std::string& root) {
+    app.set_version_flag("--version", VG_PACKAGE_VERSION, "Print the package version and exit");
+    app.get_help_ptr()->description("Print this and exit; after a command, its own help");
+    app.add_option("--root", root, "Look every path of the package up below this folder")->type_name("DIR");
+    app.add_flag("--json", arguments.json, "Print one JSON document");
+    app.add_option_function<unsigned>(
+           "--wait", [&arguments](unsigned seconds) { arguments.wait = std::chrono::seconds(seconds); },
+           "Wait so long for an upgrade that runs (600)")
+        ->type_name("SECONDS");
+}
+
+// Control characters that JSON lets stand would still reach the terminal.
+std::string WithoutControls(const std::string& json) {
+    std::string text;
+    for (size_t i = 0; i < json.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(json[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < json.size() ? json[i + 1] : 0);
+        if (byte == 0x7f) {
+            text += "\\u007f";
+        } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) {
+            text += StringPrintf("\\u%04x", next);
+            ++i;
+        } else {
+            text += json[i];
+        }
+    }
+    return text;
+}
+
+// Prints to standard output. Returns the status, or 1 when it does not take the text.
+int Print(const std::string& text, int status) {
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
+        return status;
+    std::fprintf(stderr, "%s: standard output cannot be written.\n", kProgram);
+    return 1;
+}
+
+int PrintJson(const Json::Value& value, int status) {
+    return Print(WithoutControls(JsonWrite(value)) + '\n', status);
+}
+
+int PrintError(const std::string& error, bool json) {
+    if (json) {
+        Json::Value object(Json::objectValue);
+        object["error"] = error;
+        return PrintJson(object, 1);
+    }
+    std::fprintf(stderr, "%s: %s\n", kProgram, Escaped(error).c_str());
+    return 1;
+}
+
+// Help and version are asked for by an exception too.
+int AnswerUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
+    if (error.get_exit_code() == 0)
+        return app.exit(error);
+    const std::string hint = std::string(" (see ") + kProgram + " --help)";
+    const bool hasCommand = !app.get_subcommands().empty();
+    if (hasCommand || error.get_name() != "RequiredError")
+        return PrintError(error.what() + hint, json);
+    for (const std::string& word : app.remaining())
+        return PrintError((word.starts_with('-') ? "No such option: " : "No such command: ") + word + hint,
+                          json);
+    return PrintError("Which command?" + hint, json);
+}
+
+bool IsFolder(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// "" when the tree is there; else what is wrong. Has to run before anything looks up a path.
+std::string FindTree(const CLI::App& app, const std::string& root, Access access) {
+    const bool isGiven = app.count("--root") > 0;
+    if (isGiven) {
+        if (!IsFolder(root))
+            return "No such folder: " + root;
+        std::error_code error;
+        const std::string absolute = std::filesystem::absolute(root, error);
+        if (error || setenv("VG_SYSROOT", absolute.c_str(), 1) != 0)
+            return "Cannot use the folder: " + root;
+        if (!HasSysRoot() && absolute.find_first_not_of('/') != std::string::npos)
+            return "--root is not for a process with another user's rights.";
+    }
+    if (!isGiven && access == Access::None)
+        return "";
+    const std::string target = ResolvePath(kTargetDir);
+    if (!IsFolder(target))
+        return "No package tree: there is no folder " + target;
+    return "";
+}
+
+Outcome RunCommand(const Command& command, const Arguments& arguments) {
+    UpgradeLock lock;
+    if (command.access == Access::Locked && !lock.Acquire(arguments.wait))
+        return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
+    // Under the lock: a restore that was waited for may have been killed.
+    std::string snapshot;
+    if (const int restoring = command.whileRestoring ? 0 : FindUnfinishedRestore(snapshot); restoring < 0)
+        return Outcome::Refused("It cannot be told whether a restore is unfinished.");
+    else if (restoring > 0)
+        return Outcome::Refused("The restore of snapshot " + snapshot +
+                                " is not finished. Finish it: " + kProgram + " restore " + snapshot);
+    if (command.access == Access::Reads)
+        VGDB::OpenReadOnly();
+    VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
+    Outcome outcome = command.run(arguments);
+    VGDB::CloseAll();
+    return outcome;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    bool json = false;  // also told when the rest of the line makes no sense
+    for (int i = 1; i < argc; ++i)
+        json = json || std::string_view(argv[i]) == "--json";
+
+    Arguments arguments;
+    std::string root;
+    CLI::App app("Shows what an upgrade of the package would do and what one has done.", kProgram);
+    AddGlobalOptions(app, arguments, root);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.require_subcommand(1);
+    app.fallthrough();
+    for (const Command& command : kCommands) {
+        CLI::App* const subcommand = app.add_subcommand(command.name, command.help)->group("Commands");
+        if (command.addOptions)
+            command.addOptions(*subcommand, arguments);
+    }
+    CLI::App* const completion = app.add_subcommand("completion", "Completion for bash")->group("");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return AnswerUsage(app, error, json);
+    }
+    if (completion->parsed())
+        return Print(BashCompletion(app), 0);
+
+    SetColour(IsColourWanted());
+    const Command& command =
+        *std::find_if(std::begin(kCommands), std::end(kCommands),
+                      [&app](const Command& one) { return app.got_subcommand(one.name); });
+    SetLogProgram(kProgram, command.log);
+    if (const std::string error = FindTree(app, root, command.access); !error.empty())
+        return PrintError(error, json);
+    try {
+        const Outcome outcome = RunCommand(command, arguments);
+        SetProgressLine("");
+        if (!outcome.error.empty())
+            return PrintError(outcome.error, json);
+        return json ? PrintJson(outcome.result, outcome.status)
+                    : Print(command.print(outcome.result, arguments), outcome.status);
+    } catch (const std::exception& error) {
+        return PrintError(std::string("Ended by an exception: ") + error.what(), json);
+    }
+}

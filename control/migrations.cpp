@@ -1,0 +1,30 @@
+// migrations: the registry.
+#include <cstddef>
+
+#include "control/commands.h"
+#include "control/text.h"
+#include "upgrader/registry.h"
+
+Outcome RunMigrations(const Arguments& /*arguments*/) {
+    Json::Value rows(Json::arrayValue);
+    for (size_t number = 0; number < kMigrationCount; ++number) {
+        const MigrationInfo& info = InfoOfRow(number);
+        Json::Value& row = rows.append(Json::objectValue);
+        row["row"] = Json::UInt64{number};
+        row["threshold"] = MigrationRegistry[number].threshold;
+        row["name"] = info.name;
+        row["state"] = StateName(info.state);
+        row["concerns"] = info.concerns;
+        if (info.leavesOut)
+            row["leaves_out"] = info.leavesOut;
+    }
+    return Outcome::Done(std::move(rows));
+}
+
+std::string PrintMigrations(const Json::Value& result, const Arguments& /*arguments*/) {
+    TextTable table({">row", ">threshold", "state", "name", "concerns"});
+    for (const Json::Value& row : result)
+        table.Add({std::to_string(row["row"].asUInt()), std::to_string(row["threshold"].asUInt()),
+                   row["state"].asString(), row["name"].asString(), row["concerns"].asString()});
+    return table.ToString();
+}

@@ -1,0 +1,185 @@
+#include "control/text.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/support/strings.h"
+
+namespace {
+
+bool g_colour = false;
+
+constexpr size_t kGap = 2;
+constexpr size_t kNarrowest = 20;  // a last column that is wrapped has at least that width
+
+// One character of UTF-8: its bytes and its number. No bytes where the text is no UTF-8.
+struct Character {
+    size_t bytes = 0;
+    uint32_t number = 0;
+};
+
+Character FirstCharacter(std::string_view text) {
+    const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
+    static constexpr struct {
+        unsigned char mask, lead;
+        uint32_t least;
+    } kForms[] = {{0x80, 0x00, 0}, {0xe0, 0xc0, 0x80}, {0xf0, 0xe0, 0x800}, {0xf8, 0xf0, 0x10000}};
+    for (size_t more = 0; more < std::size(kForms) && more < text.size(); ++more) {
+        const auto& [mask, lead, least] = kForms[more];
+        if ((byte(0) & mask) != lead)
+            continue;
+        Character character{.bytes = more + 1, .number = byte(0) & static_cast<uint32_t>(~mask & 0xff)};
+        for (size_t i = 1; i <= more; ++i) {
+            if ((byte(i) & 0xc0) != 0x80)
+                return {};
+            character.number = character.number << 6 | (byte(i) & 0x3f);
+        }
+        const bool surrogate = character.number >= 0xd800 && character.number <= 0xdfff;
+        return character.number < least || character.number > 0x10ffff || surrogate ? Character{} : character;
+    }
+    return {};
+}
+
+bool IsControl(uint32_t number) {
+    return number < 0x20 || (number >= 0x7f && number < 0xa0) || number == 0x061c ||
+           (number >= 0x200e && number <= 0x200f) || (number >= 0x2028 && number <= 0x202e) ||
+           (number >= 0x2066 && number <= 0x2069);
+}
+
+// The lines of a text within a width, broken at blanks where there are any.
+std::vector<std::string> Wrapped(std::string_view text, size_t width) {
+    std::vector<std::string> lines;
+    std::string line;
+    const auto end = [&] { lines.push_back(std::exchange(line, {})); };
+    for (const std::string& word : SplitString(text, ' ')) {
+        if (!line.empty() && WidthOf(line) + 1 + WidthOf(word) > width)
+            end();
+        if (!line.empty())
+            line += ' ';
+        for (std::string_view rest = word; !rest.empty();) {
+            if (WidthOf(line) >= width)
+                end();
+            const size_t bytes = std::max<size_t>(FirstCharacter(rest).bytes, 1);
+            line += rest.substr(0, bytes);
+            rest.remove_prefix(bytes);
+        }
+    }
+    if (!line.empty() || lines.empty())
+        end();
+    return lines;
+}
+
+}  // namespace
+
+bool IsColourWanted() {
+    const char* const no = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return isatty(STDOUT_FILENO) && !(no && *no) && !(terminal && std::string_view(terminal) == "dumb");
+}
+
+void SetColour(bool on) { g_colour = on; }
+
+std::string Toned(Tone tone, std::string_view text) {
+    static constexpr std::array kCodes = {"", "32", "31", "1", "2"};
+    if (!g_colour || tone == Tone::Plain || text.empty())
+        return std::string(text);
+    return "\x1b[" + std::string(kCodes[static_cast<size_t>(tone)]) + 'm' + std::string(text) + "\x1b[0m";
+}
+
+std::string Escaped(std::string_view text) {
+    std::string escaped;
+    while (!text.empty()) {
+        const Character character = FirstCharacter(text);
+        const size_t bytes = std::max<size_t>(character.bytes, 1);
+        if (character.bytes > 0 && !IsControl(character.number))
+            escaped += text.substr(0, bytes);
+        else if (text[0] == '\n')
+            escaped += "\\n";
+        else if (text[0] == '\r')
+            escaped += "\\r";
+        else if (text[0] == '\t')
+            escaped += "\\t";
+        else if (character.number >= 0x80)
+            escaped += StringPrintf("\\u%04x", character.number);
+        else
+            escaped += StringPrintf("\\x%02x", static_cast<unsigned char>(text[0]));
+        text.remove_prefix(bytes);
+    }
+    return escaped;
+}
+
+size_t WidthOf(std::string_view text) {
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+}
+
+std::string Counted(unsigned long long count, std::string_view one, std::string_view many) {
+    return std::to_string(count) + ' ' + std::string(count == 1 ? one : many);
+}
+
+std::string InBytes(unsigned long long bytes) {
+    static constexpr std::array kUnits = {"KiB", "MiB", "GiB", "TiB", "PiB"};
+    if (bytes < 1024)
+        return std::to_string(bytes) + " B";
+    double value = static_cast<double>(bytes) / 1024;
+    size_t unit = 0;
+    for (; value >= 1023.95 && unit + 1 < kUnits.size(); ++unit)
+        value /= 1024;
+    return StringPrintf("%.1f %s", value, kUnits[unit]);
+}
+
+TextTable::TextTable(std::vector<std::string> titles, size_t indent) : m_indent(indent) {
+    for (std::string& title : titles) {
+        const bool right = title.starts_with('>');
+        m_columns.push_back({.title = right ? title.substr(1) : std::move(title), .right = right});
+    }
+}
+
+void TextTable::Add(std::vector<Cell> row) {
+    row.resize(m_columns.size(), Cell(""));
+    m_rows.push_back(std::move(row));
+}
+
+void TextTable::AppendLine(const std::vector<Cell>& row, const std::vector<size_t>& widths,
+                           std::string& text) const {
+    std::string line(m_indent, ' ');
+    size_t begin = m_indent;  // of the last column, on the terminal
+    for (size_t i = 0; i + 1 < row.size(); ++i) {
+        const std::string fill(widths[i] - WidthOf(row[i].text), ' ');
+        const std::string shown = Toned(row[i].tone, row[i].text);
+        line += m_columns[i].right ? fill + shown : shown + fill;
+        line.append(kGap, ' ');
+        begin += widths[i] + kGap;
+    }
+    const Cell& last = row.back();
+    const size_t room = std::max(kNarrowest, kTextWidth - std::min(kTextWidth, begin));
+    for (const std::string& part : Wrapped(last.text, room)) {
+        const size_t fill = m_columns.back().right ? std::min(room, widths.back()) - WidthOf(part) : 0;
+        line += std::string(fill, ' ') + Toned(last.tone, part);
+        line.erase(line.find_last_not_of(' ') + 1);
+        text += std::exchange(line, std::string(begin, ' ')) + '\n';
+    }
+}
+
+std::string TextTable::ToString() const {
+    std::vector<size_t> widths;
+    std::vector<Cell> titles;
+    for (const Column& column : m_columns) {
+        widths.push_back(WidthOf(column.title));
+        titles.emplace_back(column.title, Tone::Strong);
+    }
+    for (const std::vector<Cell>& row : m_rows)
+        for (size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], WidthOf(row[i].text));
+    std::string text;
+    if (std::any_of(m_columns.begin(), m_columns.end(), [](const Column& one) { return !one.title.empty(); }))
+        AppendLine(titles, widths, text);
+    for (const std::vector<Cell>& row : m_rows)
+        AppendLine(row, widths, text);
+    return text;
+}

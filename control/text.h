@@ -1,0 +1,67 @@
+// Text for people: aligned, at most 100 columns wide, coloured where the terminal shows it.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+inline constexpr size_t kTextWidth = 100;
+
+enum class Tone { Plain, Good, Bad, Strong, Faint };
+
+// Whether tones show: standard output is a terminal, and the environment does not say NO_COLOR.
+bool IsColourWanted();
+void SetColour(bool on);
+
+// The text in a tone; as it is while colour is off.
+std::string Toned(Tone tone, std::string_view text);
+
+// Data on one line: control characters, marks that turn the direction of writing and bytes that are no UTF-8
+// as escapes.
+std::string Escaped(std::string_view text);
+
+// The columns that a text takes on a terminal: one a character.
+size_t WidthOf(std::string_view text);
+
+// "1 row", "3 rows".
+std::string Counted(unsigned long long count, std::string_view one, std::string_view many);
+
+// "17 B", "4.2 MiB".
+std::string InBytes(unsigned long long bytes);
+
+// Columns as wide as their widest cell, two blanks between them; the last one is wrapped at words within the
+// width. Cells are escaped here.
+class TextTable {
+public:
+    struct Cell {
+        Cell(std::string_view content, Tone cellTone = Tone::Plain)
+            : text(Escaped(content)), tone(cellTone) {}
+        Cell(const char* content) : Cell(std::string_view(content)) {}
+        Cell(const std::string& content) : Cell(std::string_view(content)) {}
+
+        std::string text;
+        Tone tone;
+    };
+
+    // Titles may all be empty: then there is no line of titles. One that begins with '>' aligns its column right.
+    explicit TextTable(std::vector<std::string> titles, size_t indent = 0);
+
+    void Add(std::vector<Cell> row);
+    bool IsEmpty() const { return m_rows.empty(); }
+
+    // All lines, the titles first.
+    std::string ToString() const;
+
+private:
+    struct Column {
+        std::string title;
+        bool right;
+    };
+
+    void AppendLine(const std::vector<Cell>& row, const std::vector<size_t>& widths, std::string& text) const;
+
+    std::vector<Column> m_columns;
+    size_t m_indent;
+    std::vector<std::vector<Cell>> m_rows;
+};

@@ -1,0 +1,173 @@
+#include "platform/vgdb/held_databases.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "platform/files/file_io.h"
+#include "platform/vgdb/statement.h"
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr milliseconds kPause{20};
+// The first one of a round is waited for while nothing is held; the others hold it up no longer than a commit takes.
+constexpr milliseconds kMostOfFirst{1000};
+constexpr milliseconds kMostOfOther{20};
+
+bool IsThereAndNotEmpty(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && status.st_size > 0;
+}
+
+// A journal whose first byte is zero is one that a finished commit has left for the next.
+bool IsJournalOfACommit(const std::string& path) {
+    const UniqueFd journal(open(path.c_str(), kReadFlags));
+    char first = 0;
+    return journal && read(journal.Get(), &first, 1) == 1 && first != 0;
+}
+
+sqlite3_file* FileOf(sqlite3* db) {
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(db, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    return file && file->pMethods ? file : nullptr;
+}
+
+// The lock of SQLite on the file alone: nothing is read from it, and no journal is played back.
+int LockFile(sqlite3* db, int level) {
+    sqlite3_file* const file = FileOf(db);
+    if (!file)
+        return SQLITE_CANTOPEN;
+    const int shared = file->pMethods->xLock(file, SQLITE_LOCK_SHARED);
+    return shared != SQLITE_OK || level == SQLITE_LOCK_SHARED ? shared : file->pMethods->xLock(file, level);
+}
+
+// Whether a commit was interrupted and nobody has played its journal back. To be asked with the shared lock, under
+// which nobody can.
+bool HasHotJournal(sqlite3* db, const std::string& path) {
+    if (!IsJournalOfACommit(path + "-journal"))
+        return false;
+    int isWriting = 1;
+    sqlite3_file* const file = FileOf(db);
+    return file->pMethods->xCheckReservedLock(file, &isWriting) == SQLITE_OK && isWriting == 0;
+}
+
+int KeepWritersOut(sqlite3* db, const std::string& path) {
+    // Else the end of the last connection would bring the log into the database.
+    if (IsThereAndNotEmpty(path + "-wal"))
+        sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    return sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+}
+
+bool IsBusy(int code) { return (code & 0xff) == SQLITE_BUSY || (code & 0xff) == SQLITE_LOCKED; }
+
+// Nobody can write to such a database, which is copied as it is.
+bool HasNoWriter(int code) {
+    const int kind = code & 0xff;
+    return kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB || kind == SQLITE_READONLY;
+}
+
+}  // namespace
+
+struct HeldDatabases::Held {
+    std::string path;
+    UniqueFd file;  // closed after the connection, whose locks would go with it
+    SqliteHandle db;
+
+    int Take(Against against, milliseconds patience) {
+        file = UniqueFd(open(path.c_str(), kReadFlags));
+        sqlite3* handle = nullptr;
+        const int opened = file ? OpenSqlite(path.c_str(), SQLITE_OPEN_READWRITE, &handle) : SQLITE_CANTOPEN;
+        db.reset(handle);
+        if (opened != SQLITE_OK)
+            return opened;
+        const auto deadline = steady_clock::now() + patience;
+        for (;;) {
+            const int code = TakeOnce(against, handle);
+            if (!IsBusy(code) || steady_clock::now() >= deadline)
+                return code;
+            std::this_thread::sleep_for(std::min(patience, milliseconds(5)));
+        }
+    }
+
+private:
+    int TakeOnce(Against against, sqlite3* handle) {
+        if (against == Against::Writers)
+            return KeepWritersOut(handle, path);
+        const bool everybody = against == Against::Everybody;
+        const int code = LockFile(handle, everybody ? SQLITE_LOCK_EXCLUSIVE : SQLITE_LOCK_SHARED);
+        if (everybody ? code == SQLITE_OK : code != SQLITE_OK || HasHotJournal(handle, path))
+            return code;
+        FileOf(handle)->pMethods->xUnlock(FileOf(handle), SQLITE_LOCK_NONE);
+        return everybody ? code : KeepWritersOut(handle, path);
+    }
+};
+
+HeldDatabases::HeldDatabases() = default;
+HeldDatabases::~HeldDatabases() = default;
+
+int HeldDatabases::Acquire(const std::vector<std::string>& paths, Against against, milliseconds patience,
+                           std::string& problem) {
+    std::vector<std::string> order;
+    for (const std::string& path : paths) {
+        struct stat status {};
+        if (stat(path.c_str(), &status) == 0)
+            order.push_back(path);
+        else if (errno != ENOENT) {
+            problem = path + ": " + std::strerror(errno);
+            return -1;
+        }
+    }
+    const auto deadline = steady_clock::now() + patience;
+    for (;;) {
+        m_held.clear();
+        auto busy = order.end();
+        for (auto path = order.begin(); path != order.end() && busy == order.end(); ++path) {
+            m_held.push_back(std::make_unique<Held>(Held{.path = *path, .file = {}, .db = {}}));
+            const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
+            const milliseconds most = path == order.begin() ? kMostOfFirst : kMostOfOther;
+            const int code = m_held.back()->Take(against, std::clamp(left, milliseconds(0), most));
+            if (IsBusy(code)) {
+                busy = path;
+            } else if (code != SQLITE_OK && !HasNoWriter(code)) {
+                problem = *path + " cannot be locked: " + sqlite3_errstr(code);
+                m_held.clear();
+                return -1;
+            }
+        }
+        if (busy == order.end())
+            return 0;
+        if (steady_clock::now() >= deadline) {
+            problem = *busy + " is in use by another process";
+            m_held.clear();
+            return -1;
+        }
+        m_held.clear();
+        std::rotate(order.begin(), busy, busy + 1);
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
+int HeldDatabases::FdOf(const std::string& path) const {
+    for (const auto& held : m_held)
+        if (held->path == path)
+            return held->file.Get();
+    return -1;
+}
+
+std::vector<std::string> CompanionsOf(const std::string& databasePath) {
+    std::vector<std::string> companions;
+    if (IsJournalOfACommit(databasePath + "-journal"))
+        companions.push_back(databasePath + "-journal");
+    if (IsThereAndNotEmpty(databasePath + "-wal"))
+        companions.push_back(databasePath + "-wal");
+    return companions;
+}

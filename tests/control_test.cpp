@@ -1,0 +1,471 @@
+// vgupgradectl, run as a program on trees before, during and after upgrades.
+#include <fcntl.h>
+#include <json/value.h>
+#include <json/writer.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "control/secrets.h"
+#include "control/text.h"
+#include "platform/files/file_io.h"
+#include "platform/host/paths.h"
+#include "platform/settings/key_value_text.h"
+#include "platform/support/json.h"
+#include "platform/support/strings.h"
+#include "platform/vgdb/schema_compare.h"
+#include "tests/support/system_tree.h"
+#include "upgrader/history.h"
+#include "upgrader/registry.h"
+#include "upgrader/restore_mark.h"
+#include "upgrader/walk.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Answer {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+class Control : public SystemTree {
+protected:
+    // What the program prints is kept beside the tree.
+    static Answer Run(const std::string& arguments) {
+        VGDB::CloseAll();
+        const std::string out = Beside("out"), err = Beside("err");
+        const int status = std::system((CONTROL_PROGRAM " " + arguments + " >" + out + " 2>" + err).c_str());
+        const Answer answer{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+        fs::remove(out);
+        fs::remove(err);
+        return answer;
+    }
+
+    static Json::Value RunJson(const std::string& arguments, int expected = 0) {
+        const Answer answer = Run("--json " + arguments);
+        EXPECT_EQ(expected, answer.status) << arguments << ": " << answer.out << answer.err;
+        Json::Value value;
+        EXPECT_EQ(0, JsonParse(answer.out, value)) << arguments << ": " << answer.out;
+        return value;
+    }
+
+    static void LaySample(const std::string& build) {
+        const std::string make = SOURCE_DIR "/scripts/sample-system " + build;
+        ASSERT_EQ(0, std::system((make + " '" + Path("") + "'").c_str()));
+        InstallSchemaFiles();
+    }
+
+    static Json::Value LastUpgrade() {
+        std::vector<Json::Value> history;
+        EXPECT_EQ(0, ReadHistory(history));
+        return history.empty() ? Json::Value() : history.back();
+    }
+
+    // Everything that can be seen of the tree: reading a database that must be recovered would change it.
+    static std::string Listing() {
+        std::map<std::string, std::string> entries;
+        for (const auto& entry : fs::recursive_directory_iterator(Path(""))) {
+            struct stat status {};
+            EXPECT_EQ(0, lstat(entry.path().c_str(), &status));
+            entries[entry.path()] =
+                StringPrintf("%llu %lld %lld.%ld %o ", static_cast<unsigned long long>(status.st_ino),
+                             static_cast<long long>(status.st_size),
+                             static_cast<long long>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec,
+                             status.st_mode) +
+                (S_ISREG(status.st_mode) ? ReadFile(entry.path()) : "");
+        }
+        std::string text;
+        for (const auto& [path, seen] : entries)
+            text += path + ' ' + seen + '\n';
+        return text;
+    }
+
+    static std::string Names(const Json::Value& rows) {
+        std::vector<std::string> names;
+        for (const Json::Value& row : rows)
+            names.push_back(row["name"].asString());
+        return JoinStrings(names, " ");
+    }
+
+private:
+    static std::string Beside(const char* name) {
+        std::string root = Path("");
+        while (root.ends_with('/'))
+            root.pop_back();
+        return root + '.' + name;
+    }
+};
+
+const std::string kReading[] = {"status", "plan 3000",    "plan --sql 3000", "history",
+                                "check",  "check --full", "migrations"};
+
+class ControlOnSample : public Control, public testing::WithParamInterface<const char*> {
+protected:
+    ControlOnSample() { LaySample(GetParam()); }
+
+    // The plan against what the upgrade then does.
+    static void HoldAgainstTheTruth(const std::string& build) {
+        const Json::Value plan = RunJson("plan " + build);
+        RepairCopies(plan["repair"]);
+        ASSERT_EQ(0, RunUpgrader(build)) << Log();
+        const Json::Value upgrade = LastUpgrade();
+
+        ASSERT_EQ(plan["migrations"].size(), upgrade["migrations"].size());
+        for (Json::ArrayIndex i = 0; i < plan["migrations"].size(); ++i) {
+            const Json::Value& planned = plan["migrations"][i];
+            const Json::Value& run = upgrade["migrations"][i];
+            EXPECT_EQ(planned["row"], run["row"]);
+            EXPECT_EQ(planned["name"], run["name"]);
+            if (planned["verdict"] != "runs") {
+                EXPECT_EQ(0, run["changes"].asInt64()) << planned["name"] << ' ' << planned["verdict"];
+            }
+        }
+        ASSERT_EQ(plan["repair"].size(), upgrade["repaired"].size());
+        for (Json::ArrayIndex i = 0; i < plan["repair"].size(); ++i) {
+            EXPECT_EQ(plan["repair"][i]["database"], upgrade["repaired"][i]["database"]);
+            EXPECT_EQ(plan["repair"][i]["adds"], upgrade["repaired"][i]["added"]);
+        }
+        EXPECT_EQ(plan["old_build"], upgrade["old_build"]);
+        EXPECT_EQ(plan["version"], upgrade["version"]);
+    }
+
+private:
+    // The planned SQL alone brings each database to its schema file.
+    static void RepairCopies(const Json::Value& repairs) {
+        for (const Json::Value& repair : repairs) {
+            const std::string database = Path(std::string(kTargetDir) + repair["database"].asString());
+            const std::string original = database + ".original";
+            fs::copy_file(database, original);
+            EXPECT_EQ(
+                0, VGDB::Executep(database, repair["sql"].asString(), nullptr, false, true, true, true, {}));
+            VGDB::SchemaDifferences left;
+            EXPECT_EQ(0, VGDB::CompareSchema(database, VGDB::GetSqlFile(database), left));
+            EXPECT_EQ("", left.sql) << database;
+            VGDB::CloseAll();
+            fs::rename(original, database);
+        }
+    }
+};
+
+TEST_P(ControlOnSample, PlansWhatTheUpgradeDoes) {
+    HoldAgainstTheTruth(GetParam());
+    // Once more from the beginning: now the once-only keys stand, and rows count as done.
+    const Json::Value plan = RunJson("plan 0");
+    EXPECT_EQ(0u, plan["repair"].size());
+    EXPECT_TRUE(std::any_of(plan["migrations"].begin(), plan["migrations"].end(),
+                            [](const Json::Value& row) { return row["verdict"] == "done"; }));
+    HoldAgainstTheTruth("0");
+
+    const Json::Value next = RunJson("plan");
+    EXPECT_EQ(9760, next["old_build"].asInt()) << "the stamp's";
+    for (const Json::Value& row : next["migrations"])
+        EXPECT_EQ(0, row["threshold"].asInt()) << row["name"];
+    EXPECT_EQ(0u, next["disk"].size());
+
+    const Answer status = Run("status");
+    EXPECT_EQ(0, status.status);
+    EXPECT_TRUE(status.out.starts_with("Healthy. Last: upgrade from ")) << status.out;
+    EXPECT_EQ(1, std::count(status.out.begin(), status.out.end(), '\n'));
+    EXPECT_EQ(0, Run("check").status) << Run("check").out;
+}
+
+TEST_P(ControlOnSample, LooksWithoutTouchingAnythingAndWithinAHundredColumns) {
+    const auto look = [] {
+        const std::string before = Listing();
+        for (const std::string& command : kReading) {
+            const Answer answer = Run(command);
+            EXPECT_NE(1, answer.status) << command << ": " << answer.err;
+            EXPECT_EQ(std::string::npos, answer.out.find('\x1b')) << command;
+            if (command.find("--sql") != std::string::npos)
+                continue;
+            for (const std::string& line : SplitString(answer.out, '\n'))
+                EXPECT_GE(kTextWidth, WidthOf(line)) << command << ": " << line;
+        }
+        EXPECT_EQ(before, Listing());
+    };
+    look();
+    ASSERT_EQ(0, RunUpgrader(GetParam())) << Log();
+    look();
+}
+
+INSTANTIATE_TEST_SUITE_P(Builds, ControlOnSample, testing::Values("2300", "3000", "6500"));
+
+// --- an upgrade that was killed -----------------------------------------------------------------------------
+
+int ChangesCameras() {
+    return VGDB::Execute(DB_SYSTEM, "UPDATE camera SET model = model || hex(zeroblob(4000));");
+}
+int ChangesLog() { return VGDB::Execute(DB_LOG, "INSERT INTO log(user) VALUES('x');"); }
+int DiesHere() { return kill(getpid(), SIGKILL); }
+
+class Killed : public Control {
+protected:
+    // An upgrade from build 3000 dies in its third row: the journal of the main database has to be played back,
+    // and the log is in write-ahead mode.
+    Killed() {
+        LaySample("3000");
+        Sql(DB_LOG, "PRAGMA journal_mode = WAL;");
+        const pid_t pid = fork();
+        if (pid == 0) {
+            VGDB::StartAnew();
+            Walk walk({}, true);
+            (void)walk.Run({.oldBuild = 3000,
+                            .missing = {},
+                            .before = nullptr,
+                            .rows = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
+                                     {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
+                                     {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}},
+                            .after = nullptr});
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        EXPECT_TRUE(fs::exists(VGDB::GetDBPath(DB_SYSTEM) + "-journal"));
+        EXPECT_TRUE(fs::exists(VGDB::GetDBPath(DB_LOG) + "-wal"));
+    }
+};
+
+TEST_F(Killed, IsSeenAndNotTouched) {
+    const std::string before = Listing();
+    for (const std::string& command : kReading)
+        EXPECT_NE(1, Run(command).status) << command << ": " << Run(command).err;
+
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_EQ(3000, status["interrupted"]["old_build"].asInt());
+    EXPECT_EQ("vgupgrader 3000", status["next"].asString());
+    const Json::Value plan = RunJson("plan 6500");
+    EXPECT_EQ(3000, plan["old_build"].asInt()) << "the older one counts";
+    EXPECT_EQ(3000, plan["interrupted"]["old_build"].asInt());
+    EXPECT_EQ(before, Listing());
+
+    const Answer retry = Run("retry");
+    EXPECT_EQ(1, retry.status);
+    EXPECT_NE(std::string::npos, retry.err.find("vgupgrader 3000")) << retry.err;
+
+    ASSERT_EQ(0, RunUpgrader("6500")) << Log();
+    EXPECT_EQ(0, Run("status").status);
+    EXPECT_EQ(true, RunJson("history")[0]["resumed"].asBool());
+}
+
+// --- failures -----------------------------------------------------------------------------------------------
+
+TEST_F(Control, RetriesTheRowsThatFailed) {
+    LaySample("6500");
+    Sql(DB_SYSTEM,
+        "CREATE TRIGGER in_the_way BEFORE UPDATE ON camera BEGIN SELECT RAISE(ABORT, 'in the way'); END;");
+    ASSERT_EQ(255, RunUpgrader("6500"));
+
+    const Json::Value status = RunJson("status", 2);
+    const std::string failed = Names(status["failed"]);
+    ASSERT_NE("", failed);
+    EXPECT_EQ("vgupgradectl retry", status["next"].asString());
+    const Answer text = Run("status");
+    EXPECT_NE(std::string::npos, text.out.find("Next: vgupgradectl retry\n")) << text.out;
+    EXPECT_NE(std::string::npos, text.out.find(status["failed"][0]["name"].asString())) << text.out;
+
+    EXPECT_EQ(failed, Names(RunJson("retry", 2)["failed"])) << "nothing has changed";
+
+    Sql(DB_SYSTEM, "DROP TRIGGER in_the_way;");
+    std::set<std::string> always;
+    for (size_t row = 0; row < kMigrationCount; ++row)
+        if (MigrationRegistry[row].threshold == 0)
+            always.insert(InfoOfRow(row).name);
+    const Json::Value retried = RunJson("retry");
+    EXPECT_EQ(0u, retried["failed"].size());
+    EXPECT_TRUE(retried["argument"].isNull());
+    const std::string ran = Names(retried["migrations"]);
+    EXPECT_TRUE(ran.starts_with(failed + ' ')) << ran;
+    EXPECT_EQ(status["failed"].size() + always.size(), retried["migrations"].size()) << ran;
+    EXPECT_EQ(ran, Names(LastUpgrade()["migrations"]));
+    EXPECT_EQ(3u, RunJson("history").size());
+    EXPECT_EQ(1u, RunJson("history -n 1").size());
+
+    EXPECT_EQ(0, Run("status").status) << Run("status").out;
+    const Answer nothing = Run("retry");
+    EXPECT_EQ(0, nothing.status);
+    EXPECT_EQ("Nothing to retry.\n", nothing.out);
+    EXPECT_EQ(3u, RunJson("history").size());
+}
+
+TEST_F(Control, DeliversWhatIsOwed) {
+    CreateNewSystem();
+    Sql(DB_SYSTEM, Record::MakeSql(false) +
+                       Record::OwedSql(KeyChange{std::string(kSettingsConf), "owed", "yes"}) +
+                       Record::FailedSql({.name = "Gone", .threshold = 7}));
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_EQ(1, status["owed"].asInt());
+    EXPECT_EQ("vgupgradectl retry", status["next"].asString());
+    const Answer retry = Run("retry");
+    EXPECT_EQ(2, retry.status);
+    EXPECT_NE(std::string::npos, retry.out.find("is not among the migrations of this version any more: Gone"))
+        << retry.out;
+    EXPECT_EQ("owed=\"yes\"\n", Settings());
+    EXPECT_TRUE(RunJson("status", 2)["next"].isNull());
+}
+
+TEST_F(Control, ChecksDatabasesAndSettings) {
+    CreateNewSystem();
+    WriteSettings("a=\"1\"\n# comment\n\nno pair\na=2\nb=\"open\n");
+    Sql(DB_POS,
+        "DROP TABLE pos; CREATE TABLE pos(id INTEGER PRIMARY KEY, name INTEGER); CREATE TABLE more(x);");
+    fs::remove(VGDB::GetDBPath(DB_FACE));
+    WriteFile(VGDB::GetDBPath(DB_EDGE), std::string(5000, 'x'));
+    Sql(DB_SNAPSHOT,
+        "CREATE TABLE bulk(x); CREATE INDEX bulk_x ON bulk(x);"
+        "INSERT INTO bulk WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)"
+        " SELECT hex(randomblob(20)) FROM n;");
+    const std::string damaged = VGDB::GetDBPath(DB_SNAPSHOT);
+    std::string content = ReadFile(damaged);
+    content.replace(content.size() / 2 / 4096 * 4096, 4096, std::string(4096, '\xff'));
+    WriteFile(damaged, content);
+
+    const Json::Value result = RunJson("check", 2);
+    std::map<std::string, std::string> problems;
+    for (const char* const part : {"databases", "settings"})
+        for (const Json::Value& one : result[part])
+            for (const Json::Value& problem : one["problems"])
+                problems[one.get("database", one["file"]).asString()] += problem.asString() + '\n';
+    EXPECT_EQ("no such file\n", problems["@vigilo/face.db"]);
+    EXPECT_EQ("is no database\n", problems["@vigilo/edge.db"]);
+    EXPECT_NE("", problems["@vigilo/snapshot.db"]);
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("missing column: pos."));
+    EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name"))
+        << problems["pos.db"];
+    EXPECT_EQ(std::string::npos, problems["pos.db"].find("more"));
+    EXPECT_EQ(
+        "line 4: holds no key with a value\nline 5: a stands twice, the first holds\n"
+        "line 6: the value of b has a quote that is not closed, or text behind it\n",
+        problems[std::string(kSettingsConf)]);
+    EXPECT_EQ(5u, problems.size());
+}
+
+// --- usage --------------------------------------------------------------------------------------------------
+
+// Holds the upgrade lock as another process does.
+class OtherProcess {
+public:
+    explicit OtherProcess(const std::string& folder) {
+        int ready[2];
+        EXPECT_EQ(0, pipe(ready));
+        m_pid = fork();
+        if (m_pid == 0) {
+            const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+            if (flock(fd, LOCK_EX) == 0 && write(ready[1], "x", 1) == 1)
+                pause();
+            _exit(0);
+        }
+        char byte = 0;
+        EXPECT_EQ(1, read(ready[0], &byte, 1));
+        close(ready[0]);
+        close(ready[1]);
+    }
+    ~OtherProcess() {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    pid_t Pid() const { return m_pid; }
+
+private:
+    pid_t m_pid;
+};
+
+TEST_F(Control, LooksWhileAnUpgradeRunsAndWaitsToWrite) {
+    CreateNewSystem();
+    const OtherProcess other(Path("/var/packages/Vigilo/target"));
+    const Json::Value status = RunJson("status");
+    EXPECT_EQ(other.Pid(), status["running"].asInt());
+    EXPECT_TRUE(status["next"].isNull());
+    const Answer retry = Run("--wait 0 retry");
+    EXPECT_EQ(1, retry.status);
+    EXPECT_NE(std::string::npos, retry.err.find("still runs; nothing was changed.")) << retry.err;
+}
+
+TEST_F(Control, SaysWhatIsWrongWithTheCommandLine) {
+    CreateNewSystem();
+    fs::create_directories(Path("/elsewhere"));
+    const struct {
+        std::string arguments;
+        const char* message;
+    } cases[] = {{"", "Which command?"},
+                 {"plant", "No such command: plant"},
+                 {"--nope status", "--nope"},
+                 {"status plan", "plan"},
+                 {"plan", "name OLD-BUILD"},
+                 {"plan abc", "Not a build number: abc"},
+                 {"plan 8.2.4-6479", "Did you mean 6479?"},
+                 {"plan 4294967296", "Not a build number"},
+                 {"history -n x", "-n"},
+                 {"--wait soon status", "--wait"},
+                 {"--root " + Path("/nowhere") + " status", "No such folder"},
+                 {"--root " + Path("/elsewhere") + " migrations", "No package tree"}};
+    for (const auto& [arguments, message] : cases) {
+        const Answer answer = Run(arguments);
+        EXPECT_EQ(1, answer.status) << arguments;
+        EXPECT_EQ("", answer.out) << arguments;
+        EXPECT_NE(std::string::npos, answer.err.find(message)) << arguments << ": " << answer.err;
+        EXPECT_EQ(1, std::count(answer.err.begin(), answer.err.end(), '\n')) << answer.err;
+        EXPECT_NE(std::string::npos, RunJson(arguments, 1)["error"].asString().find(message)) << arguments;
+    }
+    EXPECT_EQ(0, Run("--root " + Path("") + " status").status);
+    EXPECT_EQ(0, Run("plan --help").status);
+    EXPECT_NE(0, std::system(CONTROL_PROGRAM " status >/dev/full 2>/dev/null"));
+}
+
+TEST_F(Control, RefusesAllButStatusWhileARestoreIsUnfinished) {
+    CreateNewSystem();
+    WriteFile(Path(kRestoreMark), "before\n");
+    for (const char* const command : {"plan 3000", "history", "retry", "check", "migrations"}) {
+        const Answer answer = Run(command);
+        EXPECT_EQ(1, answer.status) << command;
+        EXPECT_NE(std::string::npos, answer.err.find("vgupgradectl restore before")) << answer.err;
+    }
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_EQ("before", status["restoring"].asString());
+    EXPECT_EQ("vgupgradectl restore before", status["next"].asString());
+}
+
+TEST_F(Control, CompletesItsCommandsInBash) {
+    const std::string script = Run("completion").out;
+    WriteFile(Path("/completion"), script +
+                                       "COMP_WORDS=(vgupgradectl plan --s); COMP_CWORD=2; _vgupgradectl\n"
+                                       "echo \"${COMPREPLY[@]}\"\n"
+                                       "COMP_WORDS=(vgupgradectl --root / h); COMP_CWORD=3; _vgupgradectl\n"
+                                       "echo \"${COMPREPLY[@]}\"\n");
+    const std::string out = Path("/completed");
+    ASSERT_EQ(0, std::system(("bash " + Path("/completion") + " >" + out).c_str()));
+    EXPECT_EQ("--sql\nhistory\n", ReadFile(out));
+}
+
+TEST(ControlText, ShowsNoSecretAndNoControlCharacter) {
+    for (const char* const name : {"password", "smtp_passwd", "apiKey", "APIKey", "sid", "SIDPath",
+                                   "wifi_psk", "user_pwd", "Token", "mypasswordfield", "a.secret", "KEY"})
+        EXPECT_TRUE(IsSecretName(name)) << name;
+    for (const char* const name :
+         {"keyboard", "monkey", "inside", "passage", "side", "compass", "tokens", ""})
+        EXPECT_FALSE(IsSecretName(name)) << name;
+    EXPECT_EQ("***", MaskedValue("api_key", "1"));
+    EXPECT_EQ("{\"a\":[{\"authToken\":\"***\"}],\"b\":1}",
+              MaskedValue("json", "{ \"a\": [ {\"authToken\": {\"x\": 1}} ], \"b\": 1 }"));
+    EXPECT_EQ("{ \"a\": 1 }", MaskedValue("json", "{ \"a\": 1 }"));
+
+    EXPECT_EQ("a\\x1b[31m\\n\\u0085\\xff\\u202e\\x7f\xc3\xa9",
+              Escaped("a\x1b[31m\n\xc2\x85\xff\xe2\x80\xae\x7f\xc3\xa9"));
+    TextTable table({">n", "text"});
+    table.Add({"10", std::string(97, 'x') + " y"});
+    EXPECT_EQ(" n  text\n10  " + std::string(96, 'x') + "\n    x y\n", table.ToString());
+}
+
+}  // namespace
