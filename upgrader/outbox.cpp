@@ -52,16 +52,24 @@ int ChoosePlace(long long& place) {
     return 0;
 }
 
-// Returns 1 when the entries are in the log, 0 when they are not, -1 when that cannot be told. The first one may have
-// made no sense, and is none then.
-int AreDelivered(long long place) {
+// How many of the owed entries are in the log, the first at that place; -1 when it cannot be told. `last` is the number
+// of the last of them. All or none, but for a delivery whose end could not be noted and after which others were owed.
+long long CountDelivered(long long place, long long& last) {
+    long long count = 0;
     std::vector<Record::OwedEntry> owed;
-    if (Record::ReadEntries(0, kEntriesAtOnce, owed))
-        return -1;
-    for (const Record::OwedEntry& one : owed)
-        if (one.entry)
-            return VGLogHolds(place, *one.entry);
-    return 0;
+    for (last = 0;;) {
+        if (Record::ReadEntries(last, kEntriesAtOnce, owed))
+            return -1;
+        if (owed.empty())
+            return count;
+        for (const Record::OwedEntry& one : owed) {
+            const int held = one.entry ? VGLogHolds(place + count, *one.entry) : 1;
+            if (held <= 0)
+                return held < 0 ? -1 : count;
+            count += one.entry.has_value();
+            last = one.number;
+        }
+    }
 }
 
 // Writes all entries in the transaction of the log database that is held.
@@ -89,29 +97,40 @@ int WriteAt(long long place) {
         return 0;
     VGDB::RollbackHeld(DB_LOG);
     // A commit whose last flush fails is reported as failed, but stands.
-    return written && AreDelivered(place) > 0 ? 0 : -1;
+    long long last = 0;
+    return written && CountDelivered(place, last) > 0 ? 0 : -1;
 }
 
 // The place that was noted is used when nothing has come there since.
-int WriteEntriesOnce(long long noted) {
-    if (noted > 0)
-        if (const int delivered = AreDelivered(noted); delivered != 0)
-            return delivered > 0 ? 0 : -1;
+int WriteEntriesOnce(const Record::Facts& facts) {
+    std::string note;
+    if (facts.place > 0) {
+        long long last = 0;
+        const long long delivered = CountDelivered(facts.place, last);
+        if (delivered < 0 || delivered == facts.entries)
+            return delivered < 0 ? -1 : 0;
+        if (delivered > 0)
+            note = Record::DeliveredEntriesSql(last);
+    }
     long long place = 0;
-    if (ChoosePlace(place) || (place != noted && VGDB::ExecuteNow(DB_SYSTEM, Record::PlaceSql(place))))
+    if (ChoosePlace(place))
+        return -1;
+    if (place != facts.place)
+        note += Record::PlaceSql(place);
+    if (!note.empty() && VGDB::ExecuteNow(DB_SYSTEM, note))
         return -1;
     return WriteAt(place);
 }
 
 int DeliverEntries(const Record::Facts& facts, std::string& strike) {
     const int log = VGLogFind();
-    if (log < 0 || (log > 0 && WriteEntriesOnce(facts.place))) {
+    if (log < 0 || (log > 0 && WriteEntriesOnce(facts))) {
         UPG_LOG(kStaysOwed, "log entries");
         return -1;
     }
     if (log == 0)
         LogLost(static_cast<size_t>(facts.entries));
-    strike += Record::DeliveredEntriesSql();
+    strike += Record::AllEntriesDeliveredSql();
     return 0;
 }
 

@@ -271,7 +271,11 @@ std::string Record::PlaceSql(long long id) {
     return StrikeSql(std::string("fact = '") + kPlace + "'") + NoteSql(kPlace, "", "", std::to_string(id));
 }
 
-std::string Record::DeliveredEntriesSql() {
+std::string Record::DeliveredEntriesSql(long long last) {
+    return StrikeSql(std::string("fact = '") + kEntry + "' AND id <= " + std::to_string(last));
+}
+
+std::string Record::AllEntriesDeliveredSql() {
     return StrikeSql(std::string("fact IN ('") + kEntry + "', '" + kPlace + "')");
 }
 

@@ -66,7 +66,8 @@ std::string OwedSql(const KeyChange& change);  // in place of an older change of
 std::string OwedSql(const std::vector<UserLogEntry>& entries);
 std::string DeliveredKeysSql(const std::string& file);
 std::string PlaceSql(long long id);
-std::string DeliveredEntriesSql();
+std::string DeliveredEntriesSql(long long last);  // up to and with that number
+std::string AllEntriesDeliveredSql();
 std::string EndSql();  // the upgrade has come to its end; failures, what was missing and debts stay
 std::string DropSql();
 

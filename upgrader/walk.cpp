@@ -47,6 +47,7 @@ int Walk::Run(const Job& job) {
         RunOneByOne(job);
     OnFirstChange(nullptr);
     VGDB::RollbackHeld(DB_SYSTEM);  // when nothing was to be committed
+    FlushFiles();
     End();
     Outbox::Stop();
     VGDB::CloseAll();
@@ -191,8 +192,12 @@ bool Walk::CommitOne(const RowRun* run) {
     kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));
     m_patience = kept ? std::chrono::milliseconds(kRowPatience) : kShortPatience;
     VGDB::RollbackHeld(DB_SYSTEM);
-    if (std::string strike; kept && wrote && Outbox::Deliver(strike) == 0 && !strike.empty())
-        (void)VGDB::ExecuteNow(DB_SYSTEM, strike);  // delivered twice does no harm
+    if (kept && wrote) {
+        std::string strike;
+        (void)Outbox::Deliver(strike);  // what stays owed is delivered later
+        if (!strike.empty())
+            (void)VGDB::ExecuteNow(DB_SYSTEM, strike);  // delivered twice does no harm
+    }
     HoldAgain();
     return kept;
 }
