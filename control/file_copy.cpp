@@ -6,10 +6,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <future>
+#include <mutex>
 #include <string_view>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "control/sha256.h"
@@ -21,6 +26,9 @@ constexpr size_t kBlockSize = 1024 * 1024;
 
 // Brings what was written so far on its way to the disk, so that the flush at the end has little left to do.
 constexpr off_t kWriteOutEvery = 16 * 1024 * 1024;
+
+// A smaller file is not worth a processor of its own.
+constexpr off_t kLarge = 16 * 1024 * 1024;
 
 // Passes every block of the file, from its beginning, to the function, which gives false to stop. The sum, where it is
 // wanted, is taken meanwhile on another processor.
@@ -78,6 +86,29 @@ bool CopyContent(int from, int to, std::string* sum, const Progress& progress) {
     });
 }
 
+bool CopyOne(FileCopy& job, const Progress& progress) {
+    struct stat status {};
+    if (fstat(job.from, &status) != 0) {
+        job.error = errno;
+        return false;
+    }
+    UniqueFd copy(
+        openat(job.to->Fd(), job.name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const std::array<timespec, 2> times = {status.st_atim, status.st_mtim};
+    if (!copy || !CopyContent(job.from, copy.Get(), job.wantsSum ? &job.sum : nullptr, progress) ||
+        !CopyOwnerAndMode(job.from, status, copy.Get()) || futimens(copy.Get(), times.data()) != 0) {
+        job.error = errno;
+        return false;
+    }
+    job.copy = std::move(copy);
+    return true;
+}
+
+off_t SizeOf(const FileCopy& job) {
+    struct stat status {};
+    return fstat(job.from, &status) == 0 ? status.st_size : 0;
+}
+
 }  // namespace
 
 bool CanShareBlocks(int from, const Folder& to) {
@@ -85,17 +116,39 @@ bool CanShareBlocks(int from, const Folder& to) {
     return trial && ioctl(trial.Get(), FICLONE, from) == 0;
 }
 
-UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum,
-                  const Progress& progress) {
-    struct stat status {};
-    if (fstat(from, &status) != 0)
-        return UniqueFd();
-    UniqueFd copy(openat(to.Fd(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    const std::array<timespec, 2> times = {status.st_atim, status.st_mtim};
-    if (copy && CopyContent(from, copy.Get(), sum, progress) && CopyOwnerAndMode(from, status, copy.Get()) &&
-        futimens(copy.Get(), times.data()) == 0)
-        return copy;
-    return UniqueFd();
+const FileCopy* CopyFiles(std::vector<FileCopy>& copies, const Progress& progress) {
+    std::vector<FileCopy*> large;
+    for (FileCopy& job : copies) {
+        if (SizeOf(job) >= kLarge)
+            large.push_back(&job);
+        else if (!CopyOne(job, progress))
+            return &job;
+    }
+    std::sort(large.begin(), large.end(),
+              [](const FileCopy* a, const FileCopy* b) { return SizeOf(*a) > SizeOf(*b); });
+
+    std::mutex telling;
+    const Progress tell = [&](uint64_t bytes) {
+        const std::lock_guard lock(telling);
+        if (progress)
+            progress(bytes);
+    };
+    std::atomic<size_t> next = 0;
+    std::atomic<bool> failed = false;
+    const auto work = [&] {
+        for (size_t i = next++; i < large.size() && !failed; i = next++)
+            if (!CopyOne(*large[i], tell))
+                failed = true;
+    };
+    std::vector<std::future<void>> others;
+    for (size_t i = 1; i < std::min<size_t>(large.size(), std::thread::hardware_concurrency()); ++i)
+        others.push_back(std::async(work));
+    work();
+    for (std::future<void>& other : others)
+        other.get();
+    const auto bad =
+        std::find_if(large.begin(), large.end(), [](const FileCopy* job) { return job->error != 0; });
+    return bad == large.end() ? nullptr : *bad;
 }
 
 std::string SumOfFile(int fd, const Progress& progress) {

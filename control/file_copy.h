@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/files/file_io.h"
 #include "platform/files/folder.h"
@@ -14,11 +15,22 @@ using Progress = std::function<void(uint64_t bytes)>;
 // Whether a copy in the folder could share the blocks of the open file, and so takes no room.
 bool CanShareBlocks(int from, const Folder& to);
 
-// Copies an open regular file from its beginning to a name that the folder does not have, with owner, mode, times and
-// extended attributes; the blocks are shared where the file system can. Wanted sums are those of the bytes that the
-// copy was given. Returns the copy, not yet flushed; false, with errno, on failure.
-UniqueFd CopyFile(int from, const Folder& to, const std::string& name, std::string* sum,
-                  const Progress& progress);
+// One copy of an open regular file, from its beginning, to a name that the folder does not have, with owner, mode,
+// times and extended attributes; the blocks are shared where the file system can.
+struct FileCopy {
+    int from;
+    const Folder* to;
+    std::string name;
+    bool wantsSum = true;
+
+    UniqueFd copy = UniqueFd();  // not yet flushed; false after a failure
+    std::string sum = "";        // of the bytes that the copy was given
+    int error = 0;               // errno
+};
+
+// Makes copies, large ones at the same time. `progress` is called by one thread at a time. Returns the first one that
+// failed, after which others may not have been begun; null when all is well.
+const FileCopy* CopyFiles(std::vector<FileCopy>& copies, const Progress& progress);
 
 // The sum of an open file from its beginning; '', with errno, on failure.
 std::string SumOfFile(int fd, const Progress& progress);

