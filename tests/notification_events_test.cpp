@@ -64,12 +64,11 @@ TEST_F(NotificationEvents, FiltersAreReadFromTheSettingsAndOnlyChangesAreWritten
     EXPECT_EQ(before, Settings());
 }
 
-TEST_F(NotificationEvents, FiltersCannotBeReadFromAFolder) {
+TEST_F(NotificationEvents, StayUndoneWhenSettingsCannotBeRead) {
     std::filesystem::create_directory(Path(kSettingsConf));
     EXPECT_EQ(-1, NotificationFilter().Reload());
     EXPECT_EQ(-1, migrations::UpdateNotificationEvent());
-    EXPECT_EQ(1, CountInLog("(UpdateNotificationEventDB): Failed to reload notification filter.\n"));
-    EXPECT_EQ(1, CountInLog("(UpdateNotificationEvent): Failed to update notification event data base\n"));
+    EXPECT_EQ(1, CountInLog("(UpdateNotificationEvent): Failed to get upgrade_notification_event from settings.conf\n"));
     EXPECT_EQ("", Events());
 }
 
