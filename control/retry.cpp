@@ -67,7 +67,7 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
 
     const std::vector<FailedRow> failed = FindFailedRows(facts);
     const bool hasRows = !failed.empty() && failed.front().number;
-    Walk walk(facts, state == Record::State::Usable);
+    Walk walk(facts, state);
     int result = 0;
     if (hasRows) {
         g_missingSchema.assign(facts.missing.begin(), facts.missing.end());

@@ -104,7 +104,7 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
     g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
-    Walk walk(facts, state == Record::State::Usable);
+    Walk walk(facts, state);
     walk.OnProgress([&plan, count = 0](const WalkRow& row) mutable {
         SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, plan.rows.size(), row.name));
     });

@@ -1,5 +1,6 @@
 #include "upgrader/repair.h"
 
+#include "platform/host/first_change.h"
 #include "platform/support/strings.h"
 
 std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
@@ -17,6 +18,8 @@ std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site) {
     VGDB::BeginRepairs();
     for (const DatabaseRepair& repair : plan.repairs) {
         const std::string& sql = repair.differences.sql;
+        if (!sql.empty())
+            AnnounceChange();  // known to be one
         if (!repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {})) {
             LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
         } else if (!sql.empty()) {

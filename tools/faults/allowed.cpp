@@ -13,6 +13,7 @@ constexpr const char* kStampKey = "vg_upgrader_version=";
 constexpr std::string_view kHistory = "var/log/vigilo/vgupgrader.history.jsonl";
 constexpr const char* kLogCounts = "var/packages/Vigilo/target/@vigilo/log_cnt.db";
 constexpr const char* kOwnTable = "table vgupgrader";
+constexpr const char* kOwnName = "'vgupgrader";
 constexpr int kFailed = 255;
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -194,6 +195,11 @@ TreeImage WithoutDamaged(TreeImage image, const std::string& database) {
         {"log.db", {"log_cnt.db"}}, {"recording.db", {"recording_cnt.db"}}};
     const std::string name = database.substr(database.rfind('/') + 1);
     image.erase(database);
+    // Rows that fail for the damage are noted.
+    FileImage& main = image[kMainDatabase];
+    std::erase_if(main.tables, [](const auto& table) { return table.first.starts_with(kOwnTable); });
+    std::erase_if(main.tables["schema"],
+                  [](const std::string& row) { return row.find(kOwnName) != std::string::npos; });
     if (const auto made = counts.find(name); made != counts.end()) {
         for (const std::string& count : made->second)
             image.erase(database.substr(0, database.size() - name.size()) + count);
