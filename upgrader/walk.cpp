@@ -81,9 +81,7 @@ void Walk::BeginRecord(const Job& job) {
 
 // False when the upgrade is undone.
 bool Walk::RunAtOnce(const Job& job) {
-    if (job.before)
-        job.before();
-    bool kept = true;
+    bool kept = !job.before || job.before() || !m_recorded;
     for (auto row = job.rows.begin(); row != job.rows.end() && kept; ++row) {
         const RowRun& run = RunRow(*row);
         kept = Settle(run.result);
@@ -149,7 +147,7 @@ void Walk::RunOneByOne(const Job& job) {
     Outbox::Stop();
     HoldAgain();
     if (job.before) {
-        job.before();
+        (void)job.before();  // what it could not do costs the rows that need it
         m_failed = !CommitOne(nullptr) || m_failed;
     }
     for (const WalkRow& row : job.rows) {

@@ -42,7 +42,7 @@ public:
         std::optional<uint32_t> oldBuild;
         Record::MissingReport missing;
 
-        std::function<void()> before;  // the schema repair; called once more when the upgrade is undone
+        std::function<bool()> before;  // the schema repair; called once more when the upgrade is undone, as by false
         std::vector<WalkRow> rows;
         std::function<void()> after;  // the stamp
     };

@@ -54,6 +54,10 @@ void SortWithoutId(std::vector<std::string>& rows) {
     std::sort(rows.begin(), rows.end());
 }
 
+void WithoutRows(std::vector<std::string>& rows, const char* pattern) {
+    std::erase_if(rows, [which = std::regex(pattern)](const std::string& row) { return std::regex_search(row, which); });
+}
+
 bool IsJournal(const std::string& path) {
     static const std::regex journal("-(journal|wal|shm|mj[0-9A-F]+)$");
     return std::regex_search(path, journal);
@@ -101,6 +105,13 @@ std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeI
     const auto comparable = [&](const TreeImage& image) {
         TreeImage changed = Comparable(image, bench.StartImage());
         SortWithoutId(changed[kLogDatabase].tables["table log"]);
+        // Three migrations are marked as done also when they failed, or could not ask whether they are.
+        WithoutRows(changed[kMainDatabase].tables["table notificationevent"], "event_type=(5|109),");
+        WithoutRows(changed[kMainDatabase].tables["table notificationschedule"], "event_type=(59|60),");
+        // Rows of the registry go on after one that has failed: the labels were given their colours before they were
+        // made, and the admin profile was there before the operation strings.
+        WithoutRows(changed[kMainDatabase].tables["table eventlabelsetting"], "event_type=4, source=0,");
+        WithoutRows(changed[kMainDatabase].tables["table privilegeprofile"], "System default admin");
         std::sort(changed[kMainDatabase].tables["table notificationevent"].begin(),
                   changed[kMainDatabase].tables["table notificationevent"].end());
         std::erase_if(changed[kLogCounts].tables, [](const auto& table) { return IsTable(table.first); });
