@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr size_t kLongest = 60;     // of a value
+constexpr size_t kLongest = 40;     // of a value
 constexpr size_t kLongestKey = 24;  // of one that tells a row apart
 constexpr size_t kMostColumns = 8;  // of a row that comes or goes
 
