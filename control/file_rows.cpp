@@ -6,12 +6,12 @@
 namespace {
 
 constexpr std::string_view kRows[] = {
-    "ChangeDBBackupOwner",        "MoveCapInfoPath",
-    "MoveCmsDataFolders",         "MoveDBBackupFile",
-    "RemoveACAPServiceFile",      "RemoveFailoverServiceFile",
-    "RemoveGzLogFiles",           "RemoveLocalDisplayAddOnDir",
-    "RemoveOldVGlogSendConf",     "RemoveVideoAnalyticsAddOnDir",
-    "RenameArchiveFolder",        "RenameTransactionDirectory",
+    "ChangeDBBackupOwner",    "MoveCapInfoPath",
+    "MoveCmsDataFolders",     "MoveDBBackupFile",
+    "RemoveACAPServiceFile",  "RemoveFailoverServiceFile",
+    "RemoveGzLogFiles",       "RemoveLocalDisplayAddOnDir",
+    "RemoveOldVGlogSendConf", "RemoveVideoAnalyticsAddOnDir",
+    "RenameArchiveFolder",    "RenameTransactionDirectory",
     "ResetWritingEvtPath",
 };
 

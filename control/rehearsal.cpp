@@ -37,8 +37,13 @@ constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 constexpr const char* kMotionDetectionFlag = "/var/packages/Vigilo/target/@VGData/dva_md_allow";
 
 // Folders that rows, the log and the schema repair expect.
-constexpr std::string_view kFolders[] = {"/var/packages/Vigilo/etc", kTargetDir, kDataDir, kSchemaDir,
-                                         "/var/packages/Vigilo/target/@VGData", kLogDir, "/etc"};
+constexpr std::string_view kFolders[] = {"/var/packages/Vigilo/etc",
+                                         kTargetDir,
+                                         kDataDir,
+                                         kSchemaDir,
+                                         "/var/packages/Vigilo/target/@VGData",
+                                         kLogDir,
+                                         "/etc"};
 
 std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
@@ -177,17 +182,13 @@ bool CopySurroundings(const std::string& root, std::string& problem) {
 }  // namespace
 
 Rehearsal::~Rehearsal() {
-    std::string folder;
-    {
-        const std::lock_guard guard(g_mutex);
-        g_folder.clear();
-        g_madePlace.clear();
-        folder = std::exchange(m_folder, {});
-    }
-    if (!folder.empty())
-        (void)VGFolderRemove(folder);  // what stays is logged, and goes with the next rehearsal
+    if (!m_folder.empty())
+        (void)VGFolderRemove(m_folder);  // what stays is logged, and goes with the next rehearsal
     if (m_madePlace)
         rmdir(m_place.c_str());  // unless somebody has put a snapshot there
+    const std::lock_guard guard(g_mutex);
+    g_folder.clear();
+    g_madePlace.clear();
 }
 
 int Rehearsal::MakeFolder(const std::string& place, std::string& problem) {
@@ -226,7 +227,8 @@ int Rehearsal::CopyTwice(uint64_t room, std::chrono::milliseconds patience, std:
     TreeCopyWay way{.against = HeldDatabases::Against::WritersAsItStands, .patience = patience};
     way.durable = false;
     way.progress = [](uint64_t done, uint64_t all) {
-        SetProgressLine(StringPrintf("Copying %3d %% of %s", all == 0 ? 100 : static_cast<int>(done * 100 / all),
+        SetProgressLine(StringPrintf("Copying %3d %% of %s",
+                                     all == 0 ? 100 : static_cast<int>(done * 100 / all),
                                      InBytes(all).c_str()));
     };
     if (CopyTree(Before(), way, copy, problem) || !CopySurroundings(Before(), problem))

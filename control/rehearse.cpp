@@ -36,6 +36,7 @@
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/lock.h"
 #include "upgrader/plan.h"
+#include "upgrader/restore_mark.h"
 
 namespace fs = std::filesystem;
 
@@ -136,7 +137,8 @@ bool HaveSameBytes(const std::string& one, const std::string& other) {
     std::vector<char> a(1 << 16), b(1 << 16);
     for (;;) {
         const ssize_t read = first && second ? ReadBlock(first.Get(), a) : -1;
-        if (read < 0 || ReadBlock(second.Get(), b) != read || !std::equal(a.begin(), a.begin() + read, b.begin()))
+        if (read < 0 || ReadBlock(second.Get(), b) != read ||
+            !std::equal(a.begin(), a.begin() + read, b.begin()))
             return false;
         if (read == 0)
             return true;
@@ -145,7 +147,8 @@ bool HaveSameBytes(const std::string& one, const std::string& other) {
 
 // Nothing has been written to it: size and time are those that it was copied with.
 bool IsUntouched(const std::string& before, const std::string& after) {
-    struct stat was {}, is {};
+    struct stat was {
+    }, is{};
     for (const char* suffix : {"-wal", "-journal"})
         if (access((before + suffix).c_str(), F_OK) == 0 || access((after + suffix).c_str(), F_OK) == 0)
             return false;
@@ -224,7 +227,8 @@ void CompareSettings(const std::string& path, const std::string& before, const s
 }
 
 void CompareFiles(const Rehearsal& rehearsal, Json::Value& result) {
-    const std::set<std::string> before = FilesBelow(rehearsal.Before()), after = FilesBelow(rehearsal.After());
+    const std::set<std::string> before = FilesBelow(rehearsal.Before()),
+                                after = FilesBelow(rehearsal.After());
     std::set<std::string> all = before;
     all.insert(after.begin(), after.end());
     for (const std::string& path : all) {
@@ -265,7 +269,8 @@ void ReadFailedRows(const Rehearsal& rehearsal, Json::Value& failed) {
         return;
     for (const std::string& line : SplitString(history, '\n')) {
         Json::Value object;
-        if (line.empty() || JsonParse(line, object) != 0 || !object.isObject() || !object["migrations"].isArray())
+        if (line.empty() || JsonParse(line, object) != 0 || !object.isObject() ||
+            !object["migrations"].isArray())
             continue;
         failed = Json::Value(Json::arrayValue);
         for (const Json::Value& row : object["migrations"]) {
@@ -302,18 +307,18 @@ Json::Value ResultOf(const Rehearsal& rehearsal, const Plan& plan, size_t sample
 // The vgupgrader beside this program.
 std::string FindUpgrader(const std::string& given) {
     std::error_code error;
-    const fs::path path = given.empty() ? fs::read_symlink("/proc/self/exe", error).parent_path() / "vgupgrader"
-                                        : fs::absolute(given, error);
+    const fs::path path = given.empty()
+                              ? fs::read_symlink("/proc/self/exe", error).parent_path() / "vgupgrader"
+                              : fs::absolute(given, error);
     return error ? given : path.native();
 }
 
 // What the upgrade would do as far as it can be told beforehand; '' or why not.
-std::string MakePlan(const Arguments& arguments, Plan& plan, uint64_t& room) {
+std::string MakePlan(const Arguments& arguments, uint32_t& build, Plan& plan, uint64_t& room) {
     VGDB::OpenReadOnly();
     Record::Facts facts;
     if (Record::Open(facts) == Record::State::SetAside)
         return VGDB::GetDBPath(DB_SYSTEM) + " cannot be read (vgupgradectl check tells more).";
-    uint32_t build = 0;
     if (std::string error = FindOldBuild(arguments.oldBuild, facts, build); !error.empty())
         return error;
     plan = PlanRows(build, facts);
@@ -342,29 +347,34 @@ void AddRehearseOptions(CLI::App& app, Arguments& arguments) {
 Outcome RunRehearse(const Arguments& arguments) {
     if (getuid() != geteuid() || getgid() != getegid())
         return Outcome::Refused("A rehearsal is not for a process with another user's rights.");
+    std::error_code error;
+    const fs::path page = arguments.page.empty() ? fs::path() : fs::absolute(arguments.page, error);
+    if (error || (!page.empty() && access(page.parent_path().c_str(), W_OK) != 0))
+        return Outcome::Refused("Cannot write the page " + arguments.page + ": " + std::strerror(errno));
     RemoveOnSignal removeOnSignal;
     Rehearsal rehearsal;
     Plan plan;
+    uint32_t build = 0;
     std::string problem;
     {
         UpgradeLock lock;
         if (!lock.Acquire(arguments.wait))
             return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
+        // One that was waited for may have been killed.
+        if (std::string snapshot; FindUnfinishedRestore(snapshot) != 0)
+            return Outcome::Refused("The restore of snapshot " + snapshot +
+                                    " is not finished. Finish it: vgupgradectl restore " + snapshot);
         uint64_t room = 0;
-        problem = MakePlan(arguments, plan, room);
+        problem = MakePlan(arguments, build, plan, room);
         VGDB::CloseAll();
         if (!problem.empty() || rehearsal.Prepare(arguments.work, room, kBusyPatience, problem))
             return Outcome::Refused(problem);
     }
-    if (rehearsal.Run(FindUpgrader(arguments.upgrader), std::to_string(plan.oldBuild), problem))
+    if (rehearsal.Run(FindUpgrader(arguments.upgrader), std::to_string(build), problem))
         return Outcome::Refused(problem);
     Json::Value result = ResultOf(rehearsal, plan, arguments.samples);
-    if (!arguments.page.empty()) {
-        std::error_code error;
-        const std::string path = fs::absolute(arguments.page, error);
-        if (error || ReplaceFile(path, RehearsePage(result), kPageMode))
-            return Outcome::Refused("Cannot write the page " + arguments.page);
-    }
+    if (!page.empty() && ReplaceFile(page, RehearsePage(result), kPageMode))
+        return Outcome::Refused("Cannot write the page " + arguments.page);
     if (arguments.keep)
         result["kept"] = rehearsal.Keep();
     return Outcome::Done(std::move(result), rehearsal.Status() != 0);

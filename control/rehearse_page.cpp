@@ -76,7 +76,8 @@ std::string Html(const std::string& text) {
 std::string Html(const Json::Value& value) { return Html(ValueInWords(value)); }
 
 std::string Number(const Json::Value& count) {
-    return "<td class=n>" + (count.asUInt64() == 0 ? std::string() : std::to_string(count.asUInt64())) + "</td>";
+    return "<td class=n>" + (count.asUInt64() == 0 ? std::string() : std::to_string(count.asUInt64())) +
+           "</td>";
 }
 
 std::string Fact(const std::string& name, const std::string& value, const char* tone = "") {
@@ -106,8 +107,8 @@ uint64_t SumOf(const Json::Value& databases, const char* member) {
 // Of a row that may not be there, or lack the column.
 std::string Cell(const Json::Value& row, const std::string& column, const char* tone) {
     const bool isThere = row.isObject() && row.isMember(column);
-    return std::string("<td class=\"v ") + (isThere ? tone : "") + "\">" + (isThere ? Html(row[column]) : "") +
-           "</td>";
+    return std::string("<td class=\"v ") + (isThere ? tone : "") + "\">" +
+           (isThere ? Html(row[column]) : "") + "</td>";
 }
 
 std::string SampleRows(const std::vector<std::string>& columns, const Json::Value& sample, bool marked) {
@@ -123,17 +124,20 @@ std::string Sample(const Json::Value& columns, const Json::Value& sample) {
     constexpr const char* kTitles = "<th>column</th><th>before</th><th>after</th>";
     const Json::Value& row = sample["after"].isNull() ? sample["before"] : sample["after"];
     const std::string key = columns.empty() ? "" : columns[0].asString();
-    const char* const what = sample["before"].isNull() ? "new" : sample["after"].isNull() ? "gone" : "changed";
+    const char* const what = sample["before"].isNull()  ? "new"
+                             : sample["after"].isNull() ? "gone"
+                                                        : "changed";
     const std::vector<std::string> changed = ShownColumns(columns, sample);
     std::vector<std::string> others;
     for (const Json::Value& column : columns)
         if (std::find(changed.begin(), changed.end(), column.asString()) == changed.end())
             others.push_back(column.asString());
-    std::string html = "<h3>" + Html(key) + " = " + Html(row[key]) + " <span class=faint>" + what + "</span></h3>\n" +
-                       TableOf(kTitles, SampleRows(changed, sample, true));
+    std::string html = "<h3>" + Html(key) + " = " + Html(row[key]) + " <span class=faint>" + what +
+                       "</span></h3>\n" + TableOf(kTitles, SampleRows(changed, sample, true));
     if (!others.empty())
-        html += "<details><summary>" + Counted(others.size(), "column stays", "columns stay") +
-                " as it was</summary>" + TableOf(kTitles, SampleRows(others, sample, false)) + "</details>\n";
+        html += "<details><summary>" +
+                Counted(others.size(), "column stays as it was", "columns stay as they were") + "</summary>" +
+                TableOf(kTitles, SampleRows(others, sample, false)) + "</details>\n";
     return html;
 }
 
@@ -146,22 +150,24 @@ std::string Database(const Json::Value& database) {
         for (const Json::Value& sample : table["samples"])
             some += Sample(table["columns"], sample);
         if (!some.empty())
-            samples += "<details><summary>Some of " + Html(table["table"]) + "</summary>\n" + some + "</details>\n";
+            samples +=
+                "<details><summary>Some of " + Html(table["table"]) + "</summary>\n" + some + "</details>\n";
     }
     for (const Json::Value& change : database["schema"])
         schema += "<li>" + Html(change) + "</li>\n";
     if (!schema.empty())
-        schema = "<details><summary>" +
-                 Counted(database["schema"].size(), "change", "changes") + " of the schema</summary><ul class=log>\n" +
-                 schema + "</ul></details>\n";
-    return TableOf("<th>table</th><th class=n>new</th><th class=n>changed</th><th class=n>gone</th>", counts) +
+        schema = "<details><summary>" + Counted(database["schema"].size(), "change", "changes") +
+                 " of the schema</summary><ul class=log>\n" + schema + "</ul></details>\n";
+    return TableOf("<th>table</th><th class=n>new</th><th class=n>changed</th><th class=n>gone</th>",
+                   counts) +
            samples + schema;
 }
 
 std::string RowList(const Json::Value& rows) {
     std::string html;
     for (const Json::Value& row : rows)
-        html += "<tr><td class=n>" + Html(row["row"]) + "</td><th scope=row>" + Html(row["name"]) + "</th></tr>\n";
+        html += "<tr><td class=n>" + Html(row["row"]) + "</td><th scope=row>" + Html(row["name"]) +
+                "</th></tr>\n";
     return TableOf("<th class=n>row</th><th>name</th>", html);
 }
 
@@ -174,7 +180,8 @@ std::string ValueInWords(const Json::Value& value) {
     if (!value.isObject())
         return value.asString();
     const std::string hex = value["blob"].asString();
-    return "x'" + hex.substr(0, kShown) + (hex.size() > kShown ? "…" : "") + "' (" + InBytes(hex.size() / 2) + ")";
+    return "x'" + hex.substr(0, kShown) + (hex.size() > kShown ? "…" : "") + "' (" + InBytes(hex.size() / 2) +
+           ")";
 }
 
 std::vector<std::string> ShownColumns(const Json::Value& columns, const Json::Value& sample) {
@@ -189,17 +196,19 @@ std::string RehearsePage(const Json::Value& result) {
     const int status = result["status"].asInt();
     const Json::Value& databases = result["databases"];
     std::string html = kHead;
-    html += "<h1>Upgrade from build " + std::to_string(result["old_build"].asUInt()) + ", rehearsed</h1>\n<p class=\"" +
-            (status == 0 ? "good\">It succeeds."
-                         : "bad\">It fails with status " + std::to_string(status) + ".") +
-            "</p>\n<p class=faint>It ran on a copy; the system was not touched.</p>\n<dl>\n";
+    html +=
+        "<h1>Upgrade from build " + std::to_string(result["old_build"].asUInt()) +
+        ", rehearsed</h1>\n<p class=\"" +
+        (status == 0 ? "good\">It succeeds." : "bad\">It fails with status " + std::to_string(status) + ".") +
+        "</p>\n<p class=faint>It ran on a copy; the system was not touched.</p>\n<dl>\n";
     html += Fact("seconds", StringPrintf("%.2f", result["seconds"].asDouble()));
     html += Fact("rows new", std::to_string(SumOf(databases, "inserted")));
     html += Fact("rows changed", std::to_string(SumOf(databases, "updated")));
     html += Fact("rows gone", std::to_string(SumOf(databases, "deleted")));
     html += Fact("settings", std::to_string(result["settings"].size()));
     html += Fact("log entries", std::to_string(result["log"].size()));
-    html += Fact("rows failed", std::to_string(result["failed"].size()), result["failed"].empty() ? "" : "bad");
+    html +=
+        Fact("rows failed", std::to_string(result["failed"].size()), result["failed"].empty() ? "" : "bad");
     html += "</dl>\n";
 
     html += Section("Failed migrations", RowList(result["failed"]));
@@ -209,14 +218,16 @@ std::string RehearsePage(const Json::Value& result) {
     std::string rows;
     for (const Json::Value& change : result["settings"]) {
         const std::string file = change["file"].asString();
-        rows += "<tr><th scope=row>" + Html(file.substr(file.rfind('/') + 1)) + "</th><th>" + Html(change["key"]) +
-                "</th>" + (change["before"].isNull() ? "<td></td>" : Cell(change, "before", "was")) +
+        rows += "<tr><th scope=row>" + Html(file.substr(file.rfind('/') + 1)) + "</th><th>" +
+                Html(change["key"]) + "</th>" +
+                (change["before"].isNull() ? "<td></td>" : Cell(change, "before", "was")) +
                 (change["after"].isNull() ? "<td></td>" : Cell(change, "after", "is")) + "</tr>\n";
     }
     html += Section("Settings", TableOf("<th>file</th><th>key</th><th>before</th><th>after</th>", rows));
     rows.clear();
     for (const Json::Value& file : result["files"])
-        rows += "<tr><th scope=row>" + Html(file["change"]) + "</th><td class=v>" + Html(file["path"]) + "</td></tr>\n";
+        rows += "<tr><th scope=row>" + Html(file["change"]) + "</th><td class=v>" + Html(file["path"]) +
+                "</td></tr>\n";
     html += Section("Files", TableOf("<th>change</th><th>file</th>", rows));
     rows.clear();
     for (const Json::Value& entry : result["log"])

@@ -103,7 +103,8 @@ std::string PrintRows(const std::string& title, const Json::Value& rows) {
 
 std::string PrintRehearse(const Json::Value& result, const Arguments& /*arguments*/) {
     const int status = result["status"].asInt();
-    std::string text = "Rehearsed on a copy: upgrade from build " + std::to_string(result["old_build"].asUInt()) +
+    std::string text = "Rehearsed on a copy: upgrade from build " +
+                       std::to_string(result["old_build"].asUInt()) +
                        StringPrintf(", %.2f s, ", result["seconds"].asDouble()) +
                        (status == 0 ? Toned(Tone::Good, "it succeeds")
                                     : Toned(Tone::Bad, "it fails with status " + std::to_string(status))) +

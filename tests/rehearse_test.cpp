@@ -39,7 +39,8 @@ struct CloseDatabase {
 std::vector<std::vector<std::string>> Query(sqlite3* db, const std::string& sql) {
     std::vector<std::vector<std::string>> rows;
     sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr)) << sql << sqlite3_errmsg(db);
+    EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr))
+        << sql << sqlite3_errmsg(db);
     while (statement && sqlite3_step(statement) == SQLITE_ROW) {
         std::vector<std::string> row;
         for (int i = 0; i < sqlite3_column_count(statement); ++i) {
@@ -69,8 +70,9 @@ Tables ReadTables() {
         sqlite3* opened = nullptr;
         EXPECT_EQ(SQLITE_OK, sqlite3_open(VGDB::GetDBPath(instance).c_str(), &opened));
         const std::unique_ptr<sqlite3, CloseDatabase> db(opened);
-        for (const auto& name : Query(opened, "SELECT name FROM sqlite_master WHERE type = 'table' AND name"
-                                              " NOT LIKE 'sqlite_%' AND name <> 'vgupgrader_record'")) {
+        for (const auto& name : Query(opened,
+                                      "SELECT name FROM sqlite_master WHERE type = 'table' AND name"
+                                      " NOT LIKE 'sqlite_%' AND name <> 'vgupgrader_record'")) {
             Table& table = tables[VGDB::GetDBName(instance) + ' ' + name[0]];
             std::vector<std::string> columns;
             std::string fields = "1";
@@ -100,7 +102,8 @@ Tables ReadTables() {
 struct Counts {
     unsigned long long inserted = 0, updated = 0, deleted = 0;
     std::string ToString() const {
-        return '+' + std::to_string(inserted) + " ~" + std::to_string(updated) + " -" + std::to_string(deleted);
+        return '+' + std::to_string(inserted) + " ~" + std::to_string(updated) + " -" +
+               std::to_string(deleted);
     }
 };
 
@@ -188,21 +191,23 @@ protected:
 
     static int Run(const std::string& arguments, const char* upgrader = UPGRADER_PROGRAM) {
         VGDB::CloseAll();
-        const std::string line = std::string(CONTROL_PROGRAM " rehearse --upgrader ") + upgrader + ' ' + arguments +
-                                 " >" + Beside() + "out 2>" + Beside() + "err";
+        const std::string line = std::string(CONTROL_PROGRAM " rehearse --upgrader ") + upgrader + ' ' +
+                                 arguments + " >" + Beside() + "out 2>" + Beside() + "err";
         const int status = std::system(line.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
     static Json::Value RunJson(const std::string& arguments, int expected) {
-        EXPECT_EQ(expected, Run("--json " + arguments)) << ReadFile(Beside() + "out") << ReadFile(Beside() + "err");
+        EXPECT_EQ(expected, Run("--json " + arguments))
+            << ReadFile(Beside() + "out") << ReadFile(Beside() + "err");
         Json::Value value;
         EXPECT_EQ(0, JsonParse(ReadFile(Beside() + "out"), value)) << ReadFile(Beside() + "out");
         return value;
     }
 
     static void LaySample(const std::string& build) {
-        ASSERT_EQ(0, std::system((SOURCE_DIR "/scripts/sample-system " + build + " '" + Path("") + "'").c_str()));
+        ASSERT_EQ(
+            0, std::system((SOURCE_DIR "/scripts/sample-system " + build + " '" + Path("") + "'").c_str()));
         InstallSchemaFiles();
         // Files that the copy does not have, as far as rows of the databases follow them.
         for (const char* folder : {"/var/services", "/volume1", "/var/packages/Vigilo/target/@Models",
@@ -217,8 +222,9 @@ protected:
             struct stat status {};
             EXPECT_EQ(0, lstat(entry.path().c_str(), &status));
             entries[entry.path()] =
-                StringPrintf("%llu %o %u %lld.%ld ", static_cast<unsigned long long>(status.st_ino), status.st_mode,
-                             status.st_uid, static_cast<long long>(status.st_mtim.tv_sec), status.st_mtim.tv_nsec) +
+                StringPrintf("%llu %o %u %lld.%ld ", static_cast<unsigned long long>(status.st_ino),
+                             status.st_mode, status.st_uid, static_cast<long long>(status.st_mtim.tv_sec),
+                             status.st_mtim.tv_nsec) +
                 (S_ISREG(status.st_mode) ? ReadFile(entry.path()) : "");
         }
         return entries;
@@ -229,7 +235,8 @@ protected:
         return {lines.begin(), lines.end()};
     }
 
-    static std::set<std::string> ChangedKeys(const std::set<std::string>& before, const std::set<std::string>& after) {
+    static std::set<std::string> ChangedKeys(const std::set<std::string>& before,
+                                             const std::set<std::string>& after) {
         std::set<std::string> keys;
         for (const auto& [one, other] : {std::pair(&before, &after), std::pair(&after, &before)})
             for (const std::string& line : *one)
@@ -242,8 +249,8 @@ protected:
     static void HoldAgainstTheUpgrade(const std::string& build) {
         const auto listing = Listing();
         VGDB::CloseAll();
-        ASSERT_EQ(0, std::system((CONTROL_PROGRAM " rehearse --json --upgrader " UPGRADER_PROGRAM " --work " + Beside() +
-                                  ' ' + build + " >" + Beside() + "out; test $? -ne 1")
+        ASSERT_EQ(0, std::system((CONTROL_PROGRAM " rehearse --json --upgrader " UPGRADER_PROGRAM " --work " +
+                                  Beside() + ' ' + build + " >" + Beside() + "out; test $? -ne 1")
                                      .c_str()));
         Json::Value result;
         ASSERT_EQ(0, JsonParse(ReadFile(Beside() + "out"), result));
@@ -312,14 +319,16 @@ private:
 
 // Changes rows of any table to values that may make no sense.
 void Disturb(Dice& dice) {
-    static constexpr const char* kValues[] = {"NULL", "''", "0", "-1", "1", "2147483648", "'1,2,3'", "'%_''\"'",
-                                              "x'00ff'", "'[]'", "'{\"a\":1}'", "'0000000000'", "1.5", "id", "id * 7"};
+    static constexpr const char* kValues[] = {"NULL",        "''",           "0",        "-1",      "1",
+                                              "2147483648",  "'1,2,3'",      "'%_''\"'", "x'00ff'", "'[]'",
+                                              "'{\"a\":1}'", "'0000000000'", "1.5",      "id",      "id * 7"};
     const DB_INSTANCE db = static_cast<DB_INSTANCE>(dice.Below(3) ? 0 : dice.Below(DB_INSTANCE_COUNT));
     sqlite3* opened = nullptr;
     EXPECT_EQ(SQLITE_OK, sqlite3_open(VGDB::GetDBPath(db).c_str(), &opened));
     const std::unique_ptr<sqlite3, CloseDatabase> close(opened);
-    const auto tables = Query(opened, "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE"
-                                      " 'sqlite_%' ORDER BY name");
+    const auto tables = Query(opened,
+                              "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE"
+                              " 'sqlite_%' ORDER BY name");
     if (tables.empty())
         return;
     const std::string table = '"' + dice.Of(tables)[0] + '"';
@@ -336,10 +345,12 @@ void Disturb(Dice& dice) {
             sql = "DELETE FROM " + table + some;
             break;
         case 1:
-            sql = "INSERT OR IGNORE INTO " + table + "(" + others + ") SELECT " + others + " FROM " + table + some;
+            sql = "INSERT OR IGNORE INTO " + table + "(" + others + ") SELECT " + others + " FROM " + table +
+                  some;
             break;
         case 2:
-            sql = "CREATE INDEX made" + std::to_string(dice.Below(1000)) + " ON " + table + "(" + column + ")";
+            sql =
+                "CREATE INDEX made" + std::to_string(dice.Below(1000)) + " ON " + table + "(" + column + ")";
             break;
         default:
             sql = "UPDATE OR IGNORE " + table + " SET " + column + " = " + dice.Of(kValues) + some;
@@ -366,9 +377,11 @@ TEST_F(Rehearse, TellsWhatTheUpgradeOfARandomSystemDoes) {
             settings += line.empty() || dice.Below(8) == 0 ? "" : line + '\n';
         WriteSettings(settings);
         if (dice.Below(5) == 0)
-            Sql(DB_SYSTEM, "CREATE TRIGGER refuse BEFORE UPDATE ON camera WHEN old.id % 2 BEGIN"
-                           " SELECT RAISE(ABORT, 'not today'); END");
-        HoldAgainstTheUpgrade(dice.Of(std::vector<std::string>{build, "0", "2300", "4000", "6000", "8100", "9700"}));
+            Sql(DB_SYSTEM,
+                "CREATE TRIGGER refuse BEFORE UPDATE ON camera WHEN old.id % 2 BEGIN"
+                " SELECT RAISE(ABORT, 'not today'); END");
+        HoldAgainstTheUpgrade(
+            dice.Of(std::vector<std::string>{build, "0", "2300", "4000", "6000", "8100", "9700"}));
     }
 }
 
@@ -376,15 +389,16 @@ TEST_F(Rehearse, TellsWhatTheUpgradeOfARandomSystemDoes) {
 
 TEST_F(Rehearse, LeavesASystemWithAnInterruptedCommitAsItIs) {
     LaySample("6500");
-    Sql(DB_RECORDING, "CREATE TABLE filler(id INTEGER PRIMARY KEY, b); INSERT INTO filler VALUES(1, zeroblob(900000))");
+    Sql(DB_RECORDING,
+        "CREATE TABLE filler(id INTEGER PRIMARY KEY, b); INSERT INTO filler VALUES(1, zeroblob(900000))");
     int ends[2] = {-1, -1};
     ASSERT_EQ(0, pipe(ends));
     const pid_t child = fork();
     if (child == 0) {
         sqlite3* db = nullptr;
         sqlite3_open(VGDB::GetDBPath(DB_RECORDING).c_str(), &db);
-        sqlite3_exec(db, "PRAGMA cache_size = 1; BEGIN; UPDATE filler SET b = randomblob(900000)", nullptr, nullptr,
-                     nullptr);
+        sqlite3_exec(db, "PRAGMA cache_size = 1; BEGIN; UPDATE filler SET b = randomblob(900000)", nullptr,
+                     nullptr, nullptr);
         (void)!write(ends[1], "", 1);
         pause();
     }
@@ -424,7 +438,8 @@ TEST_F(Rehearse, RemovesItsFolderWhenItIsInterrupted) {
         }
         for (int i = 0; i < 500; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            for (const auto& entry : fs::exists(snapshots) ? fs::directory_iterator(snapshots) : fs::directory_iterator())
+            for (const auto& entry :
+                 fs::exists(snapshots) ? fs::directory_iterator(snapshots) : fs::directory_iterator())
                 if (fs::exists(entry.path() / "after/etc/passwd"))
                     return child;
         }
@@ -456,14 +471,17 @@ TEST_F(Rehearse, KeepsTheCopyWhenAsked) {
 
 TEST_F(Rehearse, TellsOfFailuresAndRefusesWhatIsNoUpgrade) {
     LaySample("6500");
-    Sql(DB_SYSTEM, "CREATE TRIGGER refuse BEFORE UPDATE ON camera BEGIN SELECT RAISE(ABORT, 'no room today'); END");
+    Sql(DB_SYSTEM,
+        "CREATE TRIGGER refuse BEFORE UPDATE ON camera BEGIN SELECT RAISE(ABORT, 'no room today'); END");
     const Json::Value result = RunJson("6500 --samples 1", 2);
     EXPECT_EQ(255, result["status"].asInt());
     EXPECT_EQ("IntegrateExternalProfileToCam", result["failed"][0]["name"].asString());
     bool told = false;
     for (const Json::Value& message : result["messages"]) {
-        told = told || message.asString().find("/var/packages/Vigilo/target/system.db: no room today") != std::string::npos;
-        EXPECT_EQ(std::string::npos, message.asString().find("rehearsal-")) << "paths are those of the system";
+        told = told || message.asString().find("/var/packages/Vigilo/target/system.db: no room today") !=
+                           std::string::npos;
+        EXPECT_EQ(std::string::npos, message.asString().find("rehearsal-"))
+            << "paths are those of the system";
     }
     EXPECT_TRUE(told);
     for (const Json::Value& database : result["databases"])
@@ -479,11 +497,13 @@ TEST_F(Rehearse, TellsOfFailuresAndRefusesWhatIsNoUpgrade) {
 
 TEST_F(Rehearse, ShowsNoSecretAndNoForeignMarkup) {
     LaySample("3000");
-    Sql(DB_SYSTEM, "UPDATE camera SET name = '<script>alert(1)</script>' || char(27) || '\"&', password = 'hush-1'");
-    Sql(DB_SYSTEM, "CREATE TABLE later(id INTEGER PRIMARY KEY, api_key, payload);"
-                   "INSERT INTO later VALUES(1, 'hush-2', '{\"login\":{\"sid\":\"hush-3\"}}');"
-                   "CREATE TRIGGER copy AFTER UPDATE ON camera BEGIN"
-                   " INSERT INTO later(api_key, payload) SELECT api_key, payload FROM later WHERE id = 1; END");
+    Sql(DB_SYSTEM,
+        "UPDATE camera SET name = '<script>alert(1)</script>' || char(27) || '\"&', password = 'hush-1'");
+    Sql(DB_SYSTEM,
+        "CREATE TABLE later(id INTEGER PRIMARY KEY, api_key, payload);"
+        "INSERT INTO later VALUES(1, 'hush-2', '{\"login\":{\"sid\":\"hush-3\"}}');"
+        "CREATE TRIGGER copy AFTER UPDATE ON camera BEGIN"
+        " INSERT INTO later(api_key, payload) SELECT api_key, payload FROM later WHERE id = 1; END");
     ASSERT_EQ(0, Run("3000 --samples 20 --json --html " + Beside() + "page")) << ReadFile(Beside() + "err");
     const std::string json = ReadFile(Beside() + "out"), page = ReadFile(Beside() + "page");
     ASSERT_EQ(0, Run("3000 --samples 20"));
@@ -496,8 +516,8 @@ TEST_F(Rehearse, ShowsNoSecretAndNoForeignMarkup) {
     EXPECT_NE(std::string::npos, page.find("&lt;script&gt;alert(1)&lt;/script&gt;\\x1b&quot;&amp;"));
     EXPECT_EQ(std::string::npos, page.find("<script"));
     for (const std::string& line : SplitString(text, '\n'))
-        EXPECT_LE(static_cast<size_t>(std::count_if(line.begin(), line.end(),
-                                                    [](char c) { return (c & '\xc0') != '\x80'; })),
+        EXPECT_LE(static_cast<size_t>(
+                      std::count_if(line.begin(), line.end(), [](char c) { return (c & '\xc0') != '\x80'; })),
                   100u)
             << line;
 }
@@ -508,7 +528,8 @@ TEST_F(Rehearse, KnowsTheRowsOnOtherFiles) {
         if (!WorksOnOtherFiles(InfoOfRow(row).name))
             continue;
         ++rows;
-        EXPECT_TRUE(InfoOfRow(row).state == MigrationState::Body || InfoOfRow(row).state == MigrationState::Partial)
+        EXPECT_TRUE(InfoOfRow(row).state == MigrationState::Body ||
+                    InfoOfRow(row).state == MigrationState::Partial)
             << InfoOfRow(row).name;
     }
     EXPECT_EQ(13, rows) << "every name of the list is in the registry";
@@ -522,23 +543,28 @@ TEST_F(Rehearse, CountsRows) {
         const char* schema;
     } const cases[] = {
         {"CREATE TABLE t(id INTEGER PRIMARY KEY, a); INSERT INTO t VALUES(1,'x'),(2,'y'),(3,NULL)",
-         "CREATE TABLE t(id INTEGER PRIMARY KEY, a); INSERT INTO t VALUES(1,'x'),(3,''),(4,'z')", "+1 ~1 -1", ""},
+         "CREATE TABLE t(id INTEGER PRIMARY KEY, a); INSERT INTO t VALUES(1,'x'),(3,''),(4,'z')", "+1 ~1 -1",
+         ""},
         {"CREATE TABLE t(id INTEGER PRIMARY KEY); INSERT INTO t VALUES(1),(2)",
          "CREATE TABLE t(id INTEGER PRIMARY KEY, b INTEGER DEFAULT '7', c TEXT DEFAULT 5, d, e DEFAULT (1 + 1));"
          "INSERT INTO t VALUES(1,7,5,NULL,2),(2,8,5,NULL,2)",
          "+0 ~1 -0", "+column t.b +column t.c +column t.d +column t.e"},
         {"CREATE TABLE t(id INTEGER PRIMARY KEY, a COLLATE NOCASE); INSERT INTO t VALUES(1,'x')",
-         "CREATE TABLE t(id INTEGER PRIMARY KEY, a COLLATE NOCASE); INSERT INTO t VALUES(1,'X')", "+0 ~1 -0", ""},
+         "CREATE TABLE t(id INTEGER PRIMARY KEY, a COLLATE NOCASE); INSERT INTO t VALUES(1,'X')", "+0 ~1 -0",
+         ""},
         {"CREATE TABLE t(a, b, PRIMARY KEY(b, a)) WITHOUT ROWID; INSERT INTO t VALUES(1,1),(1,2)",
-         "CREATE TABLE t(a, b, PRIMARY KEY(b, a)) WITHOUT ROWID; INSERT INTO t VALUES(1,1),(2,1)", "+1 ~0 -1", ""},
+         "CREATE TABLE t(a, b, PRIMARY KEY(b, a)) WITHOUT ROWID; INSERT INTO t VALUES(1,1),(2,1)", "+1 ~0 -1",
+         ""},
         {"CREATE TABLE t(a); INSERT INTO t VALUES('x'),('x'),('y'),(NULL)",
          "CREATE TABLE t(a, b DEFAULT 0); INSERT INTO t VALUES('y',0),('x',0),(NULL,0),(NULL,0)", "+1 ~0 -1",
          "+column t.b"},
         {"CREATE TABLE t(a TEXT PRIMARY KEY, b); INSERT INTO t VALUES(NULL,1),(NULL,2),('k',3)",
-         "CREATE TABLE t(a TEXT PRIMARY KEY, b); INSERT INTO t VALUES(NULL,1),(NULL,9),('k',3)", "+1 ~0 -1", ""},
+         "CREATE TABLE t(a TEXT PRIMARY KEY, b); INSERT INTO t VALUES(NULL,1),(NULL,9),('k',3)", "+1 ~0 -1",
+         ""},
         {"CREATE TABLE t(a, b, PRIMARY KEY(a)); INSERT INTO t VALUES(1,1),(2,2)",
          "CREATE TABLE t(a, b, PRIMARY KEY(b)); INSERT INTO t VALUES(1,1),(2,3)", "+1 ~0 -1", ""},
-        {"CREATE TABLE t(a); INSERT INTO t VALUES(1); CREATE INDEX i ON t(a)", "", "+0 ~0 -1", "-table t -index i"},
+        {"CREATE TABLE t(a); INSERT INTO t VALUES(1); CREATE INDEX i ON t(a)", "", "+0 ~0 -1",
+         "-table t -index i"},
         {"", "CREATE TABLE t(a); INSERT INTO t VALUES(1),(1); CREATE INDEX i ON t(a)", "+2 ~0 -0",
          "+table t +index i"},
         {"CREATE TABLE t(rowid, _rowid_, oid); INSERT INTO t VALUES(1,1,1),(1,1,1)",
@@ -556,7 +582,8 @@ TEST_F(Rehearse, CountsRows) {
         VGDB::DatabaseChanges changes;
         std::string problem;
         ASSERT_EQ(0, VGDB::CompareDatabases(VGDB::GetDBPath(DB_POS), VGDB::GetDBPath(DB_EDGE),
-                                            {.samples = 9, .leftOut = "other", .allInsertedOf = "t"}, changes, problem))
+                                            {.samples = 9, .leftOut = "other", .allInsertedOf = "t"}, changes,
+                                            problem))
             << problem;
         std::string seen;
         for (const VGDB::TableChanges& table : changes.tables) {

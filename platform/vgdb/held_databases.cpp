@@ -121,11 +121,13 @@ private:
     // A transaction would begin a file that is empty, and make the files of write-ahead mode and remove them: the locks
     // alone do not. Who uses a database in write-ahead mode has them in its -shm, which is there then.
     int TakeAsItStands(sqlite3* handle) {
-        if (const int code = LockFile(handle, SQLITE_LOCK_SHARED); code != SQLITE_OK || HasHotJournal(handle, path))
+        if (const int code = LockFile(handle, SQLITE_LOCK_SHARED);
+            code != SQLITE_OK || HasHotJournal(handle, path))
             return code;
         const bool writeAhead = IsWriteAhead(file.Get());
         const int code = LockOrLeave(handle, writeAhead ? SQLITE_LOCK_EXCLUSIVE : SQLITE_LOCK_RESERVED);
-        return writeAhead && IsBusy(code) && IsThereAndNotEmpty(path + "-shm") ? KeepWritersOut(handle, path) : code;
+        return writeAhead && IsBusy(code) && IsThereAndNotEmpty(path + "-shm") ? KeepWritersOut(handle, path)
+                                                                               : code;
     }
 
     static int LockOrLeave(sqlite3* handle, int level) {

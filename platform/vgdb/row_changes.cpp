@@ -70,8 +70,9 @@ FieldValue ValueOf(sqlite3_stmt* statement, int column) {
         default: {
             const bool isText = sqlite3_column_type(statement, column) == SQLITE_TEXT;
             value.kind = isText ? Kind::Text : Kind::Blob;
-            const void* const bytes = isText ? static_cast<const void*>(sqlite3_column_text(statement, column))
-                                             : sqlite3_column_blob(statement, column);
+            const void* const bytes = isText
+                                          ? static_cast<const void*>(sqlite3_column_text(statement, column))
+                                          : sqlite3_column_blob(statement, column);
             if (bytes)
                 value.bytes.assign(static_cast<const char*>(bytes),
                                    static_cast<size_t>(sqlite3_column_bytes(statement, column)));
@@ -175,9 +176,8 @@ private:
             if (table.isVirtual)
                 continue;
             const auto takeColumn = [&](sqlite3_stmt* row) {
-                table.columns.push_back({.name = text(row, 1),
-                                         .fallback = text(row, 4),
-                                         .keyPart = sqlite3_column_int(row, 5)});
+                table.columns.push_back(
+                    {.name = text(row, 1), .fallback = text(row, 4), .keyPart = sqlite3_column_int(row, 5)});
             };
             if (!Query("PRAGMA " + side + ".table_info(" + QuoteName(name) + ")", takeColumn))
                 return false;
@@ -237,9 +237,7 @@ private:
         return (*side == 'a' ? "after." : "before.") + QuoteName(m_table.table) + " AS " + side;
     }
 
-    bool WantsAll() const {
-        return sqlite3_stricmp(m_table.table.c_str(), m_way.allInsertedOf.c_str()) == 0;
-    }
+    bool WantsAll() const { return sqlite3_stricmp(m_table.table.c_str(), m_way.allInsertedOf.c_str()) == 0; }
 
     void NoteInserted(TableRow row) {
         if (WantsAll())
@@ -278,7 +276,8 @@ private:
             return sqlite3_stricmp(a.c_str(), b.c_str()) == 0;
         };
         uint64_t nulls = 0;
-        bool hasKey = !key.empty() && std::equal(key.begin(), key.end(), oldKey.begin(), oldKey.end(), isSame);
+        bool hasKey =
+            !key.empty() && std::equal(key.begin(), key.end(), oldKey.begin(), oldKey.end(), isSame);
         for (const char* side : {"a", "b"}) {
             std::vector<std::string> isNull;
             for (const std::string& name : key)
@@ -335,7 +334,8 @@ private:
         const std::vector<std::string> names = NamesOf(now), oldNames = NamesOf(old);
         const auto takeUpdated = [&](sqlite3_stmt* row) {
             const int count = static_cast<int>(names.size());
-            RowChange change{.before = RowOf(row, 2 * count, oldNames), .after = RowOf(row, 0, names), .changed = {}};
+            RowChange change{
+                .before = RowOf(row, 2 * count, oldNames), .after = RowOf(row, 0, names), .changed = {}};
             for (int i = 0; i < count; ++i)
                 if (sqlite3_column_int(row, count + i))
                     change.changed.push_back(names[static_cast<size_t>(i)]);
@@ -345,10 +345,10 @@ private:
             return " FROM " + From(side) + " WHERE NOT EXISTS (SELECT 1 FROM " + From(other) + " WHERE " +
                    same + ")";
         };
-        return (m_table.updated == 0 || Query("SELECT " + ListOf("a", names) + ", " +
-                                                  JoinStrings(DifferingTerms(old, now), ", ") + ", " +
-                                                  ListOf("b", oldNames) + joined + " WHERE " + differs + Limit(false),
-                                              takeUpdated)) &&
+        return (m_table.updated == 0 ||
+                Query("SELECT " + ListOf("a", names) + ", " + JoinStrings(DifferingTerms(old, now), ", ") +
+                          ", " + ListOf("b", oldNames) + joined + " WHERE " + differs + Limit(false),
+                      takeUpdated)) &&
                (m_table.inserted == 0 ||
                 Query("SELECT " + ListOf("a", names) + missing("a", "b") + Limit(WantsAll()),
                       [&](sqlite3_stmt* row) { NoteInserted(RowOf(row, 0, names)); })) &&
@@ -391,8 +391,8 @@ private:
             for (const auto& field : row)
                 if (more < 0 && old.Has(field.first))
                     oldRow.push_back(field);
-            for (long long i = 0; i < std::abs(more) && (WantsAll() || i < static_cast<long long>(m_way.samples));
-                 ++i)
+            for (long long i = 0;
+                 i < std::abs(more) && (WantsAll() || i < static_cast<long long>(m_way.samples)); ++i)
                 more > 0 ? NoteInserted(row) : NoteDeleted(oldRow);
         });
     }
