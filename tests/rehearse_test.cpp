@@ -382,15 +382,21 @@ TEST_F(Rehearse, TellsWhatTheUpgradeOfARandomSystemDoes) {
                 " SELECT RAISE(ABORT, 'not today'); END");
         HoldAgainstTheUpgrade(
             dice.Of(std::vector<std::string>{build, "0", "2300", "4000", "6000", "8100", "9700"}));
+        // What has failed is run again by the next upgrade.
+        if (dice.Below(3) == 0) {
+            Sql(DB_SYSTEM, "DROP TRIGGER IF EXISTS refuse");
+            HoldAgainstTheUpgrade("9760");
+        }
     }
 }
 
 // --- the system stays as it was ---------------------------------------------------------------------------------
 
-TEST_F(Rehearse, LeavesASystemWithAnInterruptedCommitAsItIs) {
+TEST_F(Rehearse, LeavesASystemWithInterruptedCommitsAsItIs) {
     LaySample("6500");
     Sql(DB_RECORDING,
         "CREATE TABLE filler(id INTEGER PRIMARY KEY, b); INSERT INTO filler VALUES(1, zeroblob(900000))");
+    Sql(DB_BOOKMARK, "PRAGMA journal_mode = WAL");
     int ends[2] = {-1, -1};
     ASSERT_EQ(0, pipe(ends));
     const pid_t child = fork();
@@ -399,6 +405,8 @@ TEST_F(Rehearse, LeavesASystemWithAnInterruptedCommitAsItIs) {
         sqlite3_open(VGDB::GetDBPath(DB_RECORDING).c_str(), &db);
         sqlite3_exec(db, "PRAGMA cache_size = 1; BEGIN; UPDATE filler SET b = randomblob(900000)", nullptr,
                      nullptr, nullptr);
+        sqlite3_open(VGDB::GetDBPath(DB_FACE).c_str(), &db);
+        sqlite3_exec(db, "PRAGMA journal_mode = WAL; CREATE TABLE seen(n)", nullptr, nullptr, nullptr);
         (void)!write(ends[1], "", 1);
         pause();
     }
@@ -407,6 +415,7 @@ TEST_F(Rehearse, LeavesASystemWithAnInterruptedCommitAsItIs) {
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     ASSERT_TRUE(fs::exists(VGDB::GetDBPath(DB_RECORDING) + "-journal"));
+    ASSERT_TRUE(fs::exists(VGDB::GetDBPath(DB_FACE) + "-wal"));
 
     const auto before = Listing();
     const Json::Value elsewhere = RunJson("6500 --work " + Beside(), 0);
@@ -461,10 +470,20 @@ TEST_F(Rehearse, RemovesItsFolderWhenItIsInterrupted) {
     EXPECT_TRUE(fs::is_empty(snapshots)) << "the next one removes what a killed one left";
 }
 
-TEST_F(Rehearse, KeepsTheCopyWhenAsked) {
+TEST_F(Rehearse, RunsTheProgramBesideItAndKeepsTheCopyWhenAsked) {
     LaySample("6500");
-    const Json::Value result = RunJson("6500 --keep --work " + Beside(), 0);
-    EXPECT_TRUE(fs::exists(result["kept"].asString() + "/after/var/packages/Vigilo/target/system.db"));
+    for (const char* program : {CONTROL_PROGRAM, UPGRADER_PROGRAM})
+        fs::copy_file(program, Beside() + fs::path(program).filename().native());
+    const std::string line = Beside() + "vgupgradectl --json rehearse 6500 --keep >" + Beside() + "out";
+    ASSERT_EQ(0, std::system(line.c_str()));
+    Json::Value result;
+    ASSERT_EQ(0, JsonParse(ReadFile(Beside() + "out"), result));
+    const std::string kept = result["kept"].asString();
+    EXPECT_TRUE(fs::path(kept).filename().native().starts_with("rehearsal-"));
+    EXPECT_NE(ReadFile(kept + "/before/var/packages/Vigilo/target/system.db"),
+              ReadFile(kept + "/after/var/packages/Vigilo/target/system.db"));
+    EXPECT_EQ(0, Run("6500"));
+    EXPECT_TRUE(fs::exists(kept)) << "no leftover of a killed one";
 }
 
 // --- what it tells -----------------------------------------------------------------------------------------------
@@ -492,6 +511,7 @@ TEST_F(Rehearse, TellsOfFailuresAndRefusesWhatIsNoUpgrade) {
     EXPECT_EQ(1, Run("6500 --work " + Beside(), "/bin/true"));
     EXPECT_EQ(1, Run("6500 --work " + Beside(), "/nowhere/vgupgrader"));
     EXPECT_EQ(1, Run("8.2.4-6479 --work " + Beside()));
+    EXPECT_EQ(1, Run("6500 --html /nowhere/page --work " + Beside()));
     EXPECT_TRUE(before == Listing());
 }
 
