@@ -46,6 +46,8 @@ constexpr Command kCommands[] = {
      true, nullptr, RunStatus, PrintStatus},
     {"plan", "What an upgrade from OLD-BUILD would do now", Access::Reads, kToTerminal, false, AddPlanOptions,
      RunPlan, PrintPlan},
+    {"rehearse", "Runs the upgrade on a copy, and shows what it changes", Access::Asks, kToTerminal, false,
+     AddRehearseOptions, RunRehearse, PrintRehearse},
     {"history", "Past upgrades and restores, the last first", Access::Reads, kToTerminal, false,
      AddHistoryOptions, RunHistory, PrintHistory},
     {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
