@@ -18,7 +18,7 @@ constexpr const char* kDatabase =
     "CREATE INDEX camera_name ON camera(name);"
     "INSERT INTO camera VALUES(1, 'door', 3), (2, 'gate', NULL), (3, 'door', 4);"
     "CREATE TABLE \"an odd one\"(\"a b\" BLOB, [c]);"
-    "CREATE TABLE nothing(id);"
+    "CREATE TABLE bare(id);"
     "CREATE VIEW seen AS SELECT name FROM camera;";
 
 // Texts that would leave the database in memory, or run for ever in it.
