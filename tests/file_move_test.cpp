@@ -262,7 +262,7 @@ TEST_P(FileMove, LosesNothingWhenKilledAndIsFinishedByTheNextRun) {
         ASSERT_EQ("@data", Names(m_to)) << "killed at " << kills;
         ASSERT_EQ("", Names(m_from)) << "killed at " << kills;
     }
-    EXPECT_GT(kills, GetParam() == Target::kSameFileSystem ? 3 : 50) << "the tracing works";
+    EXPECT_GT(kills, GetParam() == Target::kSameFileSystem ? 1 : 40) << "the tracing works";
 }
 
 TEST_F(FileTree, RenamesByLinkWhereTheFileSystemKnowsNoOtherWay) {
