@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Expect(left.columnsNotAddable.size() <= differences.columnsNotAddable.size(), "nothing more is in the way");
     }
     std::string cameras;
-    Expect(VGDB::LoadFirstFieldFromDB(DB_SYSTEM, "SELECT group_concat(id || name) FROM camera", cameras) == 0 &&
+    Expect(VGDB::LoadFirstFieldFromDB(DB_SYSTEM, "SELECT group_concat(id || name) FROM (SELECT * FROM camera ORDER BY id)", cameras) == 0 &&
                cameras == "1door,2gate,3door",
            "the rows that were there stay");
     VGDB::RollbackHeld(DB_SYSTEM);

@@ -1,6 +1,4 @@
 // The program as the package's scripts call it.
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -152,13 +150,13 @@ TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
 // Another process upgrades the tree until it is told to end.
 class OtherUpgrade {
 public:
-    explicit OtherUpgrade(const std::string& folder) {
+    OtherUpgrade() {
         int ready[2];
         EXPECT_EQ(0, pipe(ready));
         m_pid = fork();
         if (m_pid == 0) {
-            const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-            if (flock(fd, LOCK_EX) != 0 || write(ready[1], "x", 1) != 1)
+            UpgradeLock lock;
+            if (!lock.Acquire() || write(ready[1], "x", 1) != 1)
                 _exit(1);
             pause();
             _exit(0);
@@ -181,9 +179,8 @@ private:
 
 TEST_F(Command, WaitsForAnotherUpgradeOfTheSameTree) {
     CreateNewSystem();
-    OtherUpgrade other(Path("/var/packages/Vigilo/target"));
-    UpgradeLock lock;
-    EXPECT_FALSE(lock.Acquire(std::chrono::milliseconds(150)));
+    OtherUpgrade other;
+    ASSERT_FALSE(UpgradeLock().Acquire(std::chrono::milliseconds(150)));
     EXPECT_EQ("(TestBody): Waiting for process " + other.Pid() + ", which is upgrading this package.\n" +
                   "(TestBody): Process " + other.Pid() +
                   " is still upgrading this package, giving up; nothing was changed.\n",

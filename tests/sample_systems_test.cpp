@@ -49,6 +49,24 @@ protected:
         return tables;
     }
 
+    // The text with what is repeated told once: "1{336}", "{FF000000,}{336}".
+    static std::string Compact(const std::string& text) {
+        std::string result;
+        for (size_t at = 0; at < text.size();) {
+            size_t length = 1, times = 1;
+            for (size_t unit = 1; unit <= 9 && times * length < 20; ++unit) {
+                length = unit;
+                times = 1;
+                while (at + (times + 1) * unit <= text.size() && text.compare(at + times * unit, unit, text, at, unit) == 0)
+                    ++times;
+            }
+            const bool repeats = times * length >= 20;
+            result += repeats ? '{' + text.substr(at, length) + "}{" + std::to_string(times) + '}' : text.substr(at, 1);
+            at += repeats ? length * times : 1;
+        }
+        return result;
+    }
+
     // The settings and every row, a line each, without columns that hold nothing.
     static std::string EndState() {
         std::string state = "settings.conf\n" + Settings();
@@ -65,7 +83,7 @@ protected:
             for (std::string select; std::getline(selects, select);)
                 state += Rows(db, select);
         }
-        return state;
+        return Compact(state);
     }
 
     static int Upgrade() { return RunUpgrader(GetParam()); }
