@@ -49,21 +49,6 @@ TEST_F(CameraListTest, TellsLocalCamerasFromThoseOfRecordingServers) {
     EXPECT_EQ(2u, cameras.size());
 }
 
-// What text cannot carry and rows that share an id would be lost if loaded values were written back.
-TEST_F(CameraListTest, SavingTouchesEveryRowAndChangesNoValue) {
-    Sql(DB_SYSTEM,
-        "CREATE TABLE camera(id INTEGER, name TEXT, notifyschedule TEXT);"
-        "INSERT INTO camera VALUES(1, 'a' || char(0) || 'b', x'00FF'), (2, 'Bob''s', NULL), (2, 'twin', '5');"
-        "CREATE TABLE touched(id INTEGER);"
-        "CREATE TRIGGER t AFTER UPDATE ON camera BEGIN INSERT INTO touched VALUES(new.id); END;");
-    const char* const values =
-        "SELECT id, hex(name), typeof(notifyschedule), hex(notifyschedule) FROM camera";
-    const std::string before = Rows(DB_SYSTEM, values);
-    EXPECT_EQ(0, CamSaveAll());
-    EXPECT_EQ(before, Rows(DB_SYSTEM, values));
-    EXPECT_EQ("1\n2\n2\n", Rows(DB_SYSTEM, "SELECT id FROM touched"));
-}
-
 TEST(CameraResolutionTest, NormalisesWhatItKnowsAndLeavesTheRest) {
     const struct {
         const char* text;

@@ -1,18 +1,15 @@
 // The program as the package's scripts call it.
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <regex>
 #include <string>
 #include <thread>
 
 #include "platform/host/paths.h"
+#include "tests/support/other_upgrade.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/lock.h"
 #include "upgrader/missing_schema.h"
@@ -149,43 +146,13 @@ TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
     EXPECT_EQ(0, CountInLog("too full"));
 }
 
-// Another process upgrades the tree until it is told to end.
-class OtherUpgrade {
-public:
-    explicit OtherUpgrade(const std::string& folder) {
-        int ready[2];
-        EXPECT_EQ(0, pipe(ready));
-        m_pid = fork();
-        if (m_pid == 0) {
-            const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-            if (flock(fd, LOCK_EX) != 0 || write(ready[1], "x", 1) != 1)
-                _exit(1);
-            pause();
-            _exit(0);
-        }
-        char byte = 0;
-        EXPECT_EQ(1, read(ready[0], &byte, 1));
-        close(ready[0]);
-        close(ready[1]);
-    }
-    ~OtherUpgrade() { Kill(); }
-    void Kill() {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-    std::string Pid() const { return std::to_string(m_pid); }
-
-private:
-    pid_t m_pid;
-};
-
 TEST_F(Command, WaitsForAnotherUpgradeOfTheSameTree) {
     CreateNewSystem();
-    OtherUpgrade other(Path("/var/packages/Vigilo/target"));
-    UpgradeLock lock;
-    EXPECT_FALSE(lock.Acquire(std::chrono::milliseconds(150)));
-    EXPECT_EQ("(TestBody): Waiting for process " + other.Pid() + ", which is upgrading this package.\n" +
-                  "(TestBody): Process " + other.Pid() +
+    OtherUpgrade other;
+    const std::string pid = std::to_string(other.Pid());
+    ASSERT_FALSE(UpgradeLock().Acquire(std::chrono::milliseconds(150)));
+    EXPECT_EQ("(TestBody): Waiting for process " + pid + ", which is upgrading this package.\n" +
+                  "(TestBody): Process " + pid +
                   " is still upgrading this package, giving up; nothing was changed.\n",
               Log());
 
@@ -195,7 +162,7 @@ TEST_F(Command, WaitsForAnotherUpgradeOfTheSameTree) {
     });
     EXPECT_EQ(0, RunUpgrader(kNewest));
     end.join();
-    EXPECT_EQ(1, CountInLog("(main): Waiting for process " + other.Pid()));
+    EXPECT_EQ(1, CountInLog("(main): Waiting for process " + pid));
     EXPECT_NE("", Settings());
 }
 

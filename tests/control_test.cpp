@@ -1,8 +1,6 @@
 // vgupgradectl, run as a program on trees before, during and after upgrades.
-#include <fcntl.h>
 #include <json/value.h>
 #include <json/writer.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +22,7 @@
 #include "platform/support/json.h"
 #include "platform/support/strings.h"
 #include "platform/vgdb/schema_compare.h"
+#include "tests/support/other_upgrade.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/history.h"
 #include "upgrader/registry.h"
@@ -220,7 +219,7 @@ protected:
         const pid_t pid = fork();
         if (pid == 0) {
             VGDB::StartAnew();
-            Walk walk({}, true);
+            Walk walk({}, Record::State::Usable);
             (void)walk.Run({.oldBuild = 3000,
                             .missing = {},
                             .before = nullptr,
@@ -354,37 +353,9 @@ TEST_F(Control, ChecksDatabasesAndSettings) {
 
 // --- usage --------------------------------------------------------------------------------------------------
 
-// Holds the upgrade lock as another process does.
-class OtherProcess {
-public:
-    explicit OtherProcess(const std::string& folder) {
-        int ready[2];
-        EXPECT_EQ(0, pipe(ready));
-        m_pid = fork();
-        if (m_pid == 0) {
-            const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-            if (flock(fd, LOCK_EX) == 0 && write(ready[1], "x", 1) == 1)
-                pause();
-            _exit(0);
-        }
-        char byte = 0;
-        EXPECT_EQ(1, read(ready[0], &byte, 1));
-        close(ready[0]);
-        close(ready[1]);
-    }
-    ~OtherProcess() {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-    pid_t Pid() const { return m_pid; }
-
-private:
-    pid_t m_pid;
-};
-
 TEST_F(Control, LooksWhileAnUpgradeRunsAndWaitsToWrite) {
     CreateNewSystem();
-    const OtherProcess other(Path("/var/packages/Vigilo/target"));
+    const OtherUpgrade other;
     const Json::Value status = RunJson("status");
     EXPECT_EQ(other.Pid(), status["running"].asInt());
     EXPECT_TRUE(status["next"].isNull());

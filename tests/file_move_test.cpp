@@ -203,19 +203,24 @@ TEST_P(FileMove, LeavesWhatHasNoCopyOnAnotherFileSystem) {
     }
 }
 
-// Whether the process, stopped, is about to ask the system for a change.
-bool IsBeforeChange(pid_t process) {
+// The change that the process, stopped, is about to ask the system for; "" when it asks for none.
+std::string ChangeBefore(pid_t process) {
     __ptrace_syscall_info info{};
     ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
-    static const std::set<uint64_t> changes = {SYS_openat, SYS_write,    SYS_fsync,     SYS_renameat2,
-                                               SYS_linkat, SYS_unlinkat, SYS_mkdirat,   SYS_symlinkat,
-                                               SYS_fchown, SYS_fchmod,   SYS_fsetxattr, SYS_utimensat};
-    return info.op == PTRACE_SYSCALL_INFO_ENTRY && changes.contains(info.entry.nr) &&
-           (info.entry.nr != SYS_openat || (info.entry.args[2] & O_CREAT) != 0);
+    static const std::map<uint64_t, std::string> changes = {
+        {SYS_openat, "create"},   {SYS_write, "write"},         {SYS_copy_file_range, "write"}, {SYS_sendfile, "write"},
+        {SYS_fsync, "flush"},     {SYS_renameat2, "rename"},    {SYS_linkat, "link"},           {SYS_unlinkat, "remove"},
+        {SYS_mkdirat, "mkdir"},   {SYS_symlinkat, "symlink"},   {SYS_fchown, "own"},            {SYS_fchmod, "own"},
+        {SYS_fsetxattr, "label"}, {SYS_utimensat, "date"}};
+    if (info.op != PTRACE_SYSCALL_INFO_ENTRY || !changes.contains(info.entry.nr) ||
+        (info.entry.nr == SYS_openat && (info.entry.args[2] & O_CREAT) == 0))
+        return "";
+    return changes.at(info.entry.nr);
 }
 
-// Runs the work in a process that is killed before its n-th change. False when it ended before.
-bool KillBeforeChange(int n, const std::function<void()>& work) {
+// Runs the work in a process whose changes are told to the listener; where that says no, the process is killed
+// before the change. False when it ended by itself.
+bool Trace(const std::function<void()>& work, const std::function<bool(const std::string&)>& listener) {
     const pid_t child = fork();
     if (child == 0) {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -227,7 +232,7 @@ bool KillBeforeChange(int n, const std::function<void()>& work) {
     waitpid(child, &status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
     while (WIFSTOPPED(status)) {
-        if (IsBeforeChange(child) && --n == 0) {
+        if (const std::string change = ChangeBefore(child); !change.empty() && !listener(change)) {
             kill(child, SIGKILL);
             waitpid(child, &status, 0);
             return true;
@@ -239,6 +244,22 @@ bool KillBeforeChange(int n, const std::function<void()>& work) {
     return false;
 }
 
+// What a power cut may not turn round: the copy's content, its name, and both once more for a copy that an earlier run
+// has left, before the original goes.
+TEST_P(FileMove, FlushesACopyBeforeItsNameAndItsNameBeforeTheOriginalGoes) {
+    if (GetParam() == Target::kSameFileSystem)
+        GTEST_SKIP() << "nothing is copied";
+    WriteFile(m_from + "/file", "content");
+    std::string calls;
+    Trace([&] { (void)VGFileMove(m_from + "/file", m_to); },
+          [&](const std::string& change) {
+              if (change != "own" && change != "date" && change != "label")
+                  calls += change + ' ';
+              return true;
+          });
+    EXPECT_EQ("rename create write flush rename flush flush flush remove ", calls);
+}
+
 TEST_P(FileMove, LosesNothingWhenKilledAndIsFinishedByTheNextRun) {
     int kills = 0;
     for (bool killed = true; killed; ++kills) {
@@ -247,7 +268,8 @@ TEST_P(FileMove, LosesNothingWhenKilledAndIsFinishedByTheNextRun) {
         MakeData(m_from + "/@data");
         const auto before = Tree(m_from + "/@data");
 
-        killed = KillBeforeChange(kills + 1, [&] { (void)VGFileMove(m_from + "/@data", m_to); });
+        killed = Trace([&] { (void)VGFileMove(m_from + "/@data", m_to); },
+                       [left = kills](const std::string&) mutable { return left-- > 0; });
         auto left = Tree(m_from + "/@data");
         left.merge(Tree(m_to + "/@data"));
         for (const auto& [path, entry] : before) {
@@ -262,7 +284,7 @@ TEST_P(FileMove, LosesNothingWhenKilledAndIsFinishedByTheNextRun) {
         ASSERT_EQ("@data", Names(m_to)) << "killed at " << kills;
         ASSERT_EQ("", Names(m_from)) << "killed at " << kills;
     }
-    EXPECT_GT(kills, GetParam() == Target::kSameFileSystem ? 3 : 50) << "the tracing works";
+    EXPECT_GT(kills, GetParam() == Target::kSameFileSystem ? 1 : 40) << "the tracing works";
 }
 
 TEST_F(FileTree, RenamesByLinkWhereTheFileSystemKnowsNoOtherWay) {

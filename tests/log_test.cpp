@@ -4,8 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <functional>
+#include <regex>
 #include <string>
 
 #include "platform/host/paths.h"
@@ -70,6 +73,19 @@ TEST_F(PackageLog, CutsAMessageAtACharacter) {
     fs::remove(Path(kPackageLog));
     VG_LIB_LOG("%s\n", std::string(2'000, 'x').c_str());
     EXPECT_EQ("(TestBody): " + std::string(2'000, 'x') + "\n", Log()) << "just not too long";
+}
+
+TEST_F(PackageLog, IsALineAMessageWithTheLocalTime) {
+    StandardErrorOf([] {
+        setenv("TZ", "ABC-5:30", 1);
+        tzset();
+        VG_LIB_LOG("a\nb\r\x01\x1b[0m\tc\n");
+    });
+    const std::string line = ReadFile(Path(kPackageLog));
+    EXPECT_TRUE(std::regex_match(line, std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\+05:30 vgupgrader:\\d+ "
+                                                  "\\(operator\\(\\)\\): a\\\\nb\\\\r\\\\x01\\\\x1b\\[0m\tc\n")))
+        << line;
+    EXPECT_EQ(static_cast<fs::perms>(0640), fs::status(Path(kPackageLog)).permissions());
 }
 
 TEST_F(PackageLog, GoesToStandardErrorWhenItsPlaceIsTaken) {

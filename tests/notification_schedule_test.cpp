@@ -1,7 +1,5 @@
-#include <filesystem>
 #include <string>
 
-#include "platform/host/paths.h"
 #include "platform/notification/notify_sche.h"
 #include "platform/notification/notify_schedule.h"
 #include "platform/support/strings.h"
@@ -125,96 +123,6 @@ TEST_F(SystemSchedule, StorageTypesAreSwitchedOnWhereTheirColumnIsNew) {
     EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn());
     EXPECT_EQ(1, CountInLog("(NotiFilterAddRecStorageColumn): Failed to update notification schedule.\n"));
     EXPECT_EQ("33|\n", Stored()) << "both or neither";
-}
-
-class CameraSchedules : public SystemTree {
-protected:
-    CameraSchedules() {
-        Sql(DB_SYSTEM,
-            "CREATE TABLE camera(id INTEGER PRIMARY KEY, name TEXT, notifyschedule TEXT);"
-            "INSERT INTO camera VALUES(1, 'a', '00003F,1,,123456789'), (2, 'b', ''), (3, 'c', NULL),"
-            " (4, 'd', 'it''s'), (5, 'e', ',');");
-    }
-
-    static std::string Schedules() { return Rows(DB_SYSTEM, "SELECT id, quote(notifyschedule) FROM camera"); }
-};
-
-TEST_F(CameraSchedules, AreWidenedToEightDigits) {
-    const struct {
-        const char* width;
-        const char* first;
-        const char* fourth;
-        const char* fifth;
-    } cases[] = {
-        {"6", "FF00003F,FF000001,FF000000,FF123456789", "FF00it''s", "FF000000,FF000000"},
-        {"06", "FF00003F,FF000001,FF000000,FF123456789", "FF00it''s", "FF000000,FF000000"},
-        {"0x6 digits", "FF00003F,FF000001,FF000000,FF123456789", "FF00it''s", "FF000000,FF000000"},
-        {"011", "00000003F,000000001,000000000,123456789", "00000it''s", "000000000,000000000"},
-        {"six", "FFFFFFFF00003F,FFFFFFFF1,FFFFFFFF,FFFFFFFF123456789", "FFFFFFFFit''s", "FFFFFFFF,FFFFFFFF"},
-    };
-    const std::string before = Schedules();
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.width);
-        WriteSettings(std::string("cam_noti_sched_char_num=\"") + test.width + "\"\n");
-        EXPECT_EQ(0, migrations::UpdateCamNotiSchedFilter());
-        EXPECT_EQ(std::string("1|'") + test.first + "'\n2|''\n3|NULL\n4|'" + test.fourth + "'\n5|'" +
-                      test.fifth + "'\n",
-                  Schedules());
-        EXPECT_EQ("cam_noti_sched_char_num=\"8\"\n", Settings());
-
-        const std::string widened = Schedules();
-        EXPECT_EQ(0, migrations::UpdateCamNotiSchedFilter()) << "a second run";
-        EXPECT_EQ(widened, Schedules());
-        Sql(DB_SYSTEM,
-            "UPDATE camera SET notifyschedule = '00003F,1,,123456789' WHERE id = 1;"
-            "UPDATE camera SET notifyschedule = 'it''s' WHERE id = 4;"
-            "UPDATE camera SET notifyschedule = ',' WHERE id = 5;");
-        ASSERT_EQ(before, Schedules());
-    }
-    EXPECT_EQ("", Log());
-}
-
-TEST_F(CameraSchedules, StayAsTheyAreWhereTheirWidthCannotBeTold) {
-    const std::string before = Schedules();
-    for (const std::string& width : {std::string("4294967295"), std::string("-1"),
-                                     std::string("99999999999999999999999"), std::string(300, '6')}) {
-        const std::string settings = "cam_noti_sched_char_num=\"" + width + "\"\n";
-        WriteSettings(settings);
-        EXPECT_EQ(-1, migrations::UpdateCamNotiSchedFilter());
-        EXPECT_EQ(before, Schedules()) << width;
-        EXPECT_EQ(settings, Settings());
-    }
-    EXPECT_EQ(3, CountInLog("(UpdateCamNotiSchedFilter): Wrong cam_noti_sched_char_num in settings.conf ["));
-    EXPECT_EQ(1, CountInLog("(UpdateCamNotiSchedFilter): "
-                            "Failed to get cam_noti_sched_char_num from settings.conf, skip.\n"));
-}
-
-TEST_F(CameraSchedules, AreWrittenTogetherOrNotAtAll) {
-    const std::string settings = "cam_noti_sched_char_num=\"7\"\n";
-    WriteSettings(settings);
-    Sql(DB_SYSTEM,
-        "DELETE FROM camera WHERE id NOT IN (4, 5);"
-        "CREATE TRIGGER no5 BEFORE UPDATE ON camera WHEN NEW.id = 5"
-        " BEGIN SELECT RAISE(ABORT, 'no'); END;");
-    EXPECT_EQ(-1, migrations::UpdateCamNotiSchedFilter());
-    EXPECT_EQ(1, CountInLog("(UpdateCamNotiSchedFilter): Failed to execute execute sql: "
-                            " UPDATE camera SET notifyschedule = 'F000it''s' WHERE id = 4;"
-                            " UPDATE camera SET notifyschedule = 'F0000000,F0000000' WHERE id = 5;.\n"));
-    EXPECT_EQ("4|'it''s'\n5|','\n", Schedules());
-    EXPECT_EQ(settings, Settings());
-}
-
-TEST_F(CameraSchedules, AWidthThatCannotBeStoredIsAFailure) {
-    std::filesystem::remove_all(std::filesystem::path(Path(kSettingsConf)).parent_path());
-    EXPECT_EQ(-1, migrations::UpdateCamNotiSchedFilter());
-    EXPECT_EQ(1, CountInLog("(UpdateCamNotiSchedFilter): "
-                            "Failed to set cam_noti_sched_char_num in setting conf.\n"));
-}
-
-TEST_F(CameraSchedules, CamerasThatCannotBeReadAreAFailure) {
-    Sql(DB_SYSTEM, "DROP TABLE camera;");
-    EXPECT_EQ(-1, migrations::UpdateCamNotiSchedFilter());
-    EXPECT_EQ("", Settings());
 }
 
 }  // namespace

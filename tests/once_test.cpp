@@ -5,6 +5,7 @@
 #include "platform/host/paths.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/migrations.h"
+#include "upgrader/once.h"
 
 namespace fs = std::filesystem;
 
@@ -127,24 +128,12 @@ TEST_F(OnceOnlyRows, WhoseKeyCannotBeWrittenFailUnderTheirName) {
     }
 }
 
-TEST_F(OnceOnlyRows, TheNoticeOnAnalyticsTasksIsForThoseWhoHaveSome) {
-    constexpr const char* kNotice = "show_dva_no_idle_name_change_info=\"true\"\n";
-    EXPECT_EQ(0, migrations::ShowDvaTaskChangeInfo());
-    Sql(DB_SYSTEM, "CREATE TABLE camera(id INTEGER);");
-    EXPECT_EQ(0, migrations::ShowDvaTaskChangeInfo()) << "no table";
-    Sql(DB_SYSTEM, "CREATE TABLE iva_setting(id INTEGER PRIMARY KEY);");
-    EXPECT_EQ(0, migrations::ShowDvaTaskChangeInfo()) << "no task";
-    EXPECT_EQ("", Settings());
-
-    Sql(DB_SYSTEM, "INSERT INTO iva_setting VALUES(7);");
-    for (int run = 0; run < 2; ++run) {
-        EXPECT_EQ(0, migrations::ShowDvaTaskChangeInfo());
-        EXPECT_EQ(kNotice, Settings());
-    }
-    fs::remove(Path(kSettingsConf));
-    fs::create_directories(Path(kSettingsConf));
-    EXPECT_EQ(-1, migrations::ShowDvaTaskChangeInfo());
-    EXPECT_EQ(1, CountInLog("(ShowDvaTaskChangeInfo): Failed to get show_dva_no_idle_name_change_info from"));
+TEST_F(OnceOnlyRows, CountAPositiveResultAsSuccess) {
+    WriteSettings(kStamp);
+    const MigrationFunction work = [] { return 3; };
+    EXPECT_EQ(0, RunOnce("a", "%s", work));
+    EXPECT_EQ(0, RunOnceAfterStamp("b", -1, work));
+    EXPECT_EQ(std::string(kStamp) + "a=\"true\"\nb=\"true\"\n", Settings());
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/log/vgprintf.h"
@@ -98,23 +99,28 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
         Outbox::DeliverOwed(facts);
 
     Plan plan = PlanRows(build, facts);
-    PlanRepair(plan, facts);
+    PlanRepair(plan);
     PlanDisk(plan);
     LogDiskNeeds(plan, site);
     g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
-    Walk walk(facts, state == Record::State::Usable);
+    const auto repair = [&, again = false]() mutable {
+        if (std::exchange(again, true)) {  // that of the main database is undone
+            PlanRepair(plan);
+            std::erase_if(repaired, [](const RepairDone& one) { return one.db == DB_SYSTEM; });
+        }
+        const bool done = RepairSchema(plan, repaired, site);
+        VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
+        return done;
+    };
+    Walk walk(facts, state);
     walk.OnProgress([&plan, count = 0](const WalkRow& row) mutable {
         SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, plan.rows.size(), row.name));
     });
     const int walked = walk.Run({.oldBuild = plan.oldBuild,
                                  .missing = plan.missing,
-                                 .before =
-                                     [&] {
-                                         repaired = RepairSchema(plan, site);
-                                         VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
-                                     },
+                                 .before = repair,
                                  .rows = plan.rows,
                                  .after = StampVersion});
     SetProgressLine("");

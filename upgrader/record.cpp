@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <charconv>
-#include <cstdlib>
 #include <string_view>
 
 #include "platform/support/json.h"
@@ -98,7 +97,8 @@ bool EntryFromJson(const std::string& text, UserLogEntry& entry) {
     return true;
 }
 
-bool ParseNumber(const std::string& text, uint32_t& number) {
+template <class Number>
+bool ParseNumber(const std::string& text, Number& number) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size();
 }
@@ -142,8 +142,11 @@ bool AddFact(const QueryResult& row, Record::Facts& facts) {
         return true;
     }
     if (fact == kPlace) {
-        facts.place = std::strtoll(value.c_str(), nullptr, 10);
-        return facts.place > 0;
+        long long place = 0;
+        if (!ParseNumber(value, place) || place <= 0)
+            return false;
+        facts.place = place;
+        return true;
     }
     return false;
 }

@@ -155,10 +155,17 @@ const char* WhyNotAddable(sqlite3* declared, sqlite3* db, const std::string& tab
     return nullptr;
 }
 
+// A type may be several words, or a quoted text, which would read as constraints.
+bool IsOneWord(const std::string& type) {
+    return std::all_of(type.begin(), type.end(), [](unsigned char c) {
+        return std::isalnum(c) || c == '_' || c == '(' || c == ')' || c == ',';
+    });
+}
+
 std::string AddColumnSql(sqlite3* declared, const std::string& table, const Column& column) {
     std::string sql = "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + QuoteName(column.name);
     if (!column.type.empty())
-        sql += ' ' + column.type;
+        sql += ' ' + (IsOneWord(column.type) ? column.type : QuoteName(column.type));
     if (column.notNull)
         sql += " NOT NULL";
     if (column.defaultSql)
@@ -177,6 +184,11 @@ int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
     if (const int found = ReadWholeFile(sqlFile, text); found <= 0) {
         if (found == 0)
             VG_LIB_LOG("No schema file %s\n", sqlFile.c_str());
+        return -1;
+    }
+    // SQLite would end there, and the rest would pass for not declared.
+    if (text.find('\0') != std::string::npos) {
+        VG_LIB_LOG("Schema file %s: damaged, it holds a NUL\n", sqlFile.c_str());
         return -1;
     }
     sqlite3* db = nullptr;

@@ -97,6 +97,10 @@ int VGDB::ExecuteNow(DB_INSTANCE db, const std::string& sql) {
 
 void VGDB::SetAside(DB_INSTANCE db) { Connection::To(GetDBPath(db)).SetAside(); }
 
+void VGDB::SetIncomplete(DB_INSTANCE db, bool incomplete) {
+    Connection::To(GetDBPath(db)).SetIncomplete(incomplete);
+}
+
 bool VGDB::IsDamaged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsDamaged(); }
 
 void VGDB::SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds together) {

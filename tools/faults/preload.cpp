@@ -481,6 +481,8 @@ int fchown(int fd, uid_t user, gid_t group) noexcept {
 int fchownat(int dirFd, const char* path, uid_t user, gid_t group, int flags) noexcept {
     NEXT(fchownat);
     const auto go = [&] { return next(dirFd, path, user, group, flags); };
+    if ((flags & AT_EMPTY_PATH) && !*path)
+        return DoChangeFd(__func__, Op::SetOwner, dirFd, Owner(user, group), go);
     const Op op = flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetOwner;
     return DoChangePath(__func__, op, dirFd, path, Owner(user, group), go);
 }
