@@ -322,7 +322,7 @@ std::string MakePlan(const Arguments& arguments, uint32_t& build, Plan& plan, ui
     if (std::string error = FindOldBuild(arguments.oldBuild, facts, build); !error.empty())
         return error;
     plan = PlanRows(build, facts);
-    PlanRepair(plan, facts);
+    PlanRepair(plan);
     PlanDisk(plan);
     room = 0;
     for (const DiskNeed& disk : plan.disk)
