@@ -99,7 +99,7 @@ struct HeldDatabases::Held {
     }
 
 private:
-    int TakeOnce(Against against, sqlite3* handle) {
+    int TakeOnce(Against against, sqlite3* handle) const {
         if (against == Against::Writers)
             return KeepWritersOut(handle, path);
         const bool everybody = against == Against::Everybody;

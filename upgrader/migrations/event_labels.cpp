@@ -13,8 +13,6 @@
 namespace migrations {
 namespace {
 
-constexpr const char* kFailedToSetLabelFlag = "Failed to set Update Label Setting in setting conf.\n";
-
 // Only this pair had labels before they became JSON.
 constexpr auto kLabelEventType = static_cast<REC_EVENT_TYPE>(4);
 constexpr auto kLabelSource = static_cast<EVENT_LABEL_SETTING_SRC>(0);
