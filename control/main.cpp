@@ -207,6 +207,7 @@ int main(int argc, char* argv[]) {
     if (completion->parsed())
         return Print(BashCompletion(app), 0);
 
+    umask(077);  // the package's folders may be shared
     SetColour(IsColourWanted());
     const Command& command =
         *std::find_if(std::begin(kCommands), std::end(kCommands),

@@ -11,6 +11,8 @@
 // Exit status: 0; 1 without an argument; 255 (-1) when a migration failed, another upgrade does not end, a restore is
 // unfinished, or the main database was left alone.
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -153,6 +155,7 @@ int main(int argc, char* argv[]) {
         std::puts(kBuiltVersion);
         return 0;
     }
+    umask(077);  // the package's folders may be shared
     const uint32_t build = ParseBuild(argv[1]);
     UPG_LOG("pre-upgrade version:%u\n", build);
     if (!IsDigits(argument))
