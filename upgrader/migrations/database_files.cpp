@@ -109,6 +109,7 @@ int ChangeDBBackupOwner() {
 
 int ChangeDBFileOwnerMod() {
     std::vector<DB_INSTANCE> all;
+    all.reserve(DB_INSTANCE_COUNT);
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
         all.push_back(static_cast<DB_INSTANCE>(db));
     return GiveToPackageUser(all);
