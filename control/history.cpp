@@ -2,7 +2,6 @@
 #include <CLI/App.hpp>
 #include <CLI/Validators.hpp>
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 #include "control/commands.h"
@@ -23,8 +22,8 @@ Outcome RunHistory(const Arguments& arguments) {
     if (arguments.newest > 0 && objects.size() > arguments.newest)
         objects.erase(objects.begin(), objects.end() - static_cast<std::ptrdiff_t>(arguments.newest));
     Json::Value newestFirst(Json::arrayValue);
-    for (Json::Value& object : std::views::reverse(objects))
-        newestFirst.append(std::move(object));
+    for (auto object = objects.rbegin(); object != objects.rend(); ++object)
+        newestFirst.append(std::move(*object));
     return Outcome::Done(std::move(newestFirst));
 }
 
