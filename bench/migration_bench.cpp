@@ -24,7 +24,7 @@ int main(int argc, char* argv[]) {
     for (const auto& migration : kMigrations) {
         if (argc != 2 || migration.name != argv[1])
             continue;
-        Walk walk({}, true);
+        Walk walk({}, Record::State::Usable);
         const int result = walk.Run({.oldBuild = 0, .missing = {}, .before = {}, .rows = {{0, argv[1], 1, migration.run}},
                                      .after = {}});
         rusage usage{};

@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -26,6 +27,12 @@ struct Arguments {
     std::string name;    // of a snapshot
     std::string folder;  // where the snapshots are, when not in the package's own folder
     bool yes = false;    // restore: without asking
+
+    size_t samples = 3;    // rehearse: rows a table
+    std::string page;      // and the page to write
+    std::string work;      // the folder to work in
+    bool keep = false;     // and whether it stays
+    std::string upgrader;  // the program to run; '': the one beside this
 };
 
 // How a command ends.
@@ -47,7 +54,7 @@ enum class Access {
     None,   // it looks at nothing there
     Reads,  // it waits for nobody, and neither changes nor makes a file
     Locked,  // it runs under the upgrade lock
-    Asks,    // it takes the upgrade lock itself, after a question
+    Asks,    // it takes the upgrade lock itself, for as long as it needs it
 };
 
 struct Command {

@@ -12,6 +12,10 @@ void AddPlanOptions(CLI::App& app, Arguments& arguments);
 Outcome RunPlan(const Arguments& arguments);
 std::string PrintPlan(const Json::Value& result, const Arguments& arguments);
 
+void AddRehearseOptions(CLI::App& app, Arguments& arguments);
+Outcome RunRehearse(const Arguments& arguments);
+std::string PrintRehearse(const Json::Value& result, const Arguments& arguments);
+
 void AddHistoryOptions(CLI::App& app, Arguments& arguments);
 Outcome RunHistory(const Arguments& arguments);
 std::string PrintHistory(const Json::Value& result, const Arguments& arguments);

@@ -31,7 +31,7 @@ std::string BashCompletion(const CLI::App& app) {
         cases +=
             "        " + command->get_name() + ") words=\"" + OptionsOf(*command, false) + " $global\" ;;\n";
     }
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     return "# bash completion for " + name + ", printed by `" + name +
            " completion`\n"
            "_" +

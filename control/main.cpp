@@ -46,6 +46,8 @@ constexpr Command kCommands[] = {
      true, nullptr, RunStatus, PrintStatus},
     {"plan", "What an upgrade from OLD-BUILD would do now", Access::Reads, kToTerminal, false, AddPlanOptions,
      RunPlan, PrintPlan},
+    {"rehearse", "Runs the upgrade on a copy, and shows what it changes", Access::Asks, kToTerminal, false,
+     AddRehearseOptions, RunRehearse, PrintRehearse},
     {"history", "Past upgrades and restores, the last first", Access::Reads, kToTerminal, false,
      AddHistoryOptions, RunHistory, PrintHistory},
     {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
@@ -205,6 +207,7 @@ int main(int argc, char* argv[]) {
     if (completion->parsed())
         return Print(BashCompletion(app), 0);
 
+    umask(077);  // the package's folders may be shared
     SetColour(IsColourWanted());
     const Command& command =
         *std::find_if(std::begin(kCommands), std::end(kCommands),

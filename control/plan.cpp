@@ -167,7 +167,7 @@ Outcome RunPlan(const Arguments& arguments) {
     if (std::string error = FindOldBuild(arguments.oldBuild, facts, build); !error.empty())
         return Outcome::Refused(std::move(error));
     Plan plan = PlanRows(build, facts);
-    PlanRepair(plan, facts);
+    PlanRepair(plan);
     PlanDisk(plan);
     return Outcome::Done(ToJson(plan, facts));
 }

@@ -5,6 +5,7 @@
 //   3. Walk them, and note it in the history.
 #include <algorithm>
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "control/commands.h"
@@ -16,6 +17,7 @@
 #include "upgrader/missing_schema.h"
 #include "upgrader/outbox.h"
 #include "upgrader/plan.h"
+#include "upgrader/repair.h"
 #include "upgrader/walk.h"
 
 namespace {
@@ -67,22 +69,35 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
 
     const std::vector<FailedRow> failed = FindFailedRows(facts);
     const bool hasRows = !failed.empty() && failed.front().number;
-    Walk walk(facts, state == Record::State::Usable);
+    Walk walk(facts, state);
     int result = 0;
+    std::vector<RepairDone> repaired;
     if (hasRows) {
-        g_missingSchema.assign(facts.missing.begin(), facts.missing.end());
+        Plan plan;
+        plan.missing = facts.missing;
+        PlanRepair(plan);  // a row may have failed for what was missing
+        g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
         VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
         const std::vector<WalkRow> rows = RowsToRun(failed);
         walk.OnProgress([&rows, count = 0](const WalkRow& row) mutable {
             SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, rows.size(), row.name));
         });
         result = walk.Run(
-            {.oldBuild = std::nullopt, .missing = {}, .before = nullptr, .rows = rows, .after = nullptr});
+            {.oldBuild = std::nullopt,
+             .missing = {},
+             .before =
+                 [&plan, &repaired, again = false]() mutable {
+                     if (std::exchange(again, true))
+                         PlanRepair(plan);
+                     return RepairSchema(plan, repaired, LogSite::Here());
+                 },
+             .rows = rows,
+             .after = nullptr});
         SetProgressLine("");
     }
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
 
-    Json::Value object = HistoryOf(Plan{}, walk, {}, nullptr, started, seconds.count(), result);
+    Json::Value object = HistoryOf(Plan{}, walk, repaired, nullptr, started, seconds.count(), result);
     object["old_build"] = Json::Value();  // rows of several upgrades may have failed
     if (hasRows) {
         (void)AppendHistory(object, result < 0);  // logged

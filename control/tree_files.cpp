@@ -78,6 +78,7 @@ std::string RealPathOfTreeFile(const std::string& path) {
 
 std::vector<std::string> DatabasePaths() {
     std::vector<std::string> paths;
+    paths.reserve(DB_INSTANCE_COUNT);
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
         paths.push_back(std::string(kTargetDir) + VGDB::GetDBName(static_cast<DB_INSTANCE>(db)));
     return paths;

@@ -9,12 +9,12 @@ set -e
 
 old=$1
 build=${old##*-}  # 6479
-
-name=before-$build
 status=0
 
-# A snapshot to go back to. An upgrade without one is still better than none: a full disk must not stop it.
-vgupgradectl snapshot "$name" || echo "No snapshot was taken; the upgrade goes on." >&2
+# A snapshot to go back to. An earlier try has taken the name already: then the time is the name. An upgrade without a
+# snapshot is still better than none: a full disk must not stop it.
+vgupgradectl snapshot "before-$build" || vgupgradectl snapshot ||
+    echo "No snapshot was taken; the upgrade goes on." >&2
 
 # With `set -e` a status must be caught where it arises.
 vgupgrader "$build" || status=$?

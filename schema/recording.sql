@@ -15,14 +15,14 @@ CREATE TABLE recording (
     path             TEXT    DEFAULT ''
 );
 
-CREATE INDEX idx_recording_update_time      ON recording (update_time);
-CREATE INDEX idx_recording_start_time       ON recording (start_time);
-CREATE INDEX idx_recording_stop_time        ON recording (stop_time);
+CREATE INDEX idx_recording_update_time ON recording (update_time);
+CREATE INDEX idx_recording_start_time ON recording (start_time);
+CREATE INDEX idx_recording_stop_time ON recording (stop_time);
 CREATE INDEX idx_recording_id_on_rec_server ON recording (id_on_rec_server);
-CREATE INDEX idx_recording_ds_id            ON recording (ds_id)       WHERE ds_id = 0;
-CREATE INDEX idx_recording_recording        ON recording (recording)   WHERE recording = 1;
-CREATE INDEX idx_recording_archived         ON recording (archived)    WHERE archived = 1;
-CREATE INDEX idx_recording_mark_as_del      ON recording (mark_as_del) WHERE mark_as_del = 1;
+CREATE INDEX idx_recording_ds_id ON recording (ds_id) WHERE ds_id = 0;
+CREATE INDEX idx_recording_recording ON recording (recording) WHERE recording = 1;
+CREATE INDEX idx_recording_archived ON recording (archived) WHERE archived = 1;
+CREATE INDEX idx_recording_mark_as_del ON recording (mark_as_del) WHERE mark_as_del = 1;
 
 -- A recorded event. The snapshots are its thumbnails.
 CREATE TABLE event (

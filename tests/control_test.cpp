@@ -219,7 +219,7 @@ protected:
         const pid_t pid = fork();
         if (pid == 0) {
             VGDB::StartAnew();
-            Walk walk({}, true);
+            Walk walk({}, Record::State::Usable);
             (void)walk.Run({.oldBuild = 3000,
                             .missing = {},
                             .before = nullptr,

@@ -104,13 +104,23 @@ TEST_F(PackageLog, GoesToStandardErrorWhenItsPlaceIsTaken) {
     EXPECT_NE(std::string::npos, StandardErrorOf(work).find("here\n")) << "no place for the folder";
 }
 
-TEST_F(PackageLog, MakesItsFoldersReadableWhateverTheUmask) {
+TEST_F(PackageLog, IsReadableInItsFoldersWhateverTheUmask) {
     fs::remove_all(Path("/var/log"));
     const mode_t mask = umask(0077);
     VG_LIB_LOG("here\n");
     EXPECT_EQ(0077u, umask(mask));
     EXPECT_EQ(static_cast<fs::perms>(0755), fs::status(Path(kLogDir)).permissions());
+    EXPECT_EQ(static_cast<fs::perms>(0640), fs::status(Path(kPackageLog)).permissions());
     EXPECT_EQ(1, CountInLog("here"));
+}
+
+TEST_F(PackageLog, FollowsALinkToALogAndMakesNoneBehindOne) {
+    fs::create_symlink("/var/log/elsewhere", Path(kPackageLog));
+    EXPECT_NE(std::string::npos, StandardErrorOf([] { VG_LIB_LOG("here\n"); }).find("here\n"));
+    EXPECT_FALSE(fs::exists(Path("/var/log/elsewhere")));
+    WriteFile(Path("/var/log/elsewhere"), "");
+    VG_LIB_LOG("there\n");
+    EXPECT_NE(std::string::npos, ReadFile(Path("/var/log/elsewhere")).find("there\n"));
 }
 
 TEST_F(PackageLog, IsNotTouchedByAProgramOfAnotherName) {

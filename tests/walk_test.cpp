@@ -76,7 +76,7 @@ protected:
             if (std::find(facts.done.begin(), facts.done.end(), row.Name()) == facts.done.end())
                 rows.push_back(row);
         }
-        Walk walk(facts, state == Record::State::Usable);
+        Walk walk(facts, state);
         const int result = walk.Run({.oldBuild = oldBuild, .missing = {}, .before = {}, .rows = rows, .after = {}});
         g_changed = walk.HasChanged();
         return result;

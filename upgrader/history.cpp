@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/files/file_io.h"
+#include "platform/host/append_file.h"
 #include "platform/host/local_time.h"
 #include "platform/host/paths.h"
 #include "platform/settings/settings.h"
@@ -63,9 +64,7 @@ Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<Repa
 }
 
 int AppendHistory(const Json::Value& object, bool flush) {
-    const std::string path = ResolvePath(kHistory);
-    const UniqueFd file(
-        open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0640));
+    const UniqueFd file(OpenForAppend(kHistory, O_RDWR));
     struct stat status {};
     bool written = file && fstat(file.Get(), &status) == 0;
     if (written && !S_ISREG(status.st_mode)) {
@@ -77,7 +76,7 @@ int AppendHistory(const Json::Value& object, bool flush) {
         written = WriteAll(file.Get(), line) && (!flush || Flush(file.Get()));
     }
     if (!written)
-        UPG_LOG("Failed to write %s. [%s]\n", path.c_str(), std::strerror(errno));
+        UPG_LOG("Failed to write %s. [%s]\n", ResolvePath(kHistory).c_str(), std::strerror(errno));
     return written ? 0 : -1;
 }
 

@@ -11,6 +11,8 @@
 // Exit status: 0; 1 without an argument; 255 (-1) when a migration failed, another upgrade does not end, a restore is
 // unfinished, or the main database was left alone.
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +20,7 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/log/vgprintf.h"
@@ -98,23 +101,28 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
         Outbox::DeliverOwed(facts);
 
     Plan plan = PlanRows(build, facts);
-    PlanRepair(plan, facts);
+    PlanRepair(plan);
     PlanDisk(plan);
     LogDiskNeeds(plan, site);
     g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
-    Walk walk(facts, state == Record::State::Usable);
+    const auto repair = [&, again = false]() mutable {
+        if (std::exchange(again, true)) {  // that of the main database is undone
+            PlanRepair(plan);
+            std::erase_if(repaired, [](const RepairDone& one) { return one.db == DB_SYSTEM; });
+        }
+        const bool done = RepairSchema(plan, repaired, site);
+        VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
+        return done;
+    };
+    Walk walk(facts, state);
     walk.OnProgress([&plan, count = 0](const WalkRow& row) mutable {
         SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, plan.rows.size(), row.name));
     });
     const int walked = walk.Run({.oldBuild = plan.oldBuild,
                                  .missing = plan.missing,
-                                 .before =
-                                     [&] {
-                                         repaired = RepairSchema(plan, site);
-                                         VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
-                                     },
+                                 .before = repair,
                                  .rows = plan.rows,
                                  .after = StampVersion});
     SetProgressLine("");
@@ -147,6 +155,7 @@ int main(int argc, char* argv[]) {
         std::puts(kBuiltVersion);
         return 0;
     }
+    umask(077);  // the package's folders may be shared
     const uint32_t build = ParseBuild(argv[1]);
     UPG_LOG("pre-upgrade version:%u\n", build);
     if (!IsDigits(argument))

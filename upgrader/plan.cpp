@@ -43,6 +43,7 @@ Plan PlanRows(uint32_t oldBuild, const Record::Facts& facts) {
     Plan plan;
     plan.resumed = facts.oldBuild.has_value();
     plan.oldBuild = std::min(oldBuild, facts.oldBuild.value_or(oldBuild));
+    plan.missing = facts.missing;
     std::vector<Record::RowName> done, failed;
     if (plan.oldBuild == facts.oldBuild) {
         done = facts.done;
@@ -60,8 +61,7 @@ Plan PlanRows(uint32_t oldBuild, const Record::Facts& facts) {
     return plan;
 }
 
-void PlanRepair(Plan& plan, const Record::Facts& facts) {
-    plan.missing = facts.missing;
+void PlanRepair(Plan& plan) {
     plan.repairs.clear();
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
         DatabaseRepair repair;

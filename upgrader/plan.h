@@ -45,6 +45,8 @@ WalkRow RowOf(size_t number);
 // taken effect are left out unless the new build is older than the one they ran for.
 Plan PlanRows(uint32_t oldBuild, const Record::Facts& facts);
 
-// Adds the repair to the plan, and the room that it all needs.
-void PlanRepair(Plan& plan, const Record::Facts& facts);
+// Adds the repair to the plan, in place of one that was planned before, and what is missing to what was.
+void PlanRepair(Plan& plan);
+
+// Adds the room that it all needs.
 void PlanDisk(Plan& plan);

@@ -1,5 +1,8 @@
 #include "upgrader/repair.h"
 
+#include <utility>
+
+#include "platform/host/first_change.h"
 #include "platform/support/strings.h"
 
 std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
@@ -12,20 +15,27 @@ std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
     return words;
 }
 
-std::vector<RepairDone> RepairSchema(const Plan& plan, const LogSite& site) {
-    std::vector<RepairDone> repaired;
+bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site) {
+    bool mainIsWhole = true;
     VGDB::BeginRepairs();
     for (const DatabaseRepair& repair : plan.repairs) {
         const std::string& sql = repair.differences.sql;
-        if (!repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {})) {
+        if (!sql.empty())
+            AnnounceChange();  // known to be one
+        const bool failed =
+            !repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {});
+        // What is missing for a moment's failure must not be taken for a system that never had it.
+        VGDB::SetIncomplete(repair.db, failed && repair.known);
+        if (failed) {
             LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
+            mainIsWhole = mainIsWhole && (repair.db != DB_SYSTEM || !repair.known);
         } else if (!sql.empty()) {
             repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
             UPG_LOG("Repaired %s: %s\n", repair.path.c_str(), JoinStrings(repaired.back().added, "; ").c_str());
         }
     }
     (void)VGDB::EndRepairs();  // logged there; a repair that is undone is found missing by the next upgrade
-    return repaired;
+    return mainIsWhole;
 }
 
 void LogIndexesLeftOut(const Plan& plan, const LogSite& site) {

@@ -81,16 +81,16 @@ void Walk::BeginRecord(const Job& job) {
 
 // False when the upgrade is undone.
 bool Walk::RunAtOnce(const Job& job) {
-    if (job.before)
-        job.before();
-    bool kept = true;
+    bool kept = !job.before || job.before() || !m_recorded;
     for (auto row = job.rows.begin(); row != job.rows.end() && kept; ++row) {
-        RunRow(*row);
-        kept = Settle();
+        const RowRun& run = RunRow(*row);
+        kept = Settle(run.result);
+        if (kept)  // else it runs again
+            DoAction(*row, run.result);
     }
     if (job.after && kept) {
         job.after();
-        kept = Settle();
+        kept = Settle(0);
     }
     if (kept && (!m_recorded || CommitAll()))
         return true;
@@ -101,10 +101,12 @@ bool Walk::RunAtOnce(const Job& job) {
 
 // Puts what the libraries have collected where it outlives the process. False when the main database has not taken
 // it, or has lost what it took before.
-bool Walk::Settle() {
+bool Walk::Settle(int result) {
     if (m_recorded)
         return Outbox::Note() == 0 && !VGDB::IsHeldLost(DB_SYSTEM);
-    Outbox::WriteDirectly();
+    if (result >= 0 || m_keepsFailed)
+        Outbox::WriteDirectly();
+    Outbox::Collect({});
     return true;
 }
 
@@ -145,17 +147,17 @@ void Walk::RunOneByOne(const Job& job) {
     Outbox::Stop();
     HoldAgain();
     if (job.before) {
-        job.before();
+        (void)job.before();  // what it could not do costs the rows that need it
         m_failed = !CommitOne(nullptr) || m_failed;
     }
     for (const WalkRow& row : job.rows) {
         RowRun& run = RunRow(row);
-        if (CommitOne(&run))
-            continue;
-        UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
-        if (run.result >= 0)
-            DoAction(row, run.result = -1);
-        m_unnoted.push_back(row.Name());
+        if (!CommitOne(&run)) {
+            UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
+            run.result = -1;
+            m_unnoted.push_back(row.Name());
+        }
+        DoAction(row, run.result);
     }
     if (job.after) {
         job.after();
@@ -165,8 +167,10 @@ void Walk::RunOneByOne(const Job& job) {
 
 // Begins the next transaction, in which migrations see what is owed as written.
 void Walk::HoldAgain() {
-    if (!m_recorded)
+    if (!m_recorded) {
+        Outbox::Collect({});
         return;
+    }
     if (Record::Facts now; Record::Read(now) == 0) {
         m_facts.keys = now.keys;
         m_done = now.done.size();
@@ -177,7 +181,7 @@ void Walk::HoldAgain() {
 
 // Commits what has been done since the last commit, and delivers what it owes. False when it is lost.
 bool Walk::CommitOne(const RowRun* run) {
-    bool kept = Settle();
+    bool kept = Settle(run ? run->result : 0);
     if (!m_recorded)
         return true;
     std::string outcome = run ? OutcomeSql(*run) : "";
@@ -209,8 +213,6 @@ RowRun& Walk::RunRow(const WalkRow& row) {
     const long long changesBefore = VGDB::ChangedRows();
     const int result = RunMigration(row);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
-    DoAction(row, result);
-
     auto run = std::find_if(m_runs.begin(), m_runs.end(),
                             [&row](const RowRun& one) { return one.row.number == row.number; });
     if (run == m_runs.end())

@@ -42,14 +42,18 @@ public:
         std::optional<uint32_t> oldBuild;
         Record::MissingReport missing;
 
-        std::function<void()> before;  // the schema repair; called once more when the upgrade is undone
+        std::function<bool()> before;  // the schema repair; called once more when the upgrade is undone, as by false
         std::vector<WalkRow> rows;
         std::function<void()> after;  // the stamp
     };
 
-    // `facts` is the record as it stands. Without a record (the main database is missing, no database at all, or set
-    // aside) keys and log entries are written directly.
-    Walk(Record::Facts facts, bool recorded) : m_facts(std::move(facts)), m_recorded(recorded) {}
+    // `facts` is the record as it stands. Without a record keys and log entries are written after each row: all of them
+    // where the main database is missing, or no database at all; where it is set aside, not those of a row that has
+    // failed. The next upgrade runs that row, and a key would tell it that the row is done.
+    Walk(Record::Facts facts, Record::State state)
+        : m_facts(std::move(facts)),
+          m_recorded(state == Record::State::Usable),
+          m_keepsFailed(state == Record::State::None) {}
 
     // Called before each row.
     void OnProgress(std::function<void(const WalkRow&)> listener) { m_progress = std::move(listener); }
@@ -68,7 +72,7 @@ private:
     bool RunAtOnce(const Job& job);
     bool CommitAll();
     void RunOneByOne(const Job& job);
-    bool Settle();
+    bool Settle(int result);
     void FlushFiles();
     bool Stands(size_t rows) const;
     void HoldAgain();
@@ -79,6 +83,7 @@ private:
 
     Record::Facts m_facts;
     bool m_recorded;
+    bool m_keepsFailed;  // without a record, what a failed row has written
     bool m_changed = false;
     bool m_begun = false;   // the record has been written by this walk
     bool m_failed = false;  // beside the rows that have failed

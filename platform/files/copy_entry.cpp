@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t kBlockSize = 256 * 1024;
+constexpr size_t kBlockSize = size_t{256} * 1024;
 
 int LogFailure(const std::string& from, const std::string& to) {
     NoteErrno(errno);

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t kBlockSize = 64 * 1024;
+constexpr size_t kBlockSize = size_t{64} * 1024;
 
 int LogNotRead(const std::string& path, const char* reason) {
     VG_LIB_LOG("Failed to read %s, %s.\n", path.c_str(), reason);

@@ -13,6 +13,7 @@
 #include "platform/files/rename_entry.h"
 #include "platform/host/disk_error.h"
 #include "platform/host/first_change.h"
+#include "platform/host/umask_scope.h"
 #include "platform/log/library_log.h"
 
 namespace {
@@ -249,9 +250,8 @@ int VGFileCreate(const std::string& path, mode_t mode) {
     if (const int found = FindPlace(path, place, status); found != 0)
         return found < 0 ? -1 : 0;
     AnnounceChange();
-    const mode_t mask = umask(0);
+    const UmaskScope mask(0);
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    umask(mask);
     if (file && Flush(file.Get()) && FlushLater(place.folder))
         return 0;
     NoteErrno(errno);

@@ -18,8 +18,9 @@ int FindPlace(const std::string& path, Place& place, struct stat& status) {
         if (isThere || errno == ENOENT || errno == ENOTDIR)
             return 0;
         NoteErrno(errno);
-        VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
         return -1;
     });
+    if (failed)
+        VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
     return failed ? -1 : isThere;
 }

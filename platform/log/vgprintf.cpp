@@ -6,15 +6,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
+#include "platform/host/append_file.h"
 #include "platform/host/format.h"
 #include "platform/host/local_time.h"
 #include "platform/host/paths.h"
@@ -58,28 +56,13 @@ void AppendOnOneLine(std::string& line, std::string_view message) {
     line += shown.size() < message.size() ? " …\n" : "\n";
 }
 
-int OpenLog() {
-    // Not blocking, since nothing may read from a FIFO in the log's place.
-    const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    const std::string path = ResolvePath(kPackageLog);
-    int fd = open(path.c_str(), flags, 0640);
-    if (fd < 0 && errno == ENOENT) {
-        std::error_code ignored;  // the second try tells
-        const mode_t mask = umask(0022);
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-        umask(mask);
-        fd = open(path.c_str(), flags, 0640);
-    }
-    return fd;
-}
-
 bool WriteOnce(int fd, std::string_view text) {
     return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 // Opened for each line: messages are few, and a rotated log is followed.
 bool AppendToLog(const std::string& line) {
-    const int fd = OpenLog();
+    const int fd = OpenForAppend(kPackageLog, O_WRONLY);
     if (fd < 0)
         return false;
     struct stat status {};

@@ -173,7 +173,7 @@ std::vector<LineProblem> FindLineProblems(std::string_view text) {
 }
 
 std::string InWords(const LineProblem& problem) {
-    const std::string line = "line " + std::to_string(problem.line) + ": ";
+    std::string line = "line " + std::to_string(problem.line) + ": ";
     switch (problem.kind) {
         case LineProblem::Kind::NoPair:
             return line + "holds no key with a value";

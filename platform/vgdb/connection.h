@@ -50,6 +50,10 @@ public:
     void SetAside();
     bool IsDamaged() const { return m_damaged; }
 
+    // See VGDB::SetIncomplete.
+    void SetIncomplete(bool incomplete) { m_incomplete = incomplete; }
+    bool IsIncomplete() const { return m_incomplete; }
+
     // See VGDB::BeginRepairs. EndRepairs tells whether commits wait for the flush of the file's folder.
     static void BeginRepairs();
     [[nodiscard]] bool EndRepairs();
@@ -102,6 +106,7 @@ private:
     bool m_damaged = false;
     bool m_doubtful = false;  // damage was reported, but may have been a failure of the disk
     bool m_refusalTold = false;
+    bool m_incomplete = false;
 
     bool m_holding = false;
     Held m_held;

@@ -60,6 +60,13 @@ bool HasHotJournal(sqlite3* db, const std::string& path) {
     return file->pMethods->xCheckReservedLock(file, &isWriting) == SQLITE_OK && isWriting == 0;
 }
 
+// As the header says.
+bool IsWriteAhead(int fd) {
+    constexpr off_t kReadVersion = 19;
+    char version = 0;
+    return pread(fd, &version, 1, kReadVersion) == 1 && version == 2;
+}
+
 int KeepWritersOut(sqlite3* db, const std::string& path) {
     // Else the end of the last connection would bring the log into the database.
     if (IsThereAndNotEmpty(path + "-wal"))
@@ -100,14 +107,34 @@ struct HeldDatabases::Held {
 
 private:
     int TakeOnce(Against against, sqlite3* handle) {
-        if (against == Against::Writers)
-            return KeepWritersOut(handle, path);
-        const bool everybody = against == Against::Everybody;
-        const int code = LockFile(handle, everybody ? SQLITE_LOCK_EXCLUSIVE : SQLITE_LOCK_SHARED);
-        if (everybody ? code == SQLITE_OK : code != SQLITE_OK || HasHotJournal(handle, path))
+        switch (against) {
+            case Against::Writers:
+                break;
+            case Against::WritersAsItStands:
+                return TakeAsItStands(handle);
+            case Against::Everybody:
+                return LockOrLeave(handle, SQLITE_LOCK_EXCLUSIVE);
+        }
+        return KeepWritersOut(handle, path);
+    }
+
+    // A transaction would begin a file that is empty, and make the files of write-ahead mode and remove them: the locks
+    // alone do not. Who uses a database in write-ahead mode has them in its -shm, which is there then.
+    int TakeAsItStands(sqlite3* handle) {
+        if (const int code = LockFile(handle, SQLITE_LOCK_SHARED);
+            code != SQLITE_OK || HasHotJournal(handle, path))
             return code;
-        FileOf(handle)->pMethods->xUnlock(FileOf(handle), SQLITE_LOCK_NONE);
-        return everybody ? code : KeepWritersOut(handle, path);
+        const bool writeAhead = IsWriteAhead(file.Get());
+        const int code = LockOrLeave(handle, writeAhead ? SQLITE_LOCK_EXCLUSIVE : SQLITE_LOCK_RESERVED);
+        return writeAhead && IsBusy(code) && IsThereAndNotEmpty(path + "-shm") ? KeepWritersOut(handle, path)
+                                                                               : code;
+    }
+
+    static int LockOrLeave(sqlite3* handle, int level) {
+        const int code = LockFile(handle, level);
+        if (sqlite3_file* const locked = FileOf(handle); code != SQLITE_OK && locked)
+            locked->pMethods->xUnlock(locked, SQLITE_LOCK_NONE);
+        return code;
     }
 };
 

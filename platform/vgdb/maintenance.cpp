@@ -18,9 +18,13 @@ int Find(const std::string& dbPath, const std::string& query) {
     DBResult_tag* rows = nullptr;
     if (VGDB::Executep(dbPath, query, &rows))
         return -1;
-    const int found = VGDBNumRows(rows) > 0 ? 1 : 0;
+    const bool found = VGDBNumRows(rows) > 0;
     VGDBFreeResult(rows);
-    return found;
+    if (found || !Connection::To(dbPath).IsIncomplete())
+        return found ? 1 : 0;
+    LibraryLog(__LINE__, "Execute", "%s: lacks what its repair was to create [%s]\n", dbPath.c_str(),
+               query.c_str());
+    return -1;
 }
 
 int FindTable(const std::string& dbPath, const std::string& table) {

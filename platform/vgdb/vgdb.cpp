@@ -19,6 +19,7 @@ void AppendDoubled(std::string& text, const std::string& value) {
 
 }  // namespace
 
+// The platform's interface takes the texts by value. NOLINTBEGIN(performance-unnecessary-value-param)
 int VGDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool, bool, bool, bool) {
     return Connection::To(GetDBPath(db)).Run(sql, result, {});
 }
@@ -27,6 +28,7 @@ int VGDB::Executep(const std::string& dbPath, std::string sql, DBResult_tag** re
                    const std::list<std::string>& params) {
     return Connection::To(dbPath).Run(sql, result, params);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 std::string VGDB::QuoteEscape(const std::string& value) {
     std::string text;
@@ -96,6 +98,10 @@ int VGDB::ExecuteNow(DB_INSTANCE db, const std::string& sql) {
 }
 
 void VGDB::SetAside(DB_INSTANCE db) { Connection::To(GetDBPath(db)).SetAside(); }
+
+void VGDB::SetIncomplete(DB_INSTANCE db, bool incomplete) {
+    Connection::To(GetDBPath(db)).SetIncomplete(incomplete);
+}
 
 bool VGDB::IsDamaged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsDamaged(); }
 

@@ -193,6 +193,9 @@ bool IsHeldLost(DB_INSTANCE db);
 // From now on every call to the database fails, for the rest of the run. What is held in it is lost.
 void SetAside(DB_INSTANCE db);
 
+// The repair of the database has failed: from now on the guards cannot tell whether what is not there should be.
+void SetIncomplete(DB_INSTANCE db, bool incomplete);
+
 // Whether SQLite has met damage in the database.
 bool IsDamaged(DB_INSTANCE db);
 

@@ -375,6 +375,12 @@ int openat64(int dirFd, const char* path, int flags, ...) {
     return DoOpen(__func__, dirFd, path, flags, [&] { return next(dirFd, path, flags, mode); });
 }
 
+// The forms that a program checked by the compiler's library calls, when the flags are known only when it runs.
+int __open_2(const char* path, int flags) { return open(path, flags); }
+int __open64_2(const char* path, int flags) { return open64(path, flags); }
+int __openat_2(int dirFd, const char* path, int flags) { return openat(dirFd, path, flags); }
+int __openat64_2(int dirFd, const char* path, int flags) { return openat64(dirFd, path, flags); }
+
 int creat(const char* path, mode_t mode) { return open(path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
 int creat64(const char* path, mode_t mode) { return open64(path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
 
@@ -481,6 +487,8 @@ int fchown(int fd, uid_t user, gid_t group) noexcept {
 int fchownat(int dirFd, const char* path, uid_t user, gid_t group, int flags) noexcept {
     NEXT(fchownat);
     const auto go = [&] { return next(dirFd, path, user, group, flags); };
+    if ((flags & AT_EMPTY_PATH) && !*path)
+        return DoChangeFd(__func__, Op::SetOwner, dirFd, Owner(user, group), go);
     const Op op = flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetOwner;
     return DoChangePath(__func__, op, dirFd, path, Owner(user, group), go);
 }
@@ -516,6 +524,21 @@ ssize_t pread(int fd, void* data, size_t size, off_t offset) {
 }
 
 ssize_t pread64(int fd, void* data, size_t size, off64_t offset) { return pread(fd, data, size, offset); }
+
+ssize_t __read_chk(int fd, void* data, size_t size, size_t room) {
+    NEXT(__read_chk);
+    return DoRead("read", Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size, room); });
+}
+
+ssize_t __pread_chk(int fd, void* data, size_t size, off_t offset, size_t room) {
+    NEXT(__pread_chk);
+    return DoRead("pread", Op::Read, fd, nullptr, ssize_t{-1},
+                  [&] { return next(fd, data, size, offset, room); });
+}
+
+ssize_t __pread64_chk(int fd, void* data, size_t size, off64_t offset, size_t room) {
+    return __pread_chk(fd, data, size, offset, room);
+}
 
 #define LOOK(function, Status)                                                                      \
     int function(const char* path, Status* status) noexcept {                                       \

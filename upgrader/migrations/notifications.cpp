@@ -234,10 +234,10 @@ int UpdateIntercomRexNotificationSettings() {
                                       filter.GetFilterSettingByType(NOTIFY_INTERCOM_ACCESS));
     else
         filter.RemoveFilterSettingByType(NOTIFY_INTERCOM_REX);
-    if (filter.Save()) {
+    // The home mode is another matter: what cannot be saved here does not keep it.
+    const int saved = filter.Save();
+    if (saved)
         UPG_LOG("Failed to save notification filter settings.\n");
-        return -1;
-    }
 
     const std::string table = gszTableHomeModeNotifyFilter;
     QueryResult homeMode;
@@ -256,11 +256,14 @@ int UpdateIntercomRexNotificationSettings() {
     const char* access = homeMode.Text("intercom_access");
     const char* rex = homeMode.Text("intercom_rex");
     if (access && rex ? std::string_view(access) == rex : access == rex)
-        return 0;
+        return saved;
     const std::string value = access ? VGDB::QuoteEscape(access) : "NULL";
     return ExecuteSql(
-        DB_SYSTEM, "UPDATE " + table + " SET intercom_access = " + value + ", intercom_rex = " + value + ";",
-        "VGDBExecute error [%s]\n");
+               DB_SYSTEM,
+               "UPDATE " + table + " SET intercom_access = " + value + ", intercom_rex = " + value + ";",
+               "VGDBExecute error [%s]\n")
+               ? -1
+               : saved;
 }
 
 int once::UpdateNotificationEvent() {
