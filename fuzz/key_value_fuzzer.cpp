@@ -39,7 +39,8 @@ bool DiffersInOneLine(const std::string& edited, const std::string& text) {
     return false;
 }
 
-std::map<std::string, std::string> Without(std::map<std::string, std::string> values, const std::string& key) {
+std::map<std::string, std::string> Without(std::map<std::string, std::string> values,
+                                           const std::string& key) {
     values.erase(key);
     return values;
 }

@@ -21,9 +21,10 @@ std::string Setting() {
 }
 
 void Store(const std::string& mask, const std::string& texts, const std::string& setting) {
-    Expect(VGDB::Executep(VGDB::GetDBPath(DB_SYSTEM),
-                          "UPDATE eventlabelsetting SET event_type = 4, source = 0, enabled = ?, text = ?, setting = ?;",
-                          nullptr, false, true, true, true, {mask, texts, setting}) == 0,
+    Expect(VGDB::Executep(
+               VGDB::GetDBPath(DB_SYSTEM),
+               "UPDATE eventlabelsetting SET event_type = 4, source = 0, enabled = ?, text = ?, setting = ?;",
+               nullptr, false, true, true, true, {mask, texts, setting}) == 0,
            "labels can be stored");
 }
 

@@ -12,7 +12,9 @@
 
 namespace {
 
-void Execute(const std::string& sql) { Expect(VGDB::Execute(DB_SYSTEM, sql) == 0, "the record can be written"); }
+void Execute(const std::string& sql) {
+    Expect(VGDB::Execute(DB_SYSTEM, sql) == 0, "the record can be written");
+}
 
 void MakeRecord(std::string_view input) {
     Execute(Record::MakeSql(true));
@@ -22,7 +24,8 @@ void MakeRecord(std::string_view input) {
         std::string values;
         for (const std::string& field : fields)
             values += (values.empty() ? "" : ", ") + (field == "\\N" ? "NULL" : VGDB::QuoteEscape(field));
-        Execute(std::string("INSERT INTO ") + Record::kTable + "(fact, subject, name, value) VALUES(" + values + ");");
+        Execute(std::string("INSERT INTO ") + Record::kTable + "(fact, subject, name, value) VALUES(" +
+                values + ");");
     }
 }
 
@@ -60,7 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzTree::EmptyLog();
     MakeRecord(input);
     Record::Facts facts;
-    Expect(Record::Read(facts) == 0 && facts.exists && !facts.strange, "a record can be read whatever it holds");
+    Expect(Record::Read(facts) == 0 && facts.exists && !facts.strange,
+           "a record can be read whatever it holds");
     const std::vector<Record::OwedEntry> entries = Entries();
     Expect(static_cast<long long>(entries.size()) == facts.entries, "as many entries as were counted");
 
@@ -74,8 +78,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     Record::Facts again;
     Expect(Record::Read(again) == 0 && again.nonsense.empty(), "what is noted makes sense");
-    Expect(again.oldBuild == facts.oldBuild.value_or(0) && again.done == facts.done && again.missing == facts.missing &&
-               again.place == facts.place && again.entries == static_cast<long long>(sound.size()),
+    Expect(again.oldBuild == facts.oldBuild.value_or(0) && again.done == facts.done &&
+               again.missing == facts.missing && again.place == facts.place &&
+               again.entries == static_cast<long long>(sound.size()),
            "facts that are noted read back");
     for (const Record::OwedEntry& owed : Entries())
         Expect(owed.entry.has_value(), "entries that are noted read back");

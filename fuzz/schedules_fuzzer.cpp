@@ -26,7 +26,8 @@ void TryGroup(const std::string& text) {
     VGGeneric::NotifySche system;
     Expect((system.SetNotifyScheduleByGroup(1, text) == 0) == loaded, "both take the same texts");
     if (!loaded) {
-        Expect(std::all_of(schedule.GetSlots().begin(), schedule.GetSlots().end(), [](uint32_t slot) { return slot == 7; }),
+        Expect(std::all_of(schedule.GetSlots().begin(), schedule.GetSlots().end(),
+                           [](uint32_t slot) { return slot == 7; }),
                "a text that is refused changes nothing");
         return;
     }
@@ -38,8 +39,8 @@ void TryGroup(const std::string& text) {
 
 void TryCamera(const std::string& width, const std::string& text) {
     FuzzTree::Write(FuzzTree::Path(kSettingsConf), "cam_noti_sched_char_num=" + width + "\n");
-    Expect(VGDB::Executep(VGDB::GetDBPath(DB_SYSTEM), "UPDATE camera SET notifyschedule = ? WHERE id = 1;", nullptr,
-                          false, true, true, true, {text}) == 0,
+    Expect(VGDB::Executep(VGDB::GetDBPath(DB_SYSTEM), "UPDATE camera SET notifyschedule = ? WHERE id = 1;",
+                          nullptr, false, true, true, true, {text}) == 0,
            "a schedule can be stored");
     const auto stored = [] {
         std::string schedule;

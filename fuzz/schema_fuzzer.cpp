@@ -24,7 +24,8 @@ constexpr const char* kDatabase =
 // Texts that would leave the database in memory, or run for ever in it.
 bool IsTooMuch(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    for (const char* const word : {"attach", "vacuum", "with", "blob(", "printf", "format", "pragma", "join", "replace("})
+    for (const char* const word :
+         {"attach", "vacuum", "with", "blob(", "printf", "format", "pragma", "join", "replace("})
         if (text.find(word) != std::string::npos)
             return true;
     return false;
@@ -59,10 +60,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         VGDB::SchemaDifferences left;
         Expect(VGDB::CompareSchema(path, schema, left) == 0, "what is repaired can be compared");
         Expect(left.sql.empty(), "what is repaired lacks nothing more");
-        Expect(left.columnsNotAddable.size() <= differences.columnsNotAddable.size(), "nothing more is in the way");
+        Expect(left.columnsNotAddable.size() <= differences.columnsNotAddable.size(),
+               "nothing more is in the way");
     }
     std::string cameras;
-    Expect(VGDB::LoadFirstFieldFromDB(DB_SYSTEM, "SELECT group_concat(id || name) FROM (SELECT * FROM camera ORDER BY id)", cameras) == 0 &&
+    Expect(VGDB::LoadFirstFieldFromDB(
+               DB_SYSTEM, "SELECT group_concat(id || name) FROM (SELECT * FROM camera ORDER BY id)",
+               cameras) == 0 &&
                cameras == "1door,2gate,3door",
            "the rows that were there stay");
     VGDB::RollbackHeld(DB_SYSTEM);

@@ -147,7 +147,8 @@ const std::map<std::string, CaseTest::Action>& CaseTest::Actions() {
         {"sql", [](CaseTest&, const Directive& d) { Sql(DatabaseOf(d.rest).first, d.text); }},
         {"refuse",
          [](CaseTest&, const Directive& d) {
-             Sql(DB_SYSTEM, "CREATE TRIGGER refuse BEFORE " + d.rest + " BEGIN SELECT RAISE(ABORT, 'no'); END;");
+             Sql(DB_SYSTEM,
+                 "CREATE TRIGGER refuse BEFORE " + d.rest + " BEGIN SELECT RAISE(ABORT, 'no'); END;");
          }},
         {"allow", [](CaseTest&, const Directive&) { Sql(DB_SYSTEM, "DROP TRIGGER refuse;"); }},
         {"damage",
@@ -231,8 +232,9 @@ void RegisterFile(const fs::path& path) {
         if (title.empty())
             setUp = directives;
         else
-            testing::RegisterTest(TestName(path.stem()).c_str(), TestName(title).c_str(), nullptr, nullptr, path.c_str(),
-                                  titleLine, [directives]() -> CaseTest* { return new CaseTest(directives); });
+            testing::RegisterTest(TestName(path.stem()).c_str(), TestName(title).c_str(), nullptr, nullptr,
+                                  path.c_str(), titleLine,
+                                  [directives]() -> CaseTest* { return new CaseTest(directives); });
         directives = setUp;
     };
     for (std::string line; std::getline(file, line);) {

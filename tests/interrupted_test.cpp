@@ -12,7 +12,9 @@ protected:
         CreateNewSystem();
         Sql(DB_SYSTEM, Record::MakeSql(false));
     }
-    static std::string Note() { return Rows(DB_SYSTEM, std::string("SELECT fact, name FROM ") + Record::kTable); }
+    static std::string Note() {
+        return Rows(DB_SYSTEM, std::string("SELECT fact, name FROM ") + Record::kTable);
+    }
     static std::string Schedules() { return Rows(DB_SYSTEM, "SELECT event_type FROM notificationschedule"); }
 };
 
@@ -22,14 +24,18 @@ TEST_F(InterruptedUpgrade, KnowsWhatWasMissingBeforeTheFirstRepair) {
     missing[DB_SYSTEM]["notificationfilter"] = {"rec_storage_removed"};
     Sql(DB_SYSTEM, Record::BeginSql(2300, missing));
     EXPECT_EQ(0, RunUpgrader("9760")) << Log();
-    EXPECT_EQ(1, CountInLog("(NotiFilterAddRecStorageColumn): DB[0], Detect notificationfilter missing rec_storage_removed"));
+    EXPECT_EQ(
+        1,
+        CountInLog(
+            "(NotiFilterAddRecStorageColumn): DB[0], Detect notificationfilter missing rec_storage_removed"));
     EXPECT_EQ(1, CountInLog("Upgrade from build 2300: "));
     EXPECT_NE(std::string::npos, Schedules().find("33\n34\n"));
 }
 
 // And one that the repair has still to make is missing too.
 TEST_F(InterruptedUpgrade, RepairsOnlyAfterItHasReadWhatWasNoted) {
-    Sql(DB_SYSTEM, "ALTER TABLE notificationfilter DROP COLUMN rec_storage_removed;" + Record::BeginSql(2300, {}));
+    Sql(DB_SYSTEM,
+        "ALTER TABLE notificationfilter DROP COLUMN rec_storage_removed;" + Record::BeginSql(2300, {}));
     EXPECT_EQ(0, RunUpgrader("9760")) << Log();
     EXPECT_NE(std::string::npos, Schedules().find("33\n34\n"));
     EXPECT_EQ(0, RunUpgrader("9760"));
@@ -38,11 +44,25 @@ TEST_F(InterruptedUpgrade, RepairsOnlyAfterItHasReadWhatWasNoted) {
 
 // Rows that this build does not have, or has under another threshold, say nothing about those that it has.
 TEST_F(InterruptedUpgrade, OfAnotherRegistryRunsWhatThisOneHas) {
-    Sql(DB_SYSTEM, "INSERT INTO camera(id, vendor, model) VALUES(1, 'AXIS', 'P3384');" + Record::BeginSql(2300, {}) +
-                       Record::DoneSql({{"GoneRow", 2500}, {"PatchAxisP3384", 1}}) + Record::FailedSql({"GoneRow", 2500}));
+    Sql(DB_SYSTEM, "INSERT INTO camera(id, vendor, model) VALUES(1, 'AXIS', 'P3384');" +
+                       Record::BeginSql(2300, {}) +
+                       Record::DoneSql({{"GoneRow", 2500}, {"PatchAxisP3384", 1}}) +
+                       Record::FailedSql({"GoneRow", 2500}));
     EXPECT_EQ(0, RunUpgrader("9760")) << Log();
     EXPECT_EQ("P3384-V\n", Rows(DB_SYSTEM, "SELECT model FROM camera"));
     EXPECT_EQ("failed|GoneRow\n", Note());
+}
+
+TEST_F(InterruptedUpgrade, HasNoPlaceForItsEntriesWhereTheNoteMakesNoSense) {
+    for (const char* const place : {"-5", "0", "17 or so", ""}) {
+        Sql(DB_SYSTEM, std::string("DELETE FROM vgupgrader_record;"
+                                   "INSERT INTO vgupgrader_record(fact, name, value) VALUES('place', '', '") +
+                           place + "')");
+        Record::Facts facts;
+        ASSERT_EQ(0, Record::Read(facts));
+        EXPECT_EQ(0, facts.place) << place;
+        EXPECT_EQ(1u, facts.nonsense.size()) << place;
+    }
 }
 
 }  // namespace
