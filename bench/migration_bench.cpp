@@ -25,7 +25,10 @@ int main(int argc, char* argv[]) {
         if (argc != 2 || migration.name != argv[1])
             continue;
         Walk walk({}, Record::State::Usable);
-        const int result = walk.Run({.oldBuild = 0, .missing = {}, .before = {}, .rows = {{0, argv[1], 1, migration.run}},
+        const int result = walk.Run({.oldBuild = 0,
+                                     .missing = {},
+                                     .before = {},
+                                     .rows = {{0, argv[1], 1, migration.run}},
                                      .after = {}});
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);

@@ -66,9 +66,10 @@ TEST_F(Command, UpgradesANewSystemWithoutAComplaintAndThenLeavesItAlone) {
     CreateNewSystem();
     WriteSettings("a=\"b\"\n");
     EXPECT_EQ(0, RunUpgrader(kNewest));
-    EXPECT_TRUE(std::regex_match(Log(), std::regex("\\(main\\): pre-upgrade version:9999\n"
-                                                   "\\(main\\): Upgrade from build 9999: 5 migrations ran, 0 failed, "
-                                                   "\\d\\.\\d\\d s\\.\n")))
+    EXPECT_TRUE(
+        std::regex_match(Log(), std::regex("\\(main\\): pre-upgrade version:9999\n"
+                                           "\\(main\\): Upgrade from build 9999: 5 migrations ran, 0 failed, "
+                                           "\\d\\.\\d\\d s\\.\n")))
         << Log();
     EXPECT_TRUE(Settings().starts_with("a=\"b\"\nvg_upgrader_version=\"9.")) << Settings();
 
@@ -140,7 +141,8 @@ TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
     if (truncate(path.c_str(), static_cast<off_t>(size)) != 0)
         GTEST_SKIP() << "no sparse files of that size here";
     EXPECT_EQ(0, RunUpgrader("9748"));
-    EXPECT_EQ(1, CountInLog("(main): The file system of " + VGDB::GetDBPath(DB_SYSTEM) + " may be too full: "));
+    EXPECT_EQ(1,
+              CountInLog("(main): The file system of " + VGDB::GetDBPath(DB_SYSTEM) + " may be too full: "));
     EXPECT_TRUE(fs::remove(Path(kPackageLog)));
     EXPECT_EQ(0, RunUpgrader("9749"));
     EXPECT_EQ(0, CountInLog("too full"));

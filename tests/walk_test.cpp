@@ -77,7 +77,8 @@ protected:
                 rows.push_back(row);
         }
         Walk walk(facts, state);
-        const int result = walk.Run({.oldBuild = oldBuild, .missing = {}, .before = {}, .rows = rows, .after = {}});
+        const int result =
+            walk.Run({.oldBuild = oldBuild, .missing = {}, .before = {}, .rows = rows, .after = {}});
         g_changed = walk.HasChanged();
         return result;
     }
@@ -192,8 +193,9 @@ TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
         "INSERT INTO vgupgrader_record VALUES(1, 'place', '', '', '2'), (4, 'entry', '', '', 'no entry'),"
         " (5, 'entry', '', '', '[1,\"SYSTEM\",8,\"[]\",0,1,0]'), (6, 'entry', '', '', '[1,\"SYSTEM\",9,\"[]\",0,1,0]');";
     Sql(DB_SYSTEM, owed);
-    Sql(DB_LOG, "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra)"
-                " VALUES(1, 'SYSTEM', 8, '[]', 0, 1, 0), (1, 'SYSTEM', 9, '[]', 0, 1, 0);");
+    Sql(DB_LOG,
+        "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra)"
+        " VALUES(1, 'SYSTEM', 8, '[]', 0, 1, 0), (1, 'SYSTEM', 9, '[]', 0, 1, 0);");
     const std::string delivered = std::string(kFirstEntry) + "2|1|SYSTEM|8|[]|0|0\n3|1|SYSTEM|9|[]|0|0\n";
     EXPECT_EQ(0, Upgrade({Nothing}));
     EXPECT_EQ(delivered, LogEntries());
@@ -248,10 +250,12 @@ TEST_F(WalkTest, IsFinishedByWhateverComesNext) {
 }
 
 TEST_F(WalkTest, TakesNothingFromARecordThatIsNone) {
-    Sql(DB_SYSTEM, "CREATE TABLE vgupgrader_record(name TEXT, value TEXT); INSERT INTO vgupgrader_record"
-                   " VALUES('old_build', '1');");
+    Sql(DB_SYSTEM,
+        "CREATE TABLE vgupgrader_record(name TEXT, value TEXT); INSERT INTO vgupgrader_record"
+        " VALUES('old_build', '1');");
     EXPECT_EQ(0, Upgrade({First}));
-    EXPECT_EQ(1, CountInLog("Table vgupgrader_record is no record of an upgrade, nothing is taken from it.\n"));
+    EXPECT_EQ(1,
+              CountInLog("Table vgupgrader_record is no record of an upgrade, nothing is taken from it.\n"));
     EXPECT_EQ("first\n", X());
     EXPECT_EQ("t\n", Tables(DB_SYSTEM));
 

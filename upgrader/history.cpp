@@ -72,7 +72,8 @@ int AppendHistory(const Json::Value& object, bool flush) {
         written = false;
     }
     if (written) {
-        const std::string line = (EndsInsideALine(file.Get()) ? "\n" : "") + JsonWrite(object, true, 15) + '\n';
+        const std::string line =
+            (EndsInsideALine(file.Get()) ? "\n" : "") + JsonWrite(object, true, 15) + '\n';
         written = WriteAll(file.Get(), line) && (!flush || Flush(file.Get()));
     }
     if (!written)

@@ -72,7 +72,8 @@ void StampVersion() { (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgV
 void LogDiskNeeds(const Plan& plan, const LogSite& site) {
     for (const DiskNeed& disk : plan.disk)
         if (disk.needed > disk.free)
-            LogMessage(site, "The file system of %s may be too full: %llu bytes can be needed, %llu are free.\n",
+            LogMessage(site,
+                       "The file system of %s may be too full: %llu bytes can be needed, %llu are free.\n",
                        disk.fileSystem.c_str(), static_cast<unsigned long long>(disk.needed),
                        static_cast<unsigned long long>(disk.free));
 }
@@ -166,8 +167,9 @@ int main(int argc, char* argv[]) {
         return -1;
     std::string snapshot;
     if (const int restoring = FindUnfinishedRestore(snapshot); restoring != 0) {
-        UPG_LOG("The restore of snapshot [%s] is not finished, nothing was changed. Finish it: vgupgradectl restore %s\n",
-                snapshot.c_str(), snapshot.c_str());
+        UPG_LOG(
+            "The restore of snapshot [%s] is not finished, nothing was changed. Finish it: vgupgradectl restore %s\n",
+            snapshot.c_str(), snapshot.c_str());
         return -1;
     }
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();

@@ -169,7 +169,8 @@ int Outbox::Note() {
 std::string Outbox::PlaceSql() {
     Record::Facts facts;
     long long place = 0;
-    if (Record::Read(facts) || facts.entries == 0 || facts.place > 0 || VGLogFind() <= 0 || ChoosePlace(place))
+    if (Record::Read(facts) || facts.entries == 0 || facts.place > 0 || VGLogFind() <= 0 ||
+        ChoosePlace(place))
         return "";
     return Record::PlaceSql(place);
 }

@@ -67,7 +67,8 @@ void PlanRepair(Plan& plan) {
         DatabaseRepair repair;
         repair.db = static_cast<DB_INSTANCE>(number);
         repair.path = VGDB::GetDBPath(repair.db);
-        repair.known = VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
+        repair.known =
+            VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
         Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);
         plan.repairs.push_back(std::move(repair));
     }
@@ -123,11 +124,11 @@ uint64_t SizeOf(const std::string& path) {
 // The main database has one journal from the first change to the commit, up to its whole size, and grows meanwhile;
 // another has a journal for one call. Nothing is needed where only the checks of every upgrade are due.
 void PlanDisk(Plan& plan) {
-    const bool repairs = std::any_of(plan.repairs.begin(), plan.repairs.end(), [](const DatabaseRepair& repair) {
-        return !repair.differences.sql.empty();
-    });
-    const bool converts =
-        std::any_of(plan.rows.begin(), plan.rows.end(), [](const WalkRow& row) { return row.threshold != 0; });
+    const bool repairs =
+        std::any_of(plan.repairs.begin(), plan.repairs.end(),
+                    [](const DatabaseRepair& repair) { return !repair.differences.sql.empty(); });
+    const bool converts = std::any_of(plan.rows.begin(), plan.rows.end(),
+                                      [](const WalkRow& row) { return row.threshold != 0; });
     if (!repairs && !converts)
         return;
     std::map<dev_t, FileSystem> all;

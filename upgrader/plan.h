@@ -29,7 +29,7 @@ struct Plan {
     uint32_t oldBuild = 0;  // the one that the walk uses
     bool resumed = false;   // it finishes an interrupted upgrade
     std::vector<WalkRow> rows;
-    std::vector<WalkRow> failedBefore;  // rows of the interrupted upgrade that have run, and failed
+    std::vector<WalkRow> failedBefore;    // rows of the interrupted upgrade that have run, and failed
     std::vector<DatabaseRepair> repairs;  // by DB_INSTANCE
     Record::MissingReport missing;        // with what the interrupted upgrade found
     std::vector<DiskNeed> disk;

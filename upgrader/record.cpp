@@ -28,7 +28,8 @@ std::string Literal(const std::optional<std::string>& text) {
 std::string NoteSql(const std::string& fact, const std::string& subject, const std::string& name,
                     const std::optional<std::string>& value) {
     return std::string("INSERT INTO ") + Record::kTable + "(fact, subject, name, value) VALUES('" + fact +
-           "', " + VGDB::QuoteEscape(subject) + ", " + VGDB::QuoteEscape(name) + ", " + Literal(value) + ");\n";
+           "', " + VGDB::QuoteEscape(subject) + ", " + VGDB::QuoteEscape(name) + ", " + Literal(value) +
+           ");\n";
 }
 
 std::string StrikeSql(const std::string& condition) {
@@ -168,8 +169,8 @@ int Record::Read(Facts& facts) {
     }
     QueryResult rows, entries;
     if (QuerySql(DB_SYSTEM,
-                 std::string("SELECT fact, subject, name, value FROM ") + kTable + " WHERE fact <> '" + kEntry +
-                     "' ORDER BY id;",
+                 std::string("SELECT fact, subject, name, value FROM ") + kTable + " WHERE fact <> '" +
+                     kEntry + "' ORDER BY id;",
                  rows, "Failed to read the record of an upgrade: %s\n") ||
         QuerySql(DB_SYSTEM,
                  std::string("SELECT count(*) AS entries FROM ") + kTable + " WHERE fact = '" + kEntry + "';",
@@ -192,7 +193,8 @@ Record::State Record::Open(Facts& facts) {
             if (facts.strange)
                 UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
             for (const std::string& fact : facts.nonsense)
-                UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s].\n", fact.c_str());
+                UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s].\n",
+                        fact.c_str());
             return State::Usable;
         }
     }
@@ -206,10 +208,11 @@ Record::State Record::Open(Facts& facts) {
 int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries) {
     entries.clear();
     QueryResult rows;
-    if (QuerySql(DB_SYSTEM,
-                 StringPrintf("SELECT id, value FROM %s WHERE fact = '%s' AND id > %lld ORDER BY id LIMIT %zu;",
-                              kTable, kEntry, beyond, most),
-                 rows, "Failed to read the record of an upgrade: %s\n"))
+    if (QuerySql(
+            DB_SYSTEM,
+            StringPrintf("SELECT id, value FROM %s WHERE fact = '%s' AND id > %lld ORDER BY id LIMIT %zu;",
+                         kTable, kEntry, beyond, most),
+            rows, "Failed to read the record of an upgrade: %s\n"))
         return -1;
     while (rows.Next()) {
         OwedEntry& owed = entries.emplace_back();
@@ -241,8 +244,9 @@ std::string Record::NothingDoneSql() { return StrikeSql(std::string("fact = '") 
 std::string Record::DoneSql(const std::vector<RowName>& rows) {
     std::string sql;
     for (const RowName& row : rows)
-        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, name, value) VALUES\n" : ",\n") + "('" +
-               kDone + "', " + VGDB::QuoteEscape(row.name) + ", '" + std::to_string(row.threshold) + "')";
+        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, name, value) VALUES\n" : ",\n") +
+               "('" + kDone + "', " + VGDB::QuoteEscape(row.name) + ", '" + std::to_string(row.threshold) +
+               "')";
     return sql.empty() ? "" : sql + ";\n";
 }
 
@@ -261,8 +265,8 @@ std::string Record::OwedSql(const KeyChange& change) {
 std::string Record::OwedSql(const std::vector<UserLogEntry>& entries) {
     std::string sql;
     for (const UserLogEntry& entry : entries)
-        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, value) VALUES\n" : ",\n") + "('" +
-               kEntry + "', " + VGDB::QuoteEscape(EntryToJson(entry)) + ")";
+        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, value) VALUES\n" : ",\n") +
+               "('" + kEntry + "', " + VGDB::QuoteEscape(EntryToJson(entry)) + ")";
     return sql + ";";
 }
 

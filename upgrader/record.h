@@ -28,16 +28,16 @@ struct RowName {
 using MissingReport = std::array<VGDB::MissingNames, DB_INSTANCE_COUNT>;
 
 struct Facts {
-    bool exists = false;               // the table is there
-    bool strange = false;              // but is no record of ours, and is made anew
+    bool exists = false;                // the table is there
+    bool strange = false;               // but is no record of ours, and is made anew
     std::vector<std::string> nonsense;  // what was left out, for the log
-    std::optional<uint32_t> oldBuild;  // an upgrade from there has begun, and has not come to its end
-    std::vector<RowName> done;         // its rows that have taken effect
-    std::vector<RowName> failed;       // rows that failed, in this or an earlier upgrade
-    MissingReport missing;             // what the databases lacked before their repair
-    std::vector<KeyChange> keys;       // owed
-    long long entries = 0;             // how many entries are owed
-    long long place = 0;               // the id that the first of them gets in the log; 0: not chosen yet
+    std::optional<uint32_t> oldBuild;   // an upgrade from there has begun, and has not come to its end
+    std::vector<RowName> done;          // its rows that have taken effect
+    std::vector<RowName> failed;        // rows that failed, in this or an earlier upgrade
+    MissingReport missing;              // what the databases lacked before their repair
+    std::vector<KeyChange> keys;        // owed
+    long long entries = 0;              // how many entries are owed
+    long long place = 0;                // the id that the first of them gets in the log; 0: not chosen yet
 
     bool Owes() const { return !keys.empty() || entries > 0; }
 };
@@ -49,7 +49,7 @@ struct Facts {
 // Reads the record before a program changes anything, and logs what makes no sense in it.
 enum class State {
     Usable,
-    None,     // the main database is missing, or is no database at all: it takes no record
+    None,  // the main database is missing, or is no database at all: it takes no record
     SetAside  // it is busy, or its record cannot be read twice (logged). It may hide an interrupted upgrade, and is
               // left alone: every statement on it fails from now on
 };

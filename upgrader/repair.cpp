@@ -7,9 +7,9 @@
 
 std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
     std::vector<std::string> words;
-    for (const auto& [kind, names] : {std::pair{"table ", &differences.tables},
-                                      std::pair{"column ", &differences.columns},
-                                      std::pair{"index ", &differences.indexes}})
+    for (const auto& [kind, names] :
+         {std::pair{"table ", &differences.tables}, std::pair{"column ", &differences.columns},
+          std::pair{"index ", &differences.indexes}})
         for (const std::string& name : *names)
             words.push_back(kind + name);
     return words;
@@ -31,7 +31,8 @@ bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const Log
             mainIsWhole = mainIsWhole && (repair.db != DB_SYSTEM || !repair.known);
         } else if (!sql.empty()) {
             repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
-            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(), JoinStrings(repaired.back().added, "; ").c_str());
+            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(),
+                    JoinStrings(repaired.back().added, "; ").c_str());
         }
     }
     (void)VGDB::EndRepairs();  // logged there; a repair that is undone is found missing by the next upgrade

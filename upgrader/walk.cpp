@@ -240,7 +240,8 @@ void Walk::End() {
         last += Record::FailedSql(row);
     Record::Facts now;
     const bool isRead = Record::Read(now) == 0;
-    last = isRead && !owes && now.failed.empty() && m_unnoted.empty() ? Record::DropSql() : last + Record::EndSql();
+    last = isRead && !owes && now.failed.empty() && m_unnoted.empty() ? Record::DropSql()
+                                                                      : last + Record::EndSql();
     VGDB::CloseAll();
     if (VGDB::ExecuteNow(DB_SYSTEM, last))
         UPG_LOG("Failed to close the record of the upgrade; the next upgrade does.\n");

@@ -42,7 +42,8 @@ public:
         std::optional<uint32_t> oldBuild;
         Record::MissingReport missing;
 
-        std::function<bool()> before;  // the schema repair; called once more when the upgrade is undone, as by false
+        std::function<bool()>
+            before;  // the schema repair; called once more when the upgrade is undone, as by false
         std::vector<WalkRow> rows;
         std::function<void()> after;  // the stamp
     };
@@ -85,10 +86,10 @@ private:
     bool m_recorded;
     bool m_keepsFailed;  // without a record, what a failed row has written
     bool m_changed = false;
-    bool m_begun = false;   // the record has been written by this walk
-    bool m_failed = false;  // beside the rows that have failed
-    std::vector<Record::RowName> m_unnoted;      // rows whose outcome the record does not hold
-    size_t m_done = 0;                           // rows that the record holds as done
+    bool m_begun = false;                          // the record has been written by this walk
+    bool m_failed = false;                         // beside the rows that have failed
+    std::vector<Record::RowName> m_unnoted;        // rows whose outcome the record does not hold
+    size_t m_done = 0;                             // rows that the record holds as done
     std::chrono::milliseconds m_patience{10'000};  // for readers, at the commit of a row
     std::vector<RowRun> m_runs;
     std::function<void(const WalkRow&)> m_progress;

@@ -63,7 +63,8 @@ int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
 
 bool FlushLater(const Folder& folder) {
     struct stat status {};
-    return fstat(folder.Fd(), &status) == 0 && Keep(g_folders, Identity{status.st_dev, status.st_ino}, folder, Flush);
+    return fstat(folder.Fd(), &status) == 0 &&
+           Keep(g_folders, Identity{status.st_dev, status.st_ino}, folder, Flush);
 }
 
 bool FlushFileSystemLater(const Folder& folder) {

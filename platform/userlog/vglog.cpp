@@ -45,10 +45,13 @@ std::vector<UserLogEntry> VGLogTake() { return std::exchange(Noted(), {}); }
 
 int VGLogFind() {
     switch (VGDB::Probe(DB_LOG)) {
-    case VGDB::DBState::Usable: return VGDB::FindTable(DB_LOG, kTable);
-    case VGDB::DBState::Missing:
-    case VGDB::DBState::NotADatabase: return 0;
-    default: return -1;
+        case VGDB::DBState::Usable:
+            return VGDB::FindTable(DB_LOG, kTable);
+        case VGDB::DBState::Missing:
+        case VGDB::DBState::NotADatabase:
+            return 0;
+        default:
+            return -1;
     }
 }
 
@@ -76,9 +79,10 @@ int VGLogWrite(const std::vector<UserLogEntry>& entries, long long firstId) {
     std::string sql;
     for (size_t i = 0; i < entries.size(); ++i) {
         const UserLogEntry& entry = entries[i];
-        sql += i % kRowsPerInsert == 0 ? StringPrintf("%sINSERT INTO %s(id, log_type, user, item_id, params, ds_id,"
-                                                      " log_time, extra) VALUES\n",
-                                                      i == 0 ? "" : ";\n", kTable)
+        sql += i % kRowsPerInsert == 0 ? StringPrintf(
+                                             "%sINSERT INTO %s(id, log_type, user, item_id, params, ds_id,"
+                                             " log_time, extra) VALUES\n",
+                                             i == 0 ? "" : ";\n", kTable)
                                        : ",\n";
         const std::string id = firstId > 0 ? std::to_string(firstId + static_cast<long long>(i)) : "NULL";
         sql += StringPrintf("(%s, %d, %s, %d, %s, %d, %lld, %ld)", id.c_str(), entry.logType,

@@ -55,7 +55,9 @@ void SortWithoutId(std::vector<std::string>& rows) {
 }
 
 void WithoutRows(std::vector<std::string>& rows, const char* pattern) {
-    std::erase_if(rows, [which = std::regex(pattern)](const std::string& row) { return std::regex_search(row, which); });
+    std::erase_if(rows, [which = std::regex(pattern)](const std::string& row) {
+        return std::regex_search(row, which);
+    });
 }
 
 bool IsJournal(const std::string& path) {

@@ -196,7 +196,8 @@ void CopyTree(const fs::path& from, const fs::path& to) {
     fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     for (const auto& entry : fs::recursive_directory_iterator(from)) {
         struct stat status {};
-        if (lstat(entry.path().c_str(), &status) == 0 && (status.st_uid != geteuid() || status.st_gid != getegid()) &&
+        if (lstat(entry.path().c_str(), &status) == 0 &&
+            (status.st_uid != geteuid() || status.st_gid != getegid()) &&
             lchown((to / entry.path().lexically_relative(from)).c_str(), status.st_uid, status.st_gid) != 0)
             throw std::runtime_error("cannot give " + entry.path().string() + " its owner in a copy");
     }
