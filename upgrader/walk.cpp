@@ -146,9 +146,14 @@ void Walk::RunOneByOne(const Job& job) {
     m_failed = m_failed || !m_recorded;
     Outbox::Stop();
     HoldAgain();
-    if (job.before) {
-        (void)job.before();  // what it could not do costs the rows that need it
-        m_failed = !CommitOne(nullptr) || m_failed;
+    // What the repair could not do costs the rows that need it. They must not take what is missing for what never was.
+    const auto repair = [&] {
+        const bool done = job.before();
+        return CommitOne(nullptr) && done;
+    };
+    if (job.before && !repair() && !repair()) {
+        VGDB::SetIncomplete(DB_SYSTEM, true);
+        m_failed = true;
     }
     for (const WalkRow& row : job.rows) {
         RowRun& run = RunRow(row);

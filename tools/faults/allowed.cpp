@@ -213,6 +213,10 @@ TreeImage WithoutDamaged(TreeImage image, const std::string& database) {
     std::erase_if(main.tables, [](const auto& table) { return table.first.starts_with(kOwnTable); });
     std::erase_if(main.tables["schema"],
                   [](const std::string& row) { return row.find(kOwnName) != std::string::npos; });
+    if (name == "pos.db") {  // its rows tell the cameras' streams
+        main.tables.erase("table camera");
+        image[kLogDatabase].tables.erase("table log");
+    }
     if (const auto made = counts.find(name); made != counts.end()) {
         for (const std::string& count : made->second)
             image.erase(database.substr(0, database.size() - name.size()) + count);
