@@ -1,5 +1,7 @@
 #include "upgrader/repair.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "platform/host/first_change.h"
@@ -15,6 +17,15 @@ std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
     return words;
 }
 
+// Whether a database whose repair has failed may lack what it would have got. What is missing for a moment's failure
+// must not be taken for what the system never had.
+static bool MayLack(DB_INSTANCE db) {
+    std::error_code unknown;
+    const VGDB::DBState state = VGDB::Probe(db);
+    return state != VGDB::DBState::Missing && state != VGDB::DBState::NotADatabase &&
+           (std::filesystem::exists(VGDB::GetSqlFile(VGDB::GetDBPath(db)), unknown) || unknown);
+}
+
 bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site) {
     bool mainIsWhole = true;
     VGDB::BeginRepairs();
@@ -24,11 +35,11 @@ bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const Log
             AnnounceChange();  // known to be one
         const bool failed =
             !repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {});
-        // What is missing for a moment's failure must not be taken for a system that never had it.
-        VGDB::SetIncomplete(repair.db, failed && repair.known);
+        const bool incomplete = failed && MayLack(repair.db);
+        VGDB::SetIncomplete(repair.db, incomplete);
         if (failed) {
             LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
-            mainIsWhole = mainIsWhole && (repair.db != DB_SYSTEM || !repair.known);
+            mainIsWhole = mainIsWhole && (repair.db != DB_SYSTEM || !incomplete);
         } else if (!sql.empty()) {
             repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
             UPG_LOG("Repaired %s: %s\n", repair.path.c_str(),
