@@ -248,7 +248,7 @@ bool Trace(const std::function<void()>& work, const std::function<bool(const std
 // has left, before the original goes.
 TEST_P(FileMove, FlushesACopyBeforeItsNameAndItsNameBeforeTheOriginalGoes) {
     if (GetParam() == Target::kSameFileSystem)
-        GTEST_SKIP() << "nothing is copied";
+        return;  // nothing is copied
     WriteFile(m_from + "/file", "content");
     std::string calls;
     Trace([&] { (void)VGFileMove(m_from + "/file", m_to); },
