@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <future>
-#include <mutex>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -22,44 +19,52 @@
 
 namespace {
 
+// Large enough that a thread a block costs nothing, small enough for two blocks to stay in a processor's cache.
 constexpr size_t kBlockSize = 1024 * 1024;
 
 // Brings what was written so far on its way to the disk, so that the flush at the end has little left to do.
 constexpr off_t kWriteOutEvery = 16 * 1024 * 1024;
 
-// A smaller file is not worth a processor of its own.
-constexpr off_t kLarge = 16 * 1024 * 1024;
-
-// Passes every block of the file, from its beginning, to the function, which gives false to stop. The sum, where it is
-// wanted, is taken meanwhile on another processor.
+// Passes every block of the file, from its beginning, to the function, which gives false to stop. The next block is
+// read, and the sum, where it is wanted, taken meanwhile on another processor.
 template <class Function>
 bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function function) {
     (void)posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    std::array<std::vector<char>, 2> blocks = {std::vector<char>(kBlockSize), std::vector<char>(kBlockSize)};
     Sha256 sha;
-    std::future<void> summing;  // destroyed first, which waits for it
-    for (off_t at = 0;;) {
-        std::vector<char>& buffer = blocks[static_cast<size_t>(at) / kBlockSize % 2];
-        const size_t begin = static_cast<size_t>(at) % kBlockSize;
+    off_t at = 0;
+    // Its bytes; or none at the end, or the error.
+    struct Block {
+        std::vector<char> bytes = std::vector<char>(kBlockSize);
+        size_t count = 0;
+        int error = 0;
+    };
+    const auto read = [&](Block& block) {
         const ssize_t count =
-            RetryInterrupted([&] { return pread(fd, buffer.data() + begin, kBlockSize - begin, at); });
-        if (count < 0)
-            return false;
-        if (summing.valid())
-            summing.get();
-        if (count == 0)
-            break;
-        const std::string_view block(buffer.data() + begin, static_cast<size_t>(count));
+            RetryInterrupted([&] { return pread(fd, block.bytes.data(), block.bytes.size(), at); });
+        block.error = count < 0 ? errno : 0;
+        block.count = count < 0 ? 0 : static_cast<size_t>(count);
+        at += static_cast<off_t>(block.count);
         if (sum)
-            summing = std::async([&sha, block] { sha.Add(block); });
-        if (!function(block))
-            return false;
+            sha.Add({block.bytes.data(), block.count});
+    };
+    Block now;
+    Block next;
+    for (read(now); now.count > 0; std::swap(now, next)) {
+        const auto policy =
+            now.count < kBlockSize ? std::launch::deferred : std::launch::async | std::launch::deferred;
+        std::future<void> reading = std::async(policy, read, std::ref(next));
+        const bool goesOn = function(std::string_view(now.bytes.data(), now.count));
+        const int error = errno;
         if (progress)
-            progress(block.size());
-        at += count;
+            progress(now.count);
+        reading.get();
+        errno = error;
+        if (!goesOn)
+            return false;
     }
-    if (!sum)
-        return true;
+    errno = now.error;
+    if (errno != 0 || !sum)
+        return errno == 0;
     *sum = sha.Sum();
     if (sum->empty())
         errno = ENOMEM;
@@ -104,11 +109,6 @@ bool CopyOne(FileCopy& job, const Progress& progress) {
     return true;
 }
 
-off_t SizeOf(const FileCopy& job) {
-    struct stat status {};
-    return fstat(job.from, &status) == 0 ? status.st_size : 0;
-}
-
 }  // namespace
 
 bool CanShareBlocks(int from, const Folder& to) {
@@ -117,38 +117,9 @@ bool CanShareBlocks(int from, const Folder& to) {
 }
 
 const FileCopy* CopyFiles(std::vector<FileCopy>& copies, const Progress& progress) {
-    std::vector<FileCopy*> large;
-    for (FileCopy& job : copies) {
-        if (SizeOf(job) >= kLarge)
-            large.push_back(&job);
-        else if (!CopyOne(job, progress))
-            return &job;
-    }
-    std::sort(large.begin(), large.end(),
-              [](const FileCopy* a, const FileCopy* b) { return SizeOf(*a) > SizeOf(*b); });
-
-    std::mutex telling;
-    const Progress tell = [&](uint64_t bytes) {
-        const std::lock_guard lock(telling);
-        if (progress)
-            progress(bytes);
-    };
-    std::atomic<size_t> next = 0;
-    std::atomic<bool> failed = false;
-    const auto work = [&] {
-        for (size_t i = next++; i < large.size() && !failed; i = next++)
-            if (!CopyOne(*large[i], tell))
-                failed = true;
-    };
-    std::vector<std::future<void>> others;
-    for (size_t i = 1; i < std::min<size_t>(large.size(), std::thread::hardware_concurrency()); ++i)
-        others.push_back(std::async(work));
-    work();
-    for (std::future<void>& other : others)
-        other.get();
-    const auto bad =
-        std::find_if(large.begin(), large.end(), [](const FileCopy* job) { return job->error != 0; });
-    return bad == large.end() ? nullptr : *bad;
+    const auto failed =
+        std::find_if_not(copies.begin(), copies.end(), [&](FileCopy& job) { return CopyOne(job, progress); });
+    return failed == copies.end() ? nullptr : &*failed;
 }
 
 std::string SumOfFile(int fd, const Progress& progress) {

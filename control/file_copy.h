@@ -28,8 +28,8 @@ struct FileCopy {
     int error = 0;               // errno
 };
 
-// Makes copies, large ones at the same time. `progress` is called by one thread at a time. Returns the first one that
-// failed, after which others may not have been begun; null when all is well.
+// Makes copies, one after the other. Returns the first one that failed, after which the others have not been begun; null
+// when all is well.
 const FileCopy* CopyFiles(std::vector<FileCopy>& copies, const Progress& progress);
 
 // The sum of an open file from its beginning; '', with errno, on failure.
