@@ -1,6 +1,5 @@
 // check: the integrity of the 17 databases, their schema against the schema files, and the settings files. What is
 // there beyond what the schema asks for is no problem.
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <string>
@@ -163,10 +162,6 @@ std::string PrintPart(const Json::Value& checked, const char* kind) {
 }
 
 }  // namespace
-
-void AddCheckOptions(CLI::App& app, Arguments& arguments) {
-    app.add_flag("--full", arguments.full, "Read every index too (PRAGMA integrity_check)");
-}
 
 Outcome RunCheck(const Arguments& arguments) {
     const char* const pragma = arguments.full ? "integrity_check" : "quick_check";

@@ -51,8 +51,8 @@ struct Outcome {
 
 // What a command does to the package tree.
 enum class Access {
-    None,   // it looks at nothing there
-    Reads,  // it waits for nobody, and neither changes nor makes a file
+    None,    // it looks at nothing there
+    Reads,   // it waits for nobody, and neither changes nor makes a file
     Locked,  // it runs under the upgrade lock
     Asks,    // it takes the upgrade lock itself, for as long as it needs it
 };

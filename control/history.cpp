@@ -1,6 +1,4 @@
 // history: past upgrades and restores, the last first.
-#include <CLI/App.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <vector>
 
@@ -10,10 +8,6 @@
 #include "platform/host/paths.h"
 #include "platform/support/strings.h"
 #include "upgrader/history.h"
-
-void AddHistoryOptions(CLI::App& app, Arguments& arguments) {
-    app.add_option("-n", arguments.newest, "The newest N alone")->type_name("N")->check(CLI::PositiveNumber);
-}
 
 Outcome RunHistory(const Arguments& arguments) {
     std::vector<Json::Value> objects;

@@ -26,6 +26,7 @@
 #include "control/command.h"
 #include "control/commands.h"
 #include "control/completion.h"
+#include "control/options.h"
 #include "control/text.h"
 #include "platform/host/paths.h"
 #include "platform/log/vgprintf.h"

@@ -1,6 +1,5 @@
 #include "control/old_build.h"
 
-#include <CLI/App.hpp>
 #include <charconv>
 #include <string_view>
 
@@ -22,12 +21,6 @@ bool ParseVersion(std::string_view version, uint32_t& build) {
 }
 
 }  // namespace
-
-void AddOldBuild(CLI::App& app, std::string& text) {
-    app.add_option("OLD-BUILD", text,
-                   "The build that was installed before, a number; the last upgrade's without it")
-        ->type_name("");
-}
 
 std::string FindOldBuild(const std::string& text, const Record::Facts& facts, uint32_t& build) {
     if (!text.empty()) {

@@ -1,7 +1,6 @@
 // plan: what an upgrade would do now. It is the plan that vgupgrader executes, and changes nothing.
 #include "upgrader/plan.h"
 
-#include <CLI/App.hpp>
 #include <map>
 #include <set>
 #include <utility>
@@ -152,11 +151,6 @@ std::string PrintDisk(const Json::Value& disks) {
 }
 
 }  // namespace
-
-void AddPlanOptions(CLI::App& app, Arguments& arguments) {
-    AddOldBuild(app, arguments.oldBuild);
-    app.add_flag("--sql", arguments.sql, "Print the statements of the schema repair alone");
-}
 
 Outcome RunPlan(const Arguments& arguments) {
     Record::Facts facts;

@@ -7,8 +7,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/App.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -331,18 +329,6 @@ std::string MakePlan(const Arguments& arguments, uint32_t& build, Plan& plan, ui
 }
 
 }  // namespace
-
-void AddRehearseOptions(CLI::App& app, Arguments& arguments) {
-    AddOldBuild(app, arguments.oldBuild);
-    app.add_option("--samples", arguments.samples, "Show so many rows of a table (3)")->type_name("N");
-    app.add_option("--html", arguments.page, "Write it as a page, too")->type_name("FILE");
-    app.add_option("--work", arguments.work, "Make the copy in this folder (beside the snapshots)")
-        ->type_name("DIR")
-        ->check(CLI::ExistingDirectory);
-    app.add_flag("--keep", arguments.keep, "Leave the copy there");
-    app.add_option("--upgrader", arguments.upgrader, "Run this program (the vgupgrader beside this one)")
-        ->type_name("PATH");
-}
 
 Outcome RunRehearse(const Arguments& arguments) {
     if (getuid() != geteuid() || getgid() != getegid())

@@ -1,7 +1,6 @@
 // snapshot, snapshots, verify, restore, forget: a way back.
 #include <unistd.h>
 
-#include <CLI/App.hpp>
 #include <array>
 #include <ctime>
 #include <iostream>
@@ -38,10 +37,6 @@ BytesOf ShowBytes(const char* what) {
     };
 }
 
-void AddPlaceOption(CLI::App& app, Arguments& arguments, const char* help) {
-    app.add_option("--to", arguments.folder, help)->type_name("DIR");
-}
-
 Outcome Find(const Arguments& arguments, SnapshotPlace& place, Snapshot& snapshot) {
     std::string problem;
     if (FindSnapshotPlace(arguments.folder, place, problem) ||
@@ -70,12 +65,6 @@ std::string Described(const Json::Value& object) {
 
 }  // namespace
 
-void AddSnapshotOptions(CLI::App& app, Arguments& arguments) {
-    app.add_option("NAME", arguments.name, "What it is to be called (the time)")
-        ->check([](const std::string& name) { return WhatIsWrongWithName(name); });
-    AddPlaceOption(app, arguments, "Save it in this folder");
-}
-
 Outcome RunSnapshot(const Arguments& arguments) {
     SnapshotPlace place;
     Snapshot snapshot;
@@ -89,10 +78,6 @@ Outcome RunSnapshot(const Arguments& arguments) {
 
 std::string PrintSnapshot(const Json::Value& result, const Arguments& /*arguments*/) {
     return "Saved: " + Described(result) + ".\n";
-}
-
-void AddSnapshotsOptions(CLI::App& app, Arguments& arguments) {
-    AddPlaceOption(app, arguments, "Those in this folder");
 }
 
 Outcome RunSnapshots(const Arguments& arguments) {
@@ -122,11 +107,6 @@ std::string PrintSnapshots(const Json::Value& result, const Arguments& /*argumen
     return table.ToString();
 }
 
-void AddVerifyOptions(CLI::App& app, Arguments& arguments) {
-    app.add_option("NAME", arguments.name, "The snapshot, or a path to it")->required();
-    AddPlaceOption(app, arguments, "The folder that it was saved in");
-}
-
 Outcome RunVerify(const Arguments& arguments) {
     SnapshotPlace place;
     Snapshot snapshot;
@@ -147,11 +127,6 @@ std::string PrintVerify(const Json::Value& result, const Arguments& /*arguments*
     for (const Json::Value& problem : result["problems"])
         text += "  " + Escaped(problem.asString()) + '\n';
     return text;
-}
-
-void AddRestoreOptions(CLI::App& app, Arguments& arguments) {
-    AddVerifyOptions(app, arguments);
-    app.add_flag("--yes", arguments.yes, "Do not ask");
 }
 
 Outcome RunRestore(const Arguments& arguments) {
@@ -183,8 +158,6 @@ Outcome RunRestore(const Arguments& arguments) {
 std::string PrintRestore(const Json::Value& result, const Arguments& /*arguments*/) {
     return "Restored: " + Described(result) + ".\n";
 }
-
-void AddForgetOptions(CLI::App& app, Arguments& arguments) { AddVerifyOptions(app, arguments); }
 
 Outcome RunForget(const Arguments& arguments) {
     SnapshotPlace place;
