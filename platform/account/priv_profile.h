@@ -9,31 +9,7 @@
 #include <set>
 #include <string>
 
-// Rights to a camera.
-enum CAM_PRIV_TYPE : int {
-    CAM_PRIV_LIVE = 0,
-    CAM_PRIV_PLAY,  // playback of recordings
-    CAM_PRIV_LENS,  // lens and PTZ control
-    CAM_PRIV_AUDIO,
-    CAM_PRIV_DIGIOUT,  // digital output
-    CAM_PRIV_TYPE_COUNT,
-};
-
-// Rights to a door.
-enum DOOR_PRIV_TYPE : int {
-    DOOR_PRIV_AUTHORIZE = 0,
-    DOOR_PRIV_MANUAL_LOCK,
-    DOOR_PRIV_MANUAL_UNLOCK,
-    DOOR_PRIV_MANUAL_ACCESS,
-    DOOR_PRIV_TYPE_COUNT,
-};
-
-// Rights to a layout or an e-map.
-enum ITEM_PRIV_TYPE : int {
-    ITEM_PRIV_VIEW = 0,
-    ITEM_PRIV_EDIT,
-    ITEM_PRIV_TYPE_COUNT,
-};
+#include "platform/account/priv_rights.h"
 
 // Values of column privilege.
 enum PRIV_LEVEL : int {
@@ -140,8 +116,7 @@ public:
     static std::string GetAllObjViewerAdvOper();
 
 private:
-    // The columns of the three tables with the members that hold them, in the order in which they are
-    // written: visit(column, member) for each.
+    // The columns of the three tables with the members that hold them: visit(column, member) for each.
     template <class Profile, class Visit>
     static void VisitColumns(Profile& profile, Visit&& visit);
     template <class Profile, class Visit>
