@@ -198,3 +198,15 @@ void PrivProfile::SetLayoutAccess(int layoutId, ITEM_PRIV_TYPE right, bool grant
 }
 
 void PrivProfile::SetAllIOAccess(int dsId, bool grant) { SetAccess(m_ioModule.dsIds, dsId, grant); }
+
+void PrivProfile::SetOperAccess(int position, bool grant) {
+    if (position < 0 || position >= AdvOper::kLength)
+        return;
+    std::string advOper = GetAdvOper();
+    if (advOper.size() < AdvOper::kLength)
+        advOper = GetPrivilege() == PRIV_LEVEL_ADMIN || m_id == kAllObjManagerId
+                      ? AdvOper::NothingDenied()
+                      : AdvOper::ContinueWithDefaults(advOper);
+    advOper[static_cast<size_t>(position)] = grant ? '0' : '1';
+    m_advOperator = advOper;
+}

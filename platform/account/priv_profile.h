@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "platform/account/adv_oper.h"
 #include "platform/account/priv_rights.h"
 
 // Values of column privilege.
@@ -45,10 +46,6 @@ class PrivProfile {
 public:
     static constexpr int kAllObjManagerId = 1;
     static constexpr int kAllObjSpectatorId = 2;
-
-    // Length of an operation string. A string may be longer (128 characters where it comes from the mask),
-    // never shorter.
-    static constexpr int kAdvOperLength = 79;
 
     PrivProfile() = default;
 
@@ -100,7 +97,7 @@ public:
     // id stay denied.
     void SetAllIOAccess(int dsId, bool grant);
 
-    // The operation string: '1' at the positions of the operations that are denied.
+    // See adv_oper.h.
     std::string GetAdvOper() const { return m_advOperator.value_or(""); }
 
     // Grants or denies one operation; a string that is too short gets its current length.
@@ -109,11 +106,11 @@ public:
     // True for the default manager, spectator and admin profiles.
     static bool IsDefaultProfileId(int id);
 
-    // A user profile's string at the current length: the given one, continued with the defaults.
-    static std::string GetDefaultUserAdvOper(const std::string& advOper);
-
-    // The string of the default spectator profile: the defaults.
-    static std::string GetAllObjViewerAdvOper();
+    // The operation strings of a user's profile, from a string of any length, and of the default spectator.
+    static std::string GetDefaultUserAdvOper(const std::string& advOper) {
+        return AdvOper::ContinueWithDefaults(advOper);
+    }
+    static std::string GetAllObjViewerAdvOper() { return AdvOper::DefaultsDenied(); }
 
 private:
     // The columns of the three tables with the members that hold them: visit(column, member) for each.
