@@ -9,11 +9,11 @@
 
 #include "platform/camera/camera.h"
 #include "platform/host/paths.h"
+#include "platform/notification/group_schedule.h"
 #include "platform/notification/home_mode_setting.h"
 #include "platform/notification/notification_filter.h"
-#include "platform/notification/notify_sche.h"
-#include "platform/notification/notify_schedule.h"
 #include "platform/notification/notify_types.h"
+#include "platform/notification/system_schedule.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "platform/support/strings.h"
