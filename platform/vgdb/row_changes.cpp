@@ -175,8 +175,8 @@ private:
         for (auto& [name, table] : schema.tables) {
             if (table.isVirtual)
                 continue;
-            const auto takeColumn = [&](sqlite3_stmt* row) {
-                table.columns.push_back(
+            const auto takeColumn = [&, &columns = table.columns](sqlite3_stmt* row) {
+                columns.push_back(
                     {.name = text(row, 1), .fallback = text(row, 4), .keyPart = sqlite3_column_int(row, 5)});
             };
             if (!Query("PRAGMA " + side + ".table_info(" + QuoteName(name) + ")", takeColumn))
@@ -191,7 +191,9 @@ private:
 
     bool CompareSchemas(const Schema& was, const Schema& is) {
         for (const auto& [sign, old, now] : {std::tuple("+", &was, &is), std::tuple("-", &is, &was)}) {
-            const auto note = [&](const std::string& what) { m_changes.schema.push_back(sign + what); };
+            const auto note = [&, sign = sign](const std::string& what) {
+                m_changes.schema.push_back(sign + what);
+            };
             for (const auto& [name, table] : now->tables)
                 if (!old->tables.contains(name))
                     note("table " + name);
