@@ -64,8 +64,10 @@ void Walk::BeginRecord(const Job& job) {
     std::string sql = Record::MakeSql(m_facts.strange);
     if (job.oldBuild)
         sql += Record::BeginSql(*job.oldBuild, job.missing);
-    if (job.oldBuild != m_facts.oldBuild)
+    if (job.oldBuild != m_facts.oldBuild) {
         sql += Record::NothingDoneSql();
+        m_done = 0;
+    }
     Record::Facts now;
     // A commit whose last flush fails is reported as failed, but stands.
     if (VGDB::ExecuteNow(DB_SYSTEM, sql) == 0 ||
