@@ -355,11 +355,6 @@ TEST_F(Settings, AWriteRemovesWhatAKilledWriterHasLeft) {
     EXPECT_EQ(0, SetSettingConfValue("k", "2"));
     EXPECT_EQ("k=\"2\"\n", ReadFile(path_));
     EXPECT_EQ(std::set<std::string>{"settings.conf"}, FolderEntries());
-
-    WriteFile(path_ + ".vgtmp", "half a fi");
-    EXPECT_EQ(0, VGFileRemoveLeftover(kSettingsConf));
-    EXPECT_EQ(0, VGFileRemoveLeftover(kSettingsConf)) << "nothing left";
-    EXPECT_EQ(std::set<std::string>{"settings.conf"}, FolderEntries());
     EXPECT_EQ("", Log());
 }
 

@@ -45,7 +45,7 @@ void PrivProfile::VisitCameraColumns(Profile& profile, Visit&& visit) {
 
 template <class Profile, class Visit>
 void PrivProfile::VisitDoorColumns(Profile& profile, Visit&& visit) {
-    for (size_t right = 0; right < DOOR_PRIV_TYPE_COUNT; ++right) {
+    for (size_t right = 0; right < kDoorRights; ++right) {
         visit(kDoorIdColumns[right], profile.m_door[right].ids);
         visit(kDoorServerColumns[right], profile.m_door[right].dsIds);
     }

@@ -69,17 +69,12 @@ public:
 
     // A missing level reads as 0, the admin level.
     int GetPrivilege() const { return static_cast<int>(m_privilege.value_or(PRIV_LEVEL_ADMIN)); }
-    std::string GetName() const { return m_name.value_or(""); }
 
-    const PRIV_ID_WTIH_GRP_SET& GetInaCamSet(CAM_PRIV_TYPE right) const { return m_cam[right]; }
     const std::set<int>& GetInaCamIdSet(CAM_PRIV_TYPE right, bool groups) const {
         return groups ? m_cam[right].grpIds : m_cam[right].ids;
     }
     void SetInaCamIdSet(CAM_PRIV_TYPE right, const std::set<int>& ids) { m_cam[right].ids = ids; }
 
-    const PRIV_ID_SET& GetInaDoorSet(DOOR_PRIV_TYPE right) const { return m_door[right]; }
-
-    const PRIV_ID_SET& GetInaEmapSet(ITEM_PRIV_TYPE right) const { return m_emap[right]; }
     void SetInaEmapIdSet(ITEM_PRIV_TYPE right, const std::set<int>& ids) { m_emap[right].ids = ids; }
 
     // The flag is reserved: layouts have no groups.
@@ -90,8 +85,6 @@ public:
 
     // Grants or denies one layout.
     void SetLayoutAccess(int layoutId, ITEM_PRIV_TYPE right, bool grant);
-
-    const PRIV_ID_SET& GetInaIOModuleSet() const { return m_ioModule; }
 
     // Grants or denies the I/O modules of a recording server as a whole; modules that are denied by their own
     // id stay denied.
@@ -132,7 +125,7 @@ private:
     std::optional<std::string> m_advOperator;
     PRIV_ID_WTIH_GRP_SET m_firstCam;  // cameras before rights were told apart
     PRIV_ID_WTIH_GRP_SET m_cam[CAM_PRIV_TYPE_COUNT];
-    PRIV_ID_SET m_door[DOOR_PRIV_TYPE_COUNT];
+    PRIV_ID_SET m_door[kDoorRights];
     PRIV_ID_SET m_emap[ITEM_PRIV_TYPE_COUNT];
     PRIV_ID_OR_ALL m_layout[ITEM_PRIV_TYPE_COUNT];
     PRIV_ID_SET m_ioModule;

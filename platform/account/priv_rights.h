@@ -26,13 +26,7 @@ inline const RightColumns kCamServerColumns = {"live_allcamds_ids", "play_allcam
                                                "audio_allcamds_ids", "digiout_allcamds_ids"};
 
 // Rights to a door; columns of table privilegeperdoor.
-enum DOOR_PRIV_TYPE : int {
-    DOOR_PRIV_AUTHORIZE = 0,
-    DOOR_PRIV_MANUAL_LOCK,
-    DOOR_PRIV_MANUAL_UNLOCK,
-    DOOR_PRIV_MANUAL_ACCESS,
-    DOOR_PRIV_TYPE_COUNT,
-};
+inline constexpr size_t kDoorRights = 4;
 inline const RightColumns kDoorIdColumns = {"ina_authorize_door_ids", "ina_manual_lock_door_ids",
                                             "ina_manual_unlock_door_ids", "ina_manual_access_door_ids"};
 inline const RightColumns kDoorServerColumns = {"authorize_alldoords_ids", "manual_lock_alldoords_ids",

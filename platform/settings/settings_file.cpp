@@ -142,18 +142,3 @@ int SettingsFile::Change(const std::vector<KeyChange>& changes) {
         return -1;
     return m_replacement->PutInPlace() ? 0 : LogFailure("replace");
 }
-
-int SettingsFile::RemoveLeftover() {
-    struct stat status {};
-    const std::string path = ResolvePath(m_file);
-    const std::string leftover = FileReplacement::TemporaryName(path);
-    if (lstat(leftover.c_str(), &status) != 0)
-        return 0;
-    AnnounceChange();
-    if (Lock())
-        return -1;
-    const std::string name = FileReplacement::TemporaryName(m_place.name);
-    return unlinkat(m_place.folder.Fd(), name.c_str(), 0) == 0 || errno == ENOENT
-               ? 0
-               : LogFailure("remove what a write has left of");
-}

@@ -31,9 +31,6 @@ public:
     // Changes the file as it stands now, and ends what Try has begun. A step that the disk fails is done twice.
     [[nodiscard]] int Change(const std::vector<KeyChange>& changes);
 
-    // Removes the temporary file that a killed process has left.
-    [[nodiscard]] int RemoveLeftover();
-
 private:
     int Open();
     int Lock();
