@@ -295,7 +295,7 @@ TEST_F(Settings, FailsWithoutHarmWhereThereIsNoFileToReadOrWrite) {
 
     fs::remove_all(folder_);
     EXPECT_EQ(-1, SetSettingConfValue("k", "v")) << "no folder";
-    EXPECT_EQ(1, CountInLog("Failed to open the folder of " + path_ + ", No such file or directory."));
+    EXPECT_EQ(1, CountInLog("Failed to open the folder of " + path_ + ". [No such file or directory]"));
     EXPECT_FALSE(fs::exists(folder_));
 }
 

@@ -37,7 +37,6 @@ private:
     int HoldsLock() const;
     bool WaitForLock(int fd) const;
     int LockAndRead(std::string& content);
-    int LogFailure(const char* what) const;
 
     std::string m_file;
     std::string m_path;  // the real one
