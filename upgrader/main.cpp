@@ -152,17 +152,14 @@ int main(int argc, char* argv[]) {
     if (!lock.Acquire())
         return -1;
     std::string snapshot;
-    if (const int restoring = FindUnfinishedRestore(snapshot); restoring != 0) {
-        UPG_LOG(
+    if (const int restoring = FindUnfinishedRestore(snapshot); restoring != 0)
+        return UPG_FAIL(
             "The restore of snapshot [%s] is not finished, nothing was changed. Finish it: vgupgradectl restore %s\n",
             snapshot.c_str(), snapshot.c_str());
-        return -1;
-    }
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     try {
         return Upgrade(argument.data(), build, LogSite::Here());
     } catch (const std::exception& error) {
-        UPG_LOG("The upgrade ended by an exception: %s\n", error.what());
-        return -1;
+        return UPG_FAIL("The upgrade ended by an exception: %s\n", error.what());
     }
 }

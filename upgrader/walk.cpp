@@ -26,8 +26,7 @@ int RunMigration(const WalkRow& row) {
     try {
         return row.function();
     } catch (const std::exception& error) {
-        UPG_LOG("Migration ended by an exception: %s\n", error.what());
-        return -1;
+        return UPG_FAIL("Migration ended by an exception: %s\n", error.what());
     }
 }
 

@@ -28,10 +28,8 @@ int ShowDvaTaskChangeInfo() {
         return -1;
     if (tasks.NumRows() == 0)
         return 0;
-    if (SetSettingConfValue(kFlag, Bool2String(true))) {
-        UPG_LOG(kFailedToSetFlag, kFlag);
-        return -1;
-    }
+    if (SetSettingConfValue(kFlag, Bool2String(true)))
+        return UPG_FAIL(kFailedToSetFlag, kFlag);
     return 0;
 }
 
@@ -51,10 +49,8 @@ int TouchAllowMotionDetectionFlag() {
     const int found = FindPlace(path, place, status);
     if (found > 0 || (found == 0 && !place.folder))
         return 0;
-    if (found < 0 || VGFileCreate(path, 0644)) {
-        UPG_LOG("Failed to create dva_md_allow\n");
-        return -1;
-    }
+    if (found < 0 || VGFileCreate(path, 0644))
+        return UPG_FAIL("Failed to create dva_md_allow\n");
     return 0;
 }
 
