@@ -22,10 +22,6 @@
 
 namespace {
 
-// How long busy databases are waited for: all together before the walk, each within it.
-constexpr std::chrono::seconds kPatienceBefore{60};
-constexpr std::chrono::seconds kPatienceWithin{10};
-
 std::vector<WalkRow> RowsToRun(const std::vector<FailedRow>& failed) {
     std::vector<WalkRow> rows;
     const auto again = [&failed](size_t number) {
@@ -55,7 +51,7 @@ void LogRetry(const Walk& walk, double seconds) {
 Outcome RunRetry(const Arguments& /*arguments*/) {
     const auto started = std::chrono::system_clock::now();
     const auto begin = std::chrono::steady_clock::now();
-    VGDB::SetPatience(kPatienceBefore, kPatienceBefore);
+    SetPatienceBeforeWalk();
     Record::Facts facts;
     const Record::State state = Record::Open(facts);
     if (state == Record::State::SetAside)
@@ -77,22 +73,15 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
         plan.missing = facts.missing;
         PlanRepair(plan);  // a row may have failed for what was missing
         g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
-        VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
         const std::vector<WalkRow> rows = RowsToRun(failed);
         walk.OnProgress([&rows, count = 0](const WalkRow& row) mutable {
             SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, rows.size(), row.name));
         });
-        result = walk.Run(
-            {.oldBuild = std::nullopt,
-             .missing = {},
-             .before =
-                 [&plan, &repaired, again = false]() mutable {
-                     if (std::exchange(again, true))
-                         PlanRepair(plan);
-                     return RepairSchema(plan, repaired, LogSite::Here());
-                 },
-             .rows = rows,
-             .after = nullptr});
+        result = walk.Run({.oldBuild = std::nullopt,
+                           .missing = {},
+                           .before = RepairBeforeWalk(plan, repaired, LogSite::Here()),
+                           .rows = rows,
+                           .after = nullptr});
         SetProgressLine("");
     }
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;

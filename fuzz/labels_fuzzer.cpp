@@ -42,9 +42,7 @@ void CompareLabels(const Json::Value& before, const Json::Value& after) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    FuzzTree::Make();
-    FuzzTree::MakeMainDatabase();
-    VGDB::HoldTransaction(DB_SYSTEM);  // never committed
+    FuzzTree::MakeWithMainDatabase();
     return 0;
 }
 
@@ -54,8 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string mask = TakeLine(input);
     const std::string texts = TakeLine(input);
     const std::string setting(input);
-    if (texts.find('\0') != std::string::npos || setting.find('\0') != std::string::npos)
-        return 0;  // the column's text would end there
+    if (!IsColumnText(texts) || !IsColumnText(setting))
+        return 0;
 
     Json::Value parsed;
     const bool isJson = JsonParse(setting, parsed, false, true) == 0;

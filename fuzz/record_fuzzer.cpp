@@ -50,15 +50,13 @@ std::vector<Record::OwedEntry> Entries() {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    FuzzTree::Make();
-    FuzzTree::MakeMainDatabase();
-    VGDB::HoldTransaction(DB_SYSTEM);  // never committed
+    FuzzTree::MakeWithMainDatabase();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view input = AsText(data, size);
-    if (input.find('\0') != std::string_view::npos)
+    if (!IsColumnText(input))
         return 0;
     FuzzTree::EmptyLog();
     MakeRecord(input);

@@ -7,8 +7,8 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/tree.h"
 #include "platform/host/paths.h"
-#include "platform/notification/notify_sche.h"
-#include "platform/notification/notify_schedule.h"
+#include "platform/notification/group_schedule.h"
+#include "platform/notification/system_schedule.h"
 #include "platform/support/strings.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
@@ -67,9 +67,7 @@ void TryCamera(const std::string& width, const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    FuzzTree::Make();
-    FuzzTree::MakeMainDatabase();
-    VGDB::HoldTransaction(DB_SYSTEM);  // never committed
+    FuzzTree::MakeWithMainDatabase();
     Expect(VGDB::Execute(DB_SYSTEM, "INSERT INTO camera(id) VALUES(1);") == 0, "a camera");
     return 0;
 }
@@ -80,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string width = TakeLine(input);
     const std::string text(input);
     TryGroup(text);
-    if (text.find('\0') == std::string::npos)
+    if (IsColumnText(text))
         TryCamera(width, text);
     return 0;
 }

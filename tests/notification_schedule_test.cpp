@@ -1,7 +1,7 @@
 #include <string>
 
-#include "platform/notification/notify_sche.h"
-#include "platform/notification/notify_schedule.h"
+#include "platform/notification/group_schedule.h"
+#include "platform/notification/system_schedule.h"
 #include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/migrations.h"

@@ -295,7 +295,7 @@ TEST_F(Settings, FailsWithoutHarmWhereThereIsNoFileToReadOrWrite) {
 
     fs::remove_all(folder_);
     EXPECT_EQ(-1, SetSettingConfValue("k", "v")) << "no folder";
-    EXPECT_EQ(1, CountInLog("Failed to open the folder of " + path_ + ", No such file or directory."));
+    EXPECT_EQ(1, CountInLog("Failed to open the folder of " + path_ + ". [No such file or directory]"));
     EXPECT_FALSE(fs::exists(folder_));
 }
 
@@ -354,11 +354,6 @@ TEST_F(Settings, AWriteRemovesWhatAKilledWriterHasLeft) {
     WriteFile(path_ + ".vgtmp", "half a fi");
     EXPECT_EQ(0, SetSettingConfValue("k", "2"));
     EXPECT_EQ("k=\"2\"\n", ReadFile(path_));
-    EXPECT_EQ(std::set<std::string>{"settings.conf"}, FolderEntries());
-
-    WriteFile(path_ + ".vgtmp", "half a fi");
-    EXPECT_EQ(0, VGFileRemoveLeftover(kSettingsConf));
-    EXPECT_EQ(0, VGFileRemoveLeftover(kSettingsConf)) << "nothing left";
     EXPECT_EQ(std::set<std::string>{"settings.conf"}, FolderEntries());
     EXPECT_EQ("", Log());
 }

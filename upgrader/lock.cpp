@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -41,25 +40,20 @@ int HolderOf(int fd) {
 
 }  // namespace
 
-UpgradeLock::~UpgradeLock() {
-    if (m_folder >= 0)
-        close(m_folder);
-}
-
 bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
     const std::string folder = ResolvePath(kTargetDir);
-    m_folder = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (m_folder < 0) {
+    m_folder = UniqueFd(open(folder.c_str(), kReadFlags | O_DIRECTORY));
+    if (!m_folder) {
         LogMessage(site, "Cannot open %s: %s\n", folder.c_str(), std::strerror(errno));
         return true;
     }
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    for (bool told = false; flock(m_folder, LOCK_EX | LOCK_NB) != 0; told = true) {
+    for (bool told = false; flock(m_folder.Get(), LOCK_EX | LOCK_NB) != 0; told = true) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             LogMessage(site, "Cannot lock %s: %s\n", folder.c_str(), std::strerror(errno));
             return true;  // a file system without locks upgrades as it always did
         }
-        const int holder = HolderOf(m_folder);
+        const int holder = HolderOf(m_folder.Get());
         if (!told)
             LogMessage(site, "Waiting for process %d, which is upgrading this package.\n", holder);
         if (std::chrono::steady_clock::now() >= deadline) {
@@ -73,10 +67,6 @@ bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
 }
 
 int UpgradeLock::Holder() {
-    const int folder = open(ResolvePath(kTargetDir).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0)
-        return 0;
-    const int holder = HolderOf(folder);
-    close(folder);
-    return holder;
+    const UniqueFd folder(open(ResolvePath(kTargetDir).c_str(), kReadFlags | O_DIRECTORY));
+    return folder ? HolderOf(folder.Get()) : 0;
 }

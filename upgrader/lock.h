@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "platform/files/file_io.h"
 #include "upgrader/log.h"
 
 // Held from Acquire() to the end of the object or the death of the process, however it dies. The lock is on
@@ -10,11 +11,6 @@
 class UpgradeLock {
 public:
     static constexpr std::chrono::minutes kPatience{10};
-
-    UpgradeLock() = default;
-    UpgradeLock(const UpgradeLock&) = delete;
-    UpgradeLock& operator=(const UpgradeLock&) = delete;
-    ~UpgradeLock();
 
     // Waits for another upgrade of the same tree, logging which process that is. Returns false (logged) when
     // it still runs after that time. Without a target folder there is nothing to protect, and the answer is
@@ -27,5 +23,5 @@ public:
     static int Holder();
 
 private:
-    int m_folder = -1;
+    UniqueFd m_folder;
 };

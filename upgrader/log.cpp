@@ -10,3 +10,11 @@ void LogMessage(const LogSite& site, const char* format, ...) {
     VGPrintf(0, 0, 0, LogProgram(), site.line, site.function, format, args);
     va_end(args);
 }
+
+int LogFailure(const LogSite& site, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    VGPrintf(0, 0, 0, LogProgram(), site.line, site.function, format, args);
+    va_end(args);
+    return -1;
+}

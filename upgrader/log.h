@@ -15,4 +15,8 @@ struct LogSite {
 // Forwards to VGPrintf. The format ends in "\n".
 void LogMessage(const LogSite& site, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// The same for a failure. Returns -1.
+int LogFailure(const LogSite& site, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
 #define UPG_LOG(...) LogMessage(LogSite::Here(), __VA_ARGS__)
+#define UPG_FAIL(...) LogFailure(LogSite::Here(), __VA_ARGS__)

@@ -20,7 +20,6 @@
 #include <exception>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/log/vgprintf.h"
@@ -39,10 +38,6 @@
 #include "upgrader/walk.h"
 
 namespace {
-
-// How long busy databases are waited for: all together before the walk, each within it.
-constexpr std::chrono::seconds kPatienceBefore{60};
-constexpr std::chrono::seconds kPatienceWithin{10};
 
 constexpr const char* kHelp =
     "vgupgrader OLD-BUILD\n"
@@ -95,7 +90,7 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
     const auto started = std::chrono::system_clock::now();
     const auto begin = std::chrono::steady_clock::now();
 
-    VGDB::SetPatience(kPatienceBefore, kPatienceBefore);
+    SetPatienceBeforeWalk();
     Record::Facts facts;
     const Record::State state = Record::Open(facts);
     if (state == Record::State::Usable)
@@ -108,22 +103,13 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
     g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
-    const auto repair = [&, again = false]() mutable {
-        if (std::exchange(again, true)) {  // that of the main database is undone
-            PlanRepair(plan);
-            std::erase_if(repaired, [](const RepairDone& one) { return one.db == DB_SYSTEM; });
-        }
-        const bool done = RepairSchema(plan, repaired, site);
-        VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
-        return done;
-    };
     Walk walk(facts, state);
     walk.OnProgress([&plan, count = 0](const WalkRow& row) mutable {
         SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, plan.rows.size(), row.name));
     });
     const int walked = walk.Run({.oldBuild = plan.oldBuild,
                                  .missing = plan.missing,
-                                 .before = repair,
+                                 .before = RepairBeforeWalk(plan, repaired, site),
                                  .rows = plan.rows,
                                  .after = StampVersion});
     SetProgressLine("");
@@ -166,17 +152,14 @@ int main(int argc, char* argv[]) {
     if (!lock.Acquire())
         return -1;
     std::string snapshot;
-    if (const int restoring = FindUnfinishedRestore(snapshot); restoring != 0) {
-        UPG_LOG(
+    if (const int restoring = FindUnfinishedRestore(snapshot); restoring != 0)
+        return UPG_FAIL(
             "The restore of snapshot [%s] is not finished, nothing was changed. Finish it: vgupgradectl restore %s\n",
             snapshot.c_str(), snapshot.c_str());
-        return -1;
-    }
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     try {
         return Upgrade(argument.data(), build, LogSite::Here());
     } catch (const std::exception& error) {
-        UPG_LOG("The upgrade ended by an exception: %s\n", error.what());
-        return -1;
+        return UPG_FAIL("The upgrade ended by an exception: %s\n", error.what());
     }
 }

@@ -21,8 +21,7 @@ int WriteFlag(const char* flag, const char* failure, const LogSite& site) {
     if (SetSettingConfValue(flag, Bool2String(true)) == 0)
         return 0;
     // The messages of the older migrations name no flag; printf leaves an argument that has no use aside.
-    LogMessage(site, failure, flag);
-    return -1;
+    return LogFailure(site, failure, flag);
 }
 
 }  // namespace

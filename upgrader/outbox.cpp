@@ -124,10 +124,8 @@ int WriteEntriesOnce(const Record::Facts& facts) {
 
 int DeliverEntries(const Record::Facts& facts, std::string& strike) {
     const int log = VGLogFind();
-    if (log < 0 || (log > 0 && WriteEntriesOnce(facts))) {
-        UPG_LOG(kStaysOwed, "log entries");
-        return -1;
-    }
+    if (log < 0 || (log > 0 && WriteEntriesOnce(facts)))
+        return UPG_FAIL(kStaysOwed, "log entries");
     if (log == 0)
         LogLost(static_cast<size_t>(facts.entries));
     strike += Record::AllEntriesDeliveredSql();

@@ -58,17 +58,6 @@ const MigrationInfo& InfoOfRow(size_t row) {
 }
 
 const char* StateName(MigrationState state) {
-    switch (state) {
-        case MigrationState::Body:
-            return "body";
-        case MigrationState::Partial:
-            return "partial";
-        case MigrationState::Library:
-            return "library";
-        case MigrationState::Flag:
-            return "flag";
-        case MigrationState::Empty:
-            return "empty";
-    }
-    return "";
+    static constexpr const char* kNames[] = {"body", "partial", "library", "flag", "empty"};
+    return kNames[static_cast<size_t>(state)];
 }

@@ -1,6 +1,7 @@
 // The schema repair: creates what the schema files declare and the databases lack.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,11 +16,14 @@ struct RepairDone {
     std::vector<std::string> added;  // in words
 };
 
-// Repairs the 17 databases as planned, and adds to `repaired` what that was. A database that cannot be repaired is
-// logged, at the caller's place, and left; what its guards do not find they cannot tell from then on. The main database
-// is repaired in the transaction that is held, the others are on disk when the call returns. False when the main
-// database has not taken its repair.
-bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site);
+// Busy databases are waited for up to a minute all together, from here to the end of the repair.
+void SetPatienceBeforeWalk();
+
+// The repair of the 17 databases as planned, for a walk to call before its rows. It adds to `repaired` what that was; a
+// database that cannot be repaired is logged, at the caller's place, and left. False when the main database has not
+// taken its repair. Called again, it repairs the main database anew. From its end on, busy databases are waited for
+// ten seconds each.
+std::function<bool()> RepairBeforeWalk(Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site);
 
 // Says which indexes the rows of their tables do not allow.
 void LogIndexesLeftOut(const Plan& plan, const LogSite& site);

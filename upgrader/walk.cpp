@@ -26,8 +26,7 @@ int RunMigration(const WalkRow& row) {
     try {
         return row.function();
     } catch (const std::exception& error) {
-        UPG_LOG("Migration ended by an exception: %s\n", error.what());
-        return -1;
+        return UPG_FAIL("Migration ended by an exception: %s\n", error.what());
     }
 }
 
@@ -64,8 +63,10 @@ void Walk::BeginRecord(const Job& job) {
     std::string sql = Record::MakeSql(m_facts.strange);
     if (job.oldBuild)
         sql += Record::BeginSql(*job.oldBuild, job.missing);
-    if (job.oldBuild != m_facts.oldBuild)
+    if (job.oldBuild != m_facts.oldBuild) {
         sql += Record::NothingDoneSql();
+        m_done = 0;
+    }
     Record::Facts now;
     // A commit whose last flush fails is reported as failed, but stands.
     if (VGDB::ExecuteNow(DB_SYSTEM, sql) == 0 ||

@@ -11,6 +11,9 @@ inline std::string_view AsText(const uint8_t* data, size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
+// A column's text ends at a null character.
+inline bool IsColumnText(std::string_view text) { return text.find('\0') == std::string_view::npos; }
+
 // Takes the first line off the text, without its line break.
 std::string TakeLine(std::string_view& text);
 

@@ -32,7 +32,8 @@ void FuzzTree::Write(const std::string& realPath, std::string_view content) {
     std::ofstream(realPath, std::ios::binary) << content;
 }
 
-void FuzzTree::MakeMainDatabase() {
+void FuzzTree::MakeWithMainDatabase() {
+    Make();
     std::ostringstream schema;
     schema << std::ifstream(SOURCE_DIR "/schema/system.sql").rdbuf();
     sqlite3* db = nullptr;
@@ -40,6 +41,7 @@ void FuzzTree::MakeMainDatabase() {
                       sqlite3_exec(db, schema.str().c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_close(db);
     Expect(made, "a main database");
+    VGDB::HoldTransaction(DB_SYSTEM);
 }
 
 void FuzzTree::EmptyLog() {

@@ -15,8 +15,8 @@ std::string Path(std::string_view absolutePath);
 
 void Write(const std::string& realPath, std::string_view content);
 
-// Makes the main database from its schema file.
-void MakeMainDatabase();
+// The same with the main database, from its schema file, in a transaction that is never committed.
+void MakeWithMainDatabase();
 
 // Keeps what the package log says about one input from piling up.
 void EmptyLog();

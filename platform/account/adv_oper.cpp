@@ -1,7 +1,6 @@
-// Operation strings.
-#include <algorithm>
+#include "platform/account/adv_oper.h"
 
-#include "platform/account/priv_profile.h"
+#include <algorithm>
 
 namespace {
 
@@ -26,27 +25,15 @@ constexpr DeniedOperations kDeniedByDefault[] = {
 
 }  // namespace
 
-std::string PrivProfile::GetAllObjViewerAdvOper() {
-    std::string defaults(kAdvOperLength, '0');
+std::string AdvOper::NothingDenied() { return std::string(kLength, '0'); }
+
+std::string AdvOper::DefaultsDenied() {
+    std::string operations = NothingDenied();
     for (const auto& [first, last] : kDeniedByDefault)
-        std::fill(defaults.begin() + first, defaults.begin() + last + 1, '1');
-    return defaults;
+        std::fill(operations.begin() + first, operations.begin() + last + 1, '1');
+    return operations;
 }
 
-std::string PrivProfile::GetDefaultUserAdvOper(const std::string& advOper) {
-    if (advOper.size() >= kAdvOperLength)
-        return advOper;
-    return advOper + GetAllObjViewerAdvOper().substr(advOper.size());
-}
-
-void PrivProfile::SetOperAccess(int position, bool grant) {
-    if (position < 0 || position >= kAdvOperLength)
-        return;
-    std::string advOper = GetAdvOper();
-    if (advOper.size() < kAdvOperLength)
-        advOper = GetPrivilege() == PRIV_LEVEL_ADMIN || m_id == kAllObjManagerId
-                      ? std::string(kAdvOperLength, '0')
-                      : GetDefaultUserAdvOper(advOper);
-    advOper[static_cast<size_t>(position)] = grant ? '0' : '1';
-    m_advOperator = advOper;
+std::string AdvOper::ContinueWithDefaults(const std::string& operations) {
+    return operations.size() < kLength ? operations + DefaultsDenied().substr(operations.size()) : operations;
 }

@@ -19,14 +19,12 @@ void PrivProfile::VisitColumns(Profile& profile, Visit&& visit) {
     visit("ina_operation", profile.m_operation);
     visit("ina_adv_oper", profile.m_advOperMask);
     visit("ina_adv_operator", profile.m_advOperator);
-    visit("ina_emap_ids", profile.m_emap[ITEM_PRIV_VIEW].ids);
-    visit("all_emap_ds_ids", profile.m_emap[ITEM_PRIV_VIEW].dsIds);
-    visit("ina_layout_ids", profile.m_layout[ITEM_PRIV_VIEW].ids);
-    visit("all_layout_type", profile.m_layout[ITEM_PRIV_VIEW].all);
-    visit("ina_edit_layout_ids", profile.m_layout[ITEM_PRIV_EDIT].ids);
-    visit("all_edit_layout_type", profile.m_layout[ITEM_PRIV_EDIT].all);
-    visit("ina_edit_emap_ids", profile.m_emap[ITEM_PRIV_EDIT].ids);
-    visit("all_edit_emap_ds_ids", profile.m_emap[ITEM_PRIV_EDIT].dsIds);
+    for (size_t right = 0; right < ITEM_PRIV_TYPE_COUNT; ++right) {
+        visit(kEmapIdColumns[right], profile.m_emap[right].ids);
+        visit(kEmapServerColumns[right], profile.m_emap[right].dsIds);
+        visit(kLayoutIdColumns[right], profile.m_layout[right].ids);
+        visit(kLayoutTypeColumns[right], profile.m_layout[right].all);
+    }
     visit("ina_iomodule_ids", profile.m_ioModule.ids);
     visit("all_iomodule_ds_ids", profile.m_ioModule.dsIds);
     visit("ina_server_ids", profile.m_server.ids);
@@ -38,33 +36,19 @@ void PrivProfile::VisitColumns(Profile& profile, Visit&& visit) {
 
 template <class Profile, class Visit>
 void PrivProfile::VisitCameraColumns(Profile& profile, Visit&& visit) {
-    visit("ina_live_cam_ids", profile.m_cam[CAM_PRIV_LIVE].ids);
-    visit("ina_play_cam_ids", profile.m_cam[CAM_PRIV_PLAY].ids);
-    visit("ina_lens_cam_ids", profile.m_cam[CAM_PRIV_LENS].ids);
-    visit("ina_audio_cam_ids", profile.m_cam[CAM_PRIV_AUDIO].ids);
-    visit("ina_digiout_cam_ids", profile.m_cam[CAM_PRIV_DIGIOUT].ids);
-    visit("ina_live_camgrp_ids", profile.m_cam[CAM_PRIV_LIVE].grpIds);
-    visit("ina_play_camgrp_ids", profile.m_cam[CAM_PRIV_PLAY].grpIds);
-    visit("ina_lens_camgrp_ids", profile.m_cam[CAM_PRIV_LENS].grpIds);
-    visit("ina_audio_camgrp_ids", profile.m_cam[CAM_PRIV_AUDIO].grpIds);
-    visit("ina_digiout_camgrp_ids", profile.m_cam[CAM_PRIV_DIGIOUT].grpIds);
-    visit("live_allcamds_ids", profile.m_cam[CAM_PRIV_LIVE].dsIds);
-    visit("play_allcamds_ids", profile.m_cam[CAM_PRIV_PLAY].dsIds);
-    visit("lens_allcamds_ids", profile.m_cam[CAM_PRIV_LENS].dsIds);
-    visit("audio_allcamds_ids", profile.m_cam[CAM_PRIV_AUDIO].dsIds);
-    visit("digiout_allcamds_ids", profile.m_cam[CAM_PRIV_DIGIOUT].dsIds);
+    for (size_t right = 0; right < CAM_PRIV_TYPE_COUNT; ++right) {
+        visit(kCamIdColumns[right], profile.m_cam[right].ids);
+        visit(kCamGroupColumns[right], profile.m_cam[right].grpIds);
+        visit(kCamServerColumns[right], profile.m_cam[right].dsIds);
+    }
 }
 
 template <class Profile, class Visit>
 void PrivProfile::VisitDoorColumns(Profile& profile, Visit&& visit) {
-    visit("ina_authorize_door_ids", profile.m_door[DOOR_PRIV_AUTHORIZE].ids);
-    visit("ina_manual_lock_door_ids", profile.m_door[DOOR_PRIV_MANUAL_LOCK].ids);
-    visit("ina_manual_unlock_door_ids", profile.m_door[DOOR_PRIV_MANUAL_UNLOCK].ids);
-    visit("ina_manual_access_door_ids", profile.m_door[DOOR_PRIV_MANUAL_ACCESS].ids);
-    visit("authorize_alldoords_ids", profile.m_door[DOOR_PRIV_AUTHORIZE].dsIds);
-    visit("manual_lock_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_LOCK].dsIds);
-    visit("manual_unlock_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_UNLOCK].dsIds);
-    visit("manual_access_alldoords_ids", profile.m_door[DOOR_PRIV_MANUAL_ACCESS].dsIds);
+    for (size_t right = 0; right < kDoorRights; ++right) {
+        visit(kDoorIdColumns[right], profile.m_door[right].ids);
+        visit(kDoorServerColumns[right], profile.m_door[right].dsIds);
+    }
 }
 
 namespace {
@@ -78,16 +62,16 @@ struct ReadColumn {
     const DBResult_tag* rows;
     unsigned int row;
 
-    void operator()(const char* column, Text& value) const {
-        const char* field = VGDBFetchField(rows, row, column);
+    void operator()(const std::string& column, Text& value) const {
+        const char* field = VGDBFetchField(rows, row, column.c_str());
         value = field ? Text(field) : std::nullopt;
     }
-    void operator()(const char* column, Number& value) const {
-        const char* field = VGDBFetchField(rows, row, column);
+    void operator()(const std::string& column, Number& value) const {
+        const char* field = VGDBFetchField(rows, row, column.c_str());
         value = field ? Number(std::strtoll(field, nullptr, 10)) : std::nullopt;
     }
-    void operator()(const char* column, IdSet& ids) const {
-        ids = String2IdSet(OrEmpty(VGDBFetchField(rows, row, column)));
+    void operator()(const std::string& column, IdSet& ids) const {
+        ids = String2IdSet(OrEmpty(VGDBFetchField(rows, row, column.c_str())));
     }
 };
 
@@ -100,12 +84,8 @@ struct Assignments {
     std::string sql;
 
     template <class Value>
-    void operator()(const char* column, const Value& value) {
-        if (!sql.empty())
-            sql += ", ";
-        sql += column;
-        sql += " = ";
-        sql += SqlValue(value);
+    void operator()(const std::string& column, const Value& value) {
+        sql += (sql.empty() ? "" : ", ") + column + " = " + SqlValue(value);
     }
 };
 
@@ -113,7 +93,7 @@ struct Assignments {
 struct DeniesAny {
     bool found = false;
 
-    void operator()(const char* /*column*/, const IdSet& ids) { found |= !ids.empty(); }
+    void operator()(const std::string& /*column*/, const IdSet& ids) { found |= !ids.empty(); }
 };
 
 // What writes a profile's row of a table by object. A row is made only for a profile that needs one: an empty
@@ -218,3 +198,15 @@ void PrivProfile::SetLayoutAccess(int layoutId, ITEM_PRIV_TYPE right, bool grant
 }
 
 void PrivProfile::SetAllIOAccess(int dsId, bool grant) { SetAccess(m_ioModule.dsIds, dsId, grant); }
+
+void PrivProfile::SetOperAccess(int position, bool grant) {
+    if (position < 0 || position >= AdvOper::kLength)
+        return;
+    std::string advOper = GetAdvOper();
+    if (advOper.size() < AdvOper::kLength)
+        advOper = GetPrivilege() == PRIV_LEVEL_ADMIN || m_id == kAllObjManagerId
+                      ? AdvOper::NothingDenied()
+                      : AdvOper::ContinueWithDefaults(advOper);
+    advOper[static_cast<size_t>(position)] = grant ? '0' : '1';
+    m_advOperator = advOper;
+}

@@ -9,31 +9,8 @@
 #include <set>
 #include <string>
 
-// Rights to a camera.
-enum CAM_PRIV_TYPE : int {
-    CAM_PRIV_LIVE = 0,
-    CAM_PRIV_PLAY,  // playback of recordings
-    CAM_PRIV_LENS,  // lens and PTZ control
-    CAM_PRIV_AUDIO,
-    CAM_PRIV_DIGIOUT,  // digital output
-    CAM_PRIV_TYPE_COUNT,
-};
-
-// Rights to a door.
-enum DOOR_PRIV_TYPE : int {
-    DOOR_PRIV_AUTHORIZE = 0,
-    DOOR_PRIV_MANUAL_LOCK,
-    DOOR_PRIV_MANUAL_UNLOCK,
-    DOOR_PRIV_MANUAL_ACCESS,
-    DOOR_PRIV_TYPE_COUNT,
-};
-
-// Rights to a layout or an e-map.
-enum ITEM_PRIV_TYPE : int {
-    ITEM_PRIV_VIEW = 0,
-    ITEM_PRIV_EDIT,
-    ITEM_PRIV_TYPE_COUNT,
-};
+#include "platform/account/adv_oper.h"
+#include "platform/account/priv_rights.h"
 
 // Values of column privilege.
 enum PRIV_LEVEL : int {
@@ -70,10 +47,6 @@ public:
     static constexpr int kAllObjManagerId = 1;
     static constexpr int kAllObjSpectatorId = 2;
 
-    // Length of an operation string. A string may be longer (128 characters where it comes from the mask),
-    // never shorter.
-    static constexpr int kAdvOperLength = 79;
-
     PrivProfile() = default;
 
     // Returns 0, or -1 when there is no such profile or it cannot be read; the object is then as it was.
@@ -96,17 +69,12 @@ public:
 
     // A missing level reads as 0, the admin level.
     int GetPrivilege() const { return static_cast<int>(m_privilege.value_or(PRIV_LEVEL_ADMIN)); }
-    std::string GetName() const { return m_name.value_or(""); }
 
-    const PRIV_ID_WTIH_GRP_SET& GetInaCamSet(CAM_PRIV_TYPE right) const { return m_cam[right]; }
     const std::set<int>& GetInaCamIdSet(CAM_PRIV_TYPE right, bool groups) const {
         return groups ? m_cam[right].grpIds : m_cam[right].ids;
     }
     void SetInaCamIdSet(CAM_PRIV_TYPE right, const std::set<int>& ids) { m_cam[right].ids = ids; }
 
-    const PRIV_ID_SET& GetInaDoorSet(DOOR_PRIV_TYPE right) const { return m_door[right]; }
-
-    const PRIV_ID_SET& GetInaEmapSet(ITEM_PRIV_TYPE right) const { return m_emap[right]; }
     void SetInaEmapIdSet(ITEM_PRIV_TYPE right, const std::set<int>& ids) { m_emap[right].ids = ids; }
 
     // The flag is reserved: layouts have no groups.
@@ -118,13 +86,11 @@ public:
     // Grants or denies one layout.
     void SetLayoutAccess(int layoutId, ITEM_PRIV_TYPE right, bool grant);
 
-    const PRIV_ID_SET& GetInaIOModuleSet() const { return m_ioModule; }
-
     // Grants or denies the I/O modules of a recording server as a whole; modules that are denied by their own
     // id stay denied.
     void SetAllIOAccess(int dsId, bool grant);
 
-    // The operation string: '1' at the positions of the operations that are denied.
+    // See adv_oper.h.
     std::string GetAdvOper() const { return m_advOperator.value_or(""); }
 
     // Grants or denies one operation; a string that is too short gets its current length.
@@ -133,15 +99,14 @@ public:
     // True for the default manager, spectator and admin profiles.
     static bool IsDefaultProfileId(int id);
 
-    // A user profile's string at the current length: the given one, continued with the defaults.
-    static std::string GetDefaultUserAdvOper(const std::string& advOper);
-
-    // The string of the default spectator profile: the defaults.
-    static std::string GetAllObjViewerAdvOper();
+    // The operation strings of a user's profile, from a string of any length, and of the default spectator.
+    static std::string GetDefaultUserAdvOper(const std::string& advOper) {
+        return AdvOper::ContinueWithDefaults(advOper);
+    }
+    static std::string GetAllObjViewerAdvOper() { return AdvOper::DefaultsDenied(); }
 
 private:
-    // The columns of the three tables with the members that hold them, in the order in which they are
-    // written: visit(column, member) for each.
+    // The columns of the three tables with the members that hold them: visit(column, member) for each.
     template <class Profile, class Visit>
     static void VisitColumns(Profile& profile, Visit&& visit);
     template <class Profile, class Visit>
@@ -160,7 +125,7 @@ private:
     std::optional<std::string> m_advOperator;
     PRIV_ID_WTIH_GRP_SET m_firstCam;  // cameras before rights were told apart
     PRIV_ID_WTIH_GRP_SET m_cam[CAM_PRIV_TYPE_COUNT];
-    PRIV_ID_SET m_door[DOOR_PRIV_TYPE_COUNT];
+    PRIV_ID_SET m_door[kDoorRights];
     PRIV_ID_SET m_emap[ITEM_PRIV_TYPE_COUNT];
     PRIV_ID_OR_ALL m_layout[ITEM_PRIV_TYPE_COUNT];
     PRIV_ID_SET m_ioModule;

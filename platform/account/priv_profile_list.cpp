@@ -3,13 +3,6 @@
 #include "platform/support/strings.h"
 #include "platform/vgdb/vgdb.h"
 
-namespace {
-
-// This library numbers the operations beyond the 64 of the mask; the web map is the first.
-constexpr int kWebMapOperation = 64;
-
-}  // namespace
-
 std::list<PrivProfile> PrivProfileListGetAll(const PrivProfileFilterRule& rule) {
     std::list<PrivProfile> profiles;
     if (PrivProfile::LoadList(rule, profiles))
@@ -32,7 +25,7 @@ int SetWebMapAccessToAllPrivProfile(bool grant) {
     profiles.remove_if(
         [fixedLevel](const PrivProfile& profile) { return profile.GetPrivilege() == fixedLevel; });
     for (PrivProfile& profile : profiles)
-        profile.SetOperAccess(kWebMapOperation, grant);
+        profile.SetOperAccess(AdvOper::kWebMap, grant);
     return BatchUpdatePrivProfile(profiles);
 }
 

@@ -4,24 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <vector>
 
 #include "platform/files/file_io.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
-#include "platform/host/disk_error.h"
 #include "platform/host/first_change.h"
 #include "platform/log/library_log.h"
 
 namespace {
 
-int LogFailure(const std::string& path) {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to change the owner of %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return -1;
-}
+int LogNotChanged(const std::string& path) { return LogErrno("change the owner of", path); }
 
 class OwnerChange {
 public:
@@ -35,12 +28,12 @@ public:
         // Not opened for reading: closing any such descriptor of a database would drop the locks that SQLite
         // holds on it in this process.
         const UniqueFd file(openat(folder.Fd(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        return file && ChangeOpen(file.Get()) ? 0 : LogFailure(folder.PathOf(name));
+        return file && ChangeOpen(file.Get()) ? 0 : LogNotChanged(folder.PathOf(name));
     }
 
     // All owners that change are brought to the disk at one go.
     int FlushAllLater(const Place& place) const {
-        return !m_changed || FlushFileSystemLater(place.folder) ? 0 : LogFailure(place.Path());
+        return !m_changed || FlushFileSystemLater(place.folder) ? 0 : LogNotChanged(place.Path());
     }
 
 private:
@@ -54,16 +47,16 @@ private:
         const Folder inner = folder.OpenFolder(name);
         std::vector<std::string> children;
         if (!inner || (wholeTree && !inner.List(children)))
-            return LogFailure(folder.PathOf(name));
+            return LogNotChanged(folder.PathOf(name));
         int result = 0;
         for (const std::string& child : children) {
             struct stat status {};
             if (!inner.Stat(child, status))
-                result = LogFailure(inner.PathOf(child));
+                result = LogNotChanged(inner.PathOf(child));
             else if (!inner.IsMountPoint(child, status) && Change(inner, child, status, wholeTree))
                 result = -1;
         }
-        return ChangeOpen(inner.Fd()) ? result : LogFailure(folder.PathOf(name));
+        return ChangeOpen(inner.Fd()) ? result : LogNotChanged(folder.PathOf(name));
     }
 
     bool ChangeOpen(int fd) {

@@ -10,17 +10,14 @@
 
 #include "platform/files/attributes.h"
 #include "platform/files/file_io.h"
-#include "platform/host/disk_error.h"
 #include "platform/log/library_log.h"
 
 namespace {
 
 constexpr size_t kBlockSize = 256 * 1024;
 
-int LogFailure(const std::string& from, const std::string& to) {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to copy %s to %s. [%s]\n", from.c_str(), to.c_str(), std::strerror(errno));
-    return -1;
+int LogNotCopied(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName) {
+    return LogErrno("copy", from.PathOf(name) + " to " + to.PathOf(copyName));
 }
 
 bool CopyContent(int from, int to) {
@@ -74,16 +71,16 @@ int CopyFolder(const Folder& from, const std::string& name, const struct stat& s
     std::vector<std::string> names;
     const Folder source = from.OpenFolder(name);
     if (!source || !source.List(names) || mkdirat(to.Fd(), copyName.c_str(), 0700) != 0)
-        return LogFailure(from.PathOf(name), to.PathOf(copyName));
+        return LogNotCopied(from, name, to, copyName);
     const Folder copy = to.OpenFolder(copyName);
     if (!copy)
-        return LogFailure(from.PathOf(name), to.PathOf(copyName));
+        return LogNotCopied(from, name, to, copyName);
     for (const std::string& child : names) {
         if (CopyEntry(source, child, copy, child))
             return -1;
     }
     if (!CopyAttributes(source.Fd(), status, copy.Fd()) || !copy.Sync())
-        return LogFailure(from.PathOf(name), to.PathOf(copyName));
+        return LogNotCopied(from, name, to, copyName);
     return 0;
 }
 
@@ -105,12 +102,12 @@ bool HaveSameBytes(int first, int second) {
 int CopyEntry(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName) {
     struct stat status {};
     if (!from.Stat(name, status))
-        return LogFailure(from.PathOf(name), to.PathOf(copyName));
+        return LogNotCopied(from, name, to, copyName);
     if (S_ISDIR(status.st_mode))
         return from.IsMountPoint(name, status) ? 0 : CopyFolder(from, name, status, to, copyName);
     if ((S_ISREG(status.st_mode) && !CopyFile(from, name, to, copyName)) ||
         (S_ISLNK(status.st_mode) && !CopyLink(from, name, status, to, copyName)))
-        return LogFailure(from.PathOf(name), to.PathOf(copyName));
+        return LogNotCopied(from, name, to, copyName);
     return 0;
 }
 

@@ -4,25 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
-
-#include "platform/host/disk_error.h"
 #include "platform/host/once_more.h"
 #include "platform/log/library_log.h"
 
 namespace {
 
 constexpr size_t kBlockSize = 64 * 1024;
-
-int LogNotRead(const std::string& path, const char* reason) {
-    VG_LIB_LOG("Failed to read %s, %s.\n", path.c_str(), reason);
-    return -1;
-}
-
-int LogErrno(const std::string& path) {
-    NoteErrno(errno);
-    return LogNotRead(path, std::strerror(errno));
-}
 
 }  // namespace
 
@@ -40,7 +27,7 @@ int ReadWholeFile(const std::string& path, std::string& content) {
         const UniqueFd file(open(path.c_str(), kReadFlags));
         isThere = file || errno != ENOENT;
         if (!file)
-            return isThere ? LogErrno(path) : 0;
+            return isThere ? LogErrno("read", path) : 0;
         return ReadWholeFile(file.Get(), path, content);
     });
     return failed ? -1 : isThere;
@@ -50,11 +37,15 @@ int ReadWholeFile(int fd, const std::string& path, std::string& content) {
     content.clear();
     struct stat status {};
     if (fstat(fd, &status) != 0)
-        return LogErrno(path);
-    if (!S_ISREG(status.st_mode))
-        return LogNotRead(path, "not a regular file");
-    if (std::cmp_greater(status.st_size, kMaxFileSize))
-        return LogNotRead(path, std::strerror(EFBIG));
+        return LogErrno("read", path);
+    if (!S_ISREG(status.st_mode)) {
+        VG_LIB_LOG("Failed to read %s. [Not a regular file]\n", path.c_str());
+        return -1;
+    }
+    if (std::cmp_greater(status.st_size, kMaxFileSize)) {
+        errno = EFBIG;
+        return LogErrno("read", path);
+    }
     content.reserve(static_cast<size_t>(status.st_size));
     std::vector<char> block(kBlockSize);
     for (;;) {
@@ -63,7 +54,7 @@ int ReadWholeFile(int fd, const std::string& path, std::string& content) {
             return 0;
         if (count < 0) {
             content.clear();
-            return LogErrno(path);
+            return LogErrno("read", path);
         }
         content.append(block.data(), static_cast<size_t>(count));
     }

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 
 #include "platform/files/attributes.h"
@@ -21,12 +20,6 @@ int Noted(bool done) {
     if (!done)
         NoteErrno(errno);
     return done ? 0 : -1;
-}
-
-int LogNotWritten(const std::string& path) {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to write %s, %s.\n", path.c_str(), std::strerror(errno));
-    return -1;
 }
 
 }  // namespace
@@ -95,12 +88,11 @@ int ReplaceFile(const std::string& path, std::string_view content, mode_t modeOf
     if (folder)
         old = folder.OpenFile(entry.filename());
     if (!folder || (!old && errno != ENOENT))
-        return LogNotWritten(path);
+        return LogErrno("write", path);
     FileReplacement replacement(folder, entry.filename());
     const int failed = OnceMore([&] {
-        if (replacement.Write(content, old, modeOfNew) && replacement.FlushContent())
-            return 0;
-        return LogNotWritten(path);
+        const bool written = replacement.Write(content, old, modeOfNew) && replacement.FlushContent();
+        return written ? 0 : LogErrno("write", path);
     });
-    return failed || replacement.PutInPlace() ? failed : LogNotWritten(path);
+    return failed || replacement.PutInPlace() ? failed : LogErrno("write", path);
 }

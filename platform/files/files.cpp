@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <vector>
 
 #include "platform/files/copy_entry.h"
@@ -31,52 +33,46 @@ int LogStays(const Folder& from, const std::string& name, const Folder& to, cons
     return LogStays(from.PathOf(name), to.PathOf(name), reason);
 }
 
-int LogNotRemoved(const std::string& path) {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to remove %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return -1;
-}
-
-int LogNotFlushed(const std::string& path) {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to flush %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return -1;
-}
-
 int RemoveEntry(const Folder& folder, const std::string& name);
 
 int RemoveFolderEntry(const Folder& folder, const std::string& name) {
     std::vector<std::string> names;
     const Folder inner = folder.OpenFolder(name);
     if (!inner || !inner.List(names))
-        return LogNotRemoved(folder.PathOf(name));
+        return LogErrno("remove", folder.PathOf(name));
     int result = 0;
     for (const std::string& child : names) {
         if (RemoveEntry(inner, child))
             result = -1;
     }
     if (result == 0 && unlinkat(folder.Fd(), name.c_str(), AT_REMOVEDIR) != 0)
-        return LogNotRemoved(folder.PathOf(name));
+        return LogErrno("remove", folder.PathOf(name));
     return result;
 }
 
 int RemoveEntry(const Folder& folder, const std::string& name) {
     struct stat status {};
     if (!folder.Stat(name, status))
-        return errno == ENOENT ? 0 : LogNotRemoved(folder.PathOf(name));
+        return errno == ENOENT ? 0 : LogErrno("remove", folder.PathOf(name));
     if (folder.IsMountPoint(name, status)) {
         errno = EBUSY;
-        return LogNotRemoved(folder.PathOf(name));
+        return LogErrno("remove", folder.PathOf(name));
     }
     if (S_ISDIR(status.st_mode))
         return RemoveFolderEntry(folder, name);
-    return unlinkat(folder.Fd(), name.c_str(), 0) == 0 ? 0 : LogNotRemoved(folder.PathOf(name));
+    return unlinkat(folder.Fd(), name.c_str(), 0) == 0 ? 0 : LogErrno("remove", folder.PathOf(name));
 }
 
-int RemoveAndFlush(const Place& place) {
+// Removes an entry of one of the types; anything else of that name is left alone.
+int RemoveOfType(const std::string& path, std::initializer_list<mode_t> types) {
+    Place place;
+    struct stat status {};
+    const int found = FindPlace(path, place, status);
+    if (found <= 0 || std::find(types.begin(), types.end(), status.st_mode & S_IFMT) == types.end())
+        return found < 0 ? -1 : 0;
     AnnounceChange();
     const int result = RemoveEntry(place.folder, place.name);
-    return FlushLater(place.folder) ? result : LogNotFlushed(place.Path());
+    return FlushLater(place.folder) ? result : LogErrno("flush", place.Path());
 }
 
 int MoveEntry(const Folder& from, const std::string& name, const Folder& to);
@@ -95,9 +91,9 @@ int MergeFolder(const Folder& from, const std::string& name, const Folder& to, c
             result = -1;
     }
     if (!destination.Sync())
-        return LogNotFlushed(to.PathOf(newName));
+        return LogErrno("flush", to.PathOf(newName));
     if (result == 0 && unlinkat(from.Fd(), name.c_str(), AT_REMOVEDIR) != 0)
-        return LogNotRemoved(from.PathOf(name));
+        return LogErrno("remove", from.PathOf(name));
     return result;
 }
 
@@ -112,8 +108,8 @@ int MergeEntry(const Folder& from, const std::string& name, const Folder& to) {
     if (!HaveSameContent(from, to, name))
         return LogStays(from, name, to, std::strerror(EEXIST));
     if (!to.Sync())
-        return LogNotFlushed(to.PathOf(name));
-    return unlinkat(from.Fd(), name.c_str(), 0) == 0 ? 0 : LogNotRemoved(from.PathOf(name));
+        return LogErrno("flush", to.PathOf(name));
+    return unlinkat(from.Fd(), name.c_str(), 0) == 0 ? 0 : LogErrno("remove", from.PathOf(name));
 }
 
 int CopyIntoPlace(const Folder& from, const std::string& name, const Folder& to) {
@@ -121,7 +117,7 @@ int CopyIntoPlace(const Folder& from, const std::string& name, const Folder& to)
         return -1;
     if (CopyEntry(from, name, to, kTemporaryName) == 0) {
         if (RenameEntry(to, kTemporaryName, to, name))
-            return to.Sync() ? 0 : LogNotFlushed(to.PathOf(name));
+            return to.Sync() ? 0 : LogErrno("flush", to.PathOf(name));
         LogStays(from, name, to, std::strerror(errno));
     }
     (void)RemoveEntry(to, kTemporaryName);  // gives its space back; logged there
@@ -177,16 +173,14 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
     if (const int found = FindPlace(path, source, status); found <= 0)
         return found;
     const Folder destination = Folder::Open(toFolder);
-    if (!destination) {
-        VG_LIB_LOG("Failed to move %s to %s. [%s]\n", path.c_str(), toFolder.c_str(), std::strerror(errno));
-        return -1;
-    }
+    if (!destination)
+        return LogErrno("move", path + " to " + toFolder);
     if (source.folder.IsSameAs(destination))
         return 0;
     AnnounceChange();
     const int result = MoveEntry(source.folder, source.name, destination);
     if (!FlushLater(destination) || !FlushLater(source.folder))
-        return LogNotFlushed(path);
+        return LogErrno("flush", path);
     return result;
 }
 
@@ -197,36 +191,20 @@ int VGFolderRename(const std::string& path, const std::string& newName) {
         return found < 0 ? -1 : 0;
     AnnounceChange();
     const int result = RenameFolder(place, status, newName);
-    return FlushLater(place.folder) ? result : LogNotFlushed(place.Path());
+    return FlushLater(place.folder) ? result : LogErrno("flush", place.Path());
 }
 
-int VGFileRemove(const std::string& path) {
-    Place place;
-    struct stat status {};
-    const int found = FindPlace(path, place, status);
-    if (found > 0 && (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)))
-        return RemoveAndFlush(place);
-    return found < 0 ? -1 : 0;
-}
+int VGFileRemove(const std::string& path) { return RemoveOfType(path, {S_IFREG, S_IFLNK}); }
 
-int VGFolderRemove(const std::string& path) {
-    Place place;
-    struct stat status {};
-    const int found = FindPlace(path, place, status);
-    if (found > 0 && S_ISDIR(status.st_mode))
-        return RemoveAndFlush(place);
-    return found < 0 ? -1 : 0;
-}
+int VGFolderRemove(const std::string& path) { return RemoveOfType(path, {S_IFDIR}); }
 
 int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
     std::vector<std::string> names;
     const Folder files = Folder::Open(folder);
     if (!files && (errno == ENOENT || errno == ENOTDIR))
         return 0;
-    if (!files || !files.List(names)) {
-        VG_LIB_LOG("Failed to read %s. [%s]\n", folder.c_str(), std::strerror(errno));
-        return -1;
-    }
+    if (!files || !files.List(names))
+        return LogErrno("read", folder);
     int result = 0;
     bool removed = false;
     for (const std::string& name : names) {
@@ -237,10 +215,10 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
         if (unlinkat(files.Fd(), name.c_str(), 0) == 0)
             removed = true;
         else
-            result = LogNotRemoved(files.PathOf(name));
+            result = LogErrno("remove", files.PathOf(name));
     }
     if (removed && !FlushLater(files))
-        result = LogNotFlushed(folder);
+        result = LogErrno("flush", folder);
     return result;
 }
 
@@ -252,9 +230,5 @@ int VGFileCreate(const std::string& path, mode_t mode) {
     AnnounceChange();
     const UmaskScope mask(0);
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (file && Flush(file.Get()) && FlushLater(place.folder))
-        return 0;
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to create %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return -1;
+    return file && Flush(file.Get()) && FlushLater(place.folder) ? 0 : LogErrno("create", path);
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <map>
 #include <string>
 #include <utility>
@@ -51,10 +50,8 @@ int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
             NoteErrno(errno);
             return -1;
         };
-        if (OnceMore(call)) {
-            VG_LIB_LOG("Failed to flush %s. [%s]\n", one.path.c_str(), std::strerror(errno));
-            result = -1;
-        }
+        if (OnceMore(call))
+            result = LogErrno("flush", one.path);
     }
     return result;
 }

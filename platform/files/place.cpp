@@ -1,7 +1,6 @@
 #include "platform/files/place.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include "platform/host/disk_error.h"
@@ -20,7 +19,5 @@ int FindPlace(const std::string& path, Place& place, struct stat& status) {
         NoteErrno(errno);
         return -1;
     });
-    if (failed)
-        VG_LIB_LOG("Failed to look up %s. [%s]\n", path.c_str(), std::strerror(errno));
-    return failed ? -1 : isThere;
+    return failed ? LogErrno("look up", path) : isThere;
 }

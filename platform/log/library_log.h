@@ -2,7 +2,13 @@
 // that knows of the failure.
 #pragma once
 
+#include <string>
+
 void LibraryLog(int line, const char* function, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
+
+// A call of the system that has failed, with errno: "Failed to WHAT PATH. [REASON]". Notes it where the disk has failed
+// (see disk_error.h). Returns -1.
+int LogErrno(const char* what, const std::string& path);
 
 #define VG_LIB_LOG(...) LibraryLog(__LINE__, __func__, __VA_ARGS__)

@@ -6,13 +6,16 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <string_view>
 #include <utility>
 
 #include "platform/host/append_file.h"
+#include "platform/host/disk_error.h"
 #include "platform/host/format.h"
 #include "platform/host/local_time.h"
 #include "platform/host/paths.h"
@@ -105,7 +108,8 @@ void SetProgressLine(std::string line) {
 
 void VGPrintf(int /*logType*/, int /*reserved1*/, int /*reserved2*/, const char* file, int line,
               const char* function, const char* format, va_list args) {
-    std::string text = LocalTime(std::time(nullptr)) + ' ' + file + ':' + std::to_string(line) + " (" + function + "): ";
+    std::string text =
+        LocalTime(std::time(nullptr)) + ' ' + file + ':' + std::to_string(line) + " (" + function + "): ";
     AppendOnOneLine(text, VStringPrintf(format, args));
 
     const bool logged = g_sink == LogSink::PackageLog && AppendToLog(text);
@@ -120,4 +124,11 @@ void LibraryLog(int line, const char* function, const char* format, ...) {
     va_start(args, format);
     VGPrintf(0, 0, 0, g_program, line, function, format, args);
     va_end(args);
+}
+
+int LogErrno(const char* what, const std::string& path) {
+    const int error = errno;
+    NoteErrno(error);
+    VG_LIB_LOG("Failed to %s %s. [%s]\n", what, path.c_str(), std::strerror(error));
+    return -1;
 }

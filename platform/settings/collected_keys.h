@@ -19,7 +19,4 @@ std::vector<KeyChange> Of(std::string_view file);
 // or -1.
 int Write(const std::string& file, const std::vector<KeyChange>& changes);
 
-// Removes the temporary file that a killed process has left beside the file. Returns 0 or -1.
-int RemoveLeftover(const std::string& file);
-
 }  // namespace CollectedKeys

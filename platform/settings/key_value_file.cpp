@@ -71,5 +71,3 @@ int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, b
     }
     return CollectedKeys::Write(file, changes);
 }
-
-int VGFileRemoveLeftover(std::string_view path) { return CollectedKeys::RemoveLeftover(std::string(path)); }

@@ -45,7 +45,3 @@ int VGFileGetVal(std::string_view path, const char* key, std::string& value, boo
 // there is no file. The last argument is reserved.
 [[nodiscard]] int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys,
                                    bool reserved = false);
-
-// Removes the temporary file that a killed process has left beside the file, under the file's lock; the next
-// write would do the same. Returns 0 on success, also when there was none.
-[[nodiscard]] int VGFileRemoveLeftover(std::string_view path);

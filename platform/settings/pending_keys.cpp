@@ -68,11 +68,6 @@ int CollectedKeys::Write(const std::string& file, const std::vector<KeyChange>& 
     return g_collection->held.try_emplace(file, file).first->second.Try(Of(file));
 }
 
-int CollectedKeys::RemoveLeftover(const std::string& file) {
-    const bool ours = g_collection && g_collection->held.contains(file);
-    return ours ? 0 : SettingsFile(file).RemoveLeftover();
-}
-
 void PendingKeys::Collect(std::vector<KeyChange> earlier) {
     Stop();
     g_collection = std::make_unique<Collection>();

@@ -7,13 +7,11 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <thread>
 #include <utility>
 
 #include "platform/files/file_io.h"
-#include "platform/host/disk_error.h"
 #include "platform/host/first_change.h"
 #include "platform/host/once_more.h"
 #include "platform/host/paths.h"
@@ -39,17 +37,11 @@ std::string WithChanges(std::string content, const std::vector<KeyChange>& chang
 
 SettingsFile::SettingsFile(std::string file) : m_file(std::move(file)) {}
 
-int SettingsFile::LogFailure(const char* what) const {
-    NoteErrno(errno);
-    VG_LIB_LOG("Failed to %s %s, %s.\n", what, m_path.c_str(), std::strerror(errno));
-    return -1;
-}
-
 int SettingsFile::Open() {
     const std::filesystem::path path = m_path = ResolvePath(m_file);
     m_place.name = path.filename();
     m_place.folder = Folder::Open(path.parent_path());
-    return m_place.folder ? 0 : LogFailure("open the folder of");
+    return m_place.folder ? 0 : LogErrno("open the folder of", m_path);
 }
 
 bool SettingsFile::WaitForLock(int fd) const {
@@ -82,7 +74,7 @@ int SettingsFile::HoldsLock() const {
 int SettingsFile::Lock() {
     for (;;) {
         if (const int holds = HoldsLock(); holds != 0)
-            return holds > 0 ? 0 : LogFailure("lock");
+            return holds > 0 ? 0 : LogErrno("lock", m_path);
         m_replacement.reset();
         m_lock.reset();
         if (Open())
@@ -90,7 +82,7 @@ int SettingsFile::Lock() {
         const int folder = m_place.folder.Fd();
         UniqueFd file(openat(folder, m_place.name.c_str(), kReadFlags | O_NOFOLLOW));
         if ((!file && errno != ENOENT) || !WaitForLock(file ? file.Get() : folder))
-            return LogFailure("lock");
+            return LogErrno("lock", m_path);
         m_lock = std::move(file);
     }
 }
@@ -103,7 +95,7 @@ int SettingsFile::LockAndRead(std::string& content) {
         if (!*m_lock)
             return 0;
         return lseek(m_lock->Get(), 0, SEEK_SET) == 0 ? ReadWholeFile(m_lock->Get(), m_path, content)
-                                                      : LogFailure("read");
+                                                      : LogErrno("read", m_path);
     });
 }
 
@@ -115,8 +107,9 @@ int SettingsFile::Try(const std::vector<KeyChange>& changes) {
     if (!m_replacement)
         m_replacement.emplace(m_place.folder, m_place.name);
     content = WithChanges(std::move(content), changes);
-    return OnceMore(
-        [&] { return m_replacement->Write(content, *m_lock, kModeOfNew) ? 0 : LogFailure("write a new"); });
+    return OnceMore([&] {
+        return m_replacement->Write(content, *m_lock, kModeOfNew) ? 0 : LogErrno("write a new", m_path);
+    });
 }
 
 int SettingsFile::Change(const std::vector<KeyChange>& changes) {
@@ -136,24 +129,9 @@ int SettingsFile::Change(const std::vector<KeyChange>& changes) {
     const int failed = OnceMore([&] {
         const bool written =
             m_replacement->Write(changed, *m_lock, kModeOfNew) && m_replacement->FlushContent();
-        return written ? 0 : LogFailure("write a new");
+        return written ? 0 : LogErrno("write a new", m_path);
     });
     if (failed)
         return -1;
-    return m_replacement->PutInPlace() ? 0 : LogFailure("replace");
-}
-
-int SettingsFile::RemoveLeftover() {
-    struct stat status {};
-    const std::string path = ResolvePath(m_file);
-    const std::string leftover = FileReplacement::TemporaryName(path);
-    if (lstat(leftover.c_str(), &status) != 0)
-        return 0;
-    AnnounceChange();
-    if (Lock())
-        return -1;
-    const std::string name = FileReplacement::TemporaryName(m_place.name);
-    return unlinkat(m_place.folder.Fd(), name.c_str(), 0) == 0 || errno == ENOENT
-               ? 0
-               : LogFailure("remove what a write has left of");
+    return m_replacement->PutInPlace() ? 0 : LogErrno("replace", m_path);
 }

@@ -31,16 +31,12 @@ public:
     // Changes the file as it stands now, and ends what Try has begun. A step that the disk fails is done twice.
     [[nodiscard]] int Change(const std::vector<KeyChange>& changes);
 
-    // Removes the temporary file that a killed process has left.
-    [[nodiscard]] int RemoveLeftover();
-
 private:
     int Open();
     int Lock();
     int HoldsLock() const;
     bool WaitForLock(int fd) const;
     int LockAndRead(std::string& content);
-    int LogFailure(const char* what) const;
 
     std::string m_file;
     std::string m_path;  // the real one

@@ -7,14 +7,11 @@
 
 #include <fcntl.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <set>
 #include <string>
 
 #include "platform/files/file_io.h"
-#include "platform/host/disk_error.h"
 #include "platform/host/once_more.h"
 #include "platform/log/library_log.h"
 #include "platform/vgdb/connection.h"
@@ -24,11 +21,7 @@ namespace {
 
 int FlushFolder(const std::string& path) {
     const UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder && Flush(folder.Get()))
-        return 0;
-    NoteErrno(errno);
-    LibraryLog(__LINE__, "EndRepairs", "Cannot flush %s: %s\n", path.c_str(), std::strerror(errno));
-    return -1;
+    return folder && Flush(folder.Get()) ? 0 : LogErrno("flush", path);
 }
 
 }  // namespace

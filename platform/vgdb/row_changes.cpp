@@ -81,10 +81,10 @@ FieldValue ValueOf(sqlite3_stmt* statement, int column) {
     return value;
 }
 
-TableRow RowOf(sqlite3_stmt* statement, int first, const std::vector<std::string>& names) {
+TableRow RowOf(const Statement& statement, int first, const std::vector<std::string>& names) {
     TableRow row;
     for (size_t i = 0; i < names.size(); ++i)
-        row.emplace_back(names[i], ValueOf(statement, first + static_cast<int>(i)));
+        row.emplace_back(names[i], ValueOf(statement.Get(), first + static_cast<int>(i)));
     return row;
 }
 
@@ -137,47 +137,33 @@ private:
         return true;
     }
 
-    // Calls `take` for every row.
     template <class Take>
     bool Query(const std::string& sql, Take take) {
-        Statement statement;
-        int code = statement.Prepare(m_db.get(), sql.c_str());
-        while (code == SQLITE_OK || code == SQLITE_ROW) {
-            code = statement.Step();
-            if (code == SQLITE_ROW)
-                take(statement.Get());
-        }
-        return code == SQLITE_DONE || Fail(sql.substr(0, 100));
+        return ForEachRow(m_db.get(), sql, take) == SQLITE_OK || Fail(sql.substr(0, 100));
     }
 
     bool Count(const std::string& sql, uint64_t& count) {
-        return Query(sql, [&count](sqlite3_stmt* row) {
-            count = static_cast<uint64_t>(sqlite3_column_int64(row, 0));
-        });
+        return Query(sql, [&count](const Statement& row) { count = static_cast<uint64_t>(row.Int64(0)); });
     }
 
     bool ReadSchema(const std::string& side, Schema& schema) {
-        const auto text = [](sqlite3_stmt* row, int column) {
-            return std::string(OrEmpty(reinterpret_cast<const char*>(sqlite3_column_text(row, column))));
-        };
-        const auto take = [&](sqlite3_stmt* row) {
-            const std::string type = text(row, 0), name = text(row, 1), table = text(row, 2);
+        const auto take = [&](const Statement& row) {
+            const std::string type = row.String(0), name = row.String(1), table = row.String(2);
             if (sqlite3_strnicmp(name.c_str(), "sqlite_", 7) == 0 || IsLeftOut(table))
                 return;
             if (type != "table")
                 schema.others.insert(type + ' ' + name);
             else
                 schema.tables[name].isVirtual =
-                    sqlite3_strnicmp(text(row, 3).c_str(), "CREATE VIRTUAL", 14) == 0;
+                    sqlite3_strnicmp(row.String(3).c_str(), "CREATE VIRTUAL", 14) == 0;
         };
         if (!Query("SELECT type, name, tbl_name, sql FROM " + side + ".sqlite_master", take))
             return false;
         for (auto& [name, table] : schema.tables) {
             if (table.isVirtual)
                 continue;
-            const auto takeColumn = [&](sqlite3_stmt* row) {
-                table.columns.push_back(
-                    {.name = text(row, 1), .fallback = text(row, 4), .keyPart = sqlite3_column_int(row, 5)});
+            const auto takeColumn = [&, &columns = table.columns](const Statement& row) {
+                columns.push_back({.name = row.String(1), .fallback = row.String(4), .keyPart = row.Int(5)});
             };
             if (!Query("PRAGMA " + side + ".table_info(" + QuoteName(name) + ")", takeColumn))
                 return false;
@@ -191,7 +177,9 @@ private:
 
     bool CompareSchemas(const Schema& was, const Schema& is) {
         for (const auto& [sign, old, now] : {std::tuple("+", &was, &is), std::tuple("-", &is, &was)}) {
-            const auto note = [&](const std::string& what) { m_changes.schema.push_back(sign + what); };
+            const auto note = [&, sign = sign](const std::string& what) {
+                m_changes.schema.push_back(sign + what);
+            };
             for (const auto& [name, table] : now->tables)
                 if (!old->tables.contains(name))
                     note("table " + name);
@@ -265,7 +253,7 @@ private:
         const std::vector<std::string> names = NamesOf(table);
         return Count("SELECT count(*) FROM " + From(side), isNew ? m_table.inserted : m_table.deleted) &&
                Query("SELECT " + ListOf(side, names) + " FROM " + From(side) + Limit(isNew && WantsAll()),
-                     [&](sqlite3_stmt* row) {
+                     [&](const Statement& row) {
                          isNew ? NoteInserted(RowOf(row, 0, names)) : NoteDeleted(RowOf(row, 0, names));
                      });
     }
@@ -320,9 +308,9 @@ private:
         const std::string joined = " FROM " + From("a") + " CROSS JOIN " + From("b") + " ON " + same;
 
         uint64_t both = 0;
-        const auto takeCounts = [&](sqlite3_stmt* row) {
-            both = static_cast<uint64_t>(sqlite3_column_int64(row, 0));
-            m_table.updated = static_cast<uint64_t>(sqlite3_column_int64(row, 1));
+        const auto takeCounts = [&](const Statement& row) {
+            both = static_cast<uint64_t>(row.Int64(0));
+            m_table.updated = static_cast<uint64_t>(row.Int64(1));
         };
         if (!Count("SELECT count(*) FROM " + From("a"), m_table.inserted) ||
             !Count("SELECT count(*) FROM " + From("b"), m_table.deleted) ||
@@ -332,12 +320,12 @@ private:
         m_table.deleted -= both;
 
         const std::vector<std::string> names = NamesOf(now), oldNames = NamesOf(old);
-        const auto takeUpdated = [&](sqlite3_stmt* row) {
+        const auto takeUpdated = [&](const Statement& row) {
             const int count = static_cast<int>(names.size());
             RowChange change{
                 .before = RowOf(row, 2 * count, oldNames), .after = RowOf(row, 0, names), .changed = {}};
             for (int i = 0; i < count; ++i)
-                if (sqlite3_column_int(row, count + i))
+                if (row.Int(count + i))
                     change.changed.push_back(names[static_cast<size_t>(i)]);
             m_samples[2].push_back(std::move(change));
         };
@@ -351,10 +339,10 @@ private:
                       takeUpdated)) &&
                (m_table.inserted == 0 ||
                 Query("SELECT " + ListOf("a", names) + missing("a", "b") + Limit(WantsAll()),
-                      [&](sqlite3_stmt* row) { NoteInserted(RowOf(row, 0, names)); })) &&
+                      [&](const Statement& row) { NoteInserted(RowOf(row, 0, names)); })) &&
                (m_table.deleted == 0 ||
                 Query("SELECT " + ListOf("b", oldNames) + missing("b", "a") + Limit(false),
-                      [&](sqlite3_stmt* row) { NoteDeleted(RowOf(row, 0, oldNames)); }));
+                      [&](const Statement& row) { NoteDeleted(RowOf(row, 0, oldNames)); }));
     }
 
     // Rows that stand unchanged under their number are left out of the sorting; that they pair off leaves the
@@ -383,8 +371,8 @@ private:
                                 From("b") + Unpaired(old, now, From("a"), differs) + ") GROUP BY " +
                                 JoinStrings(groups, ", ") + " HAVING sum(s) <> 0";
         const std::vector<std::string> names = NamesOf(now);
-        return Query(sql, [&](sqlite3_stmt* statement) {
-            const long long more = sqlite3_column_int64(statement, 0);
+        return Query(sql, [&](const Statement& statement) {
+            const long long more = statement.Int64(0);
             const TableRow row = RowOf(statement, 2, names);
             (more > 0 ? m_table.inserted : m_table.deleted) += static_cast<uint64_t>(std::abs(more));
             TableRow oldRow;

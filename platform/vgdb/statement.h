@@ -43,7 +43,21 @@ public:
         return text ? text : "";
     }
     int Int(int column) const { return sqlite3_column_int(m_statement, column); }
+    long long Int64(int column) const { return sqlite3_column_int64(m_statement, column); }
 
 private:
     sqlite3_stmt* m_statement = nullptr;
 };
+
+// Calls take(row), a Statement, for every row of a query. Returns SQLite's result code.
+template <class Take>
+int ForEachRow(sqlite3* db, const std::string& query, Take take) {
+    Statement row;
+    int code = row.Prepare(db, query.c_str());
+    while (code == SQLITE_OK || code == SQLITE_ROW) {
+        code = row.Step();
+        if (code == SQLITE_ROW)
+            take(row);
+    }
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}

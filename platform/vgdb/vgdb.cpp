@@ -1,23 +1,13 @@
 #include "platform/vgdb/vgdb.h"
 
+#include "platform/support/strings.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"
+#include "platform/vgdb/rows.h"
 
 bool VGDB::g_blCheckNonRecMode = true;
-
-namespace {
-
-void AppendDoubled(std::string& text, const std::string& value) {
-    for (const char c : value) {
-        if (c == '\'')
-            text += c;
-        text += c;
-    }
-}
-
-}  // namespace
 
 // The platform's interface takes the texts by value. NOLINTBEGIN(performance-unnecessary-value-param)
 int VGDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool, bool, bool, bool) {
@@ -30,18 +20,15 @@ int VGDB::Executep(const std::string& dbPath, std::string sql, DBResult_tag** re
 }
 // NOLINTEND(performance-unnecessary-value-param)
 
-std::string VGDB::QuoteEscape(const std::string& value) {
-    std::string text;
-    text.reserve(value.size() + 2);
-    text += '\'';
-    AppendDoubled(text, value);
-    text += '\'';
-    return text;
-}
+std::string VGDB::QuoteEscape(const std::string& value) { return '\'' + EscapeString(value) + '\''; }
 
 std::string VGDB::EscapeString(const std::string& value) {
     std::string text;
-    AppendDoubled(text, value);
+    for (const char c : value) {
+        if (c == '\'')
+            text += c;
+        text += c;
+    }
     return text;
 }
 
@@ -58,24 +45,20 @@ std::string VGDB::EscapeSpecialChars(const std::string& value) {
 std::string VGDB::Bool2SqlString(bool value) { return value ? "1" : "0"; }
 
 int VGDB::LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value) {
-    DBResult_tag* rows = nullptr;
-    if (Execute(db, sql, &rows))
+    DBRows rows;
+    if (QueryRows(db, sql, rows))
         return -1;
     if (rows->NumRows() > 0 && rows->fields.front())
         value = rows->fields.front();
-    VGDBFreeResult(rows);
     return 0;
 }
 
 int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std::string>& values) {
-    DBResult_tag* rows = nullptr;
-    if (Execute(db, sql, &rows))
+    DBRows rows;
+    if (QueryRows(db, sql, rows))
         return -1;
-    for (size_t row = 0; row < rows->NumRows(); ++row) {
-        const char* const field = rows->fields[row * rows->columns.size()];
-        values.emplace_back(field ? field : "");
-    }
-    VGDBFreeResult(rows);
+    for (size_t row = 0; row < rows->NumRows(); ++row)
+        values.emplace_back(OrEmpty(rows->fields[row * rows->columns.size()]));
     return 0;
 }
 

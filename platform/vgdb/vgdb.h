@@ -72,7 +72,8 @@ namespace VGDB {
 // Missing names by table; "*" stands for a table that was missing as a whole.
 using MissingNames = std::unordered_map<std::string, std::set<std::string>>;
 
-// False while the system is leaving non-rec mode; set by a program before its first database access.
+// False while the system is leaving non-rec mode; set by a program before its first database access. Nothing reads it
+// yet, since it is not settled what the calls do then; it is part of the package's interface, which programs rely on.
 extern bool g_blCheckNonRecMode;
 
 std::string GetDBPath(DB_INSTANCE db);

@@ -15,10 +15,8 @@ long long QueryResult::Int64(const char* column) const {
 
 int QuerySql(DB_INSTANCE db, const std::string& sql, QueryResult& rows, const char* failure, LogSite site) {
     DBRows result;
-    if (QueryRows(db, sql, result)) {
-        LogMessage(site, failure, sql.c_str());
-        return -1;
-    }
+    if (QueryRows(db, sql, result))
+        return LogFailure(site, failure, sql.c_str());
     rows = QueryResult(std::move(result));
     return 0;
 }

@@ -9,8 +9,7 @@ namespace implement {
 int ExecuteBatch(std::string batch, LogSite site) {
     if (batch.empty() || VGDB::Execute(DB_SYSTEM, std::move(batch)) == 0)
         return 0;
-    LogMessage(site, kFailedToExecute);
-    return -1;
+    return LogFailure(site, kFailedToExecute);
 }
 
 void LogToUser(int logType, int itemId, const std::vector<std::string>& params) {

@@ -11,6 +11,20 @@
 #include "upgrader/once.h"
 
 namespace migrations {
+namespace {
+
+// Whether there is an analytics task: 1, 0 or -1.
+int FindTask(LogSite site = LogSite::Here()) {
+    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting, {}, site); found <= 0)
+        return found;
+    QueryResult tasks;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT 1 FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
+                 "Failed to execute sql: %s\n", site))
+        return -1;
+    return tasks.NumRows();
+}
+
+}  // namespace
 
 int ShowDvaTaskChangeInfo() {
     // A notice for the user interface, which only those who have tasks need.
@@ -20,41 +34,25 @@ int ShowDvaTaskChangeInfo() {
         UPG_LOG("Failed to get %s from settings.conf\n", kFlag);
     if (flagged != 0)
         return flagged < 0 ? -1 : 0;
-    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting); found <= 0)
+    if (const int found = FindTask(); found <= 0)
         return found;
-    QueryResult tasks;
-    if (QuerySql(DB_SYSTEM, std::string("SELECT id FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
-                 "Failed to execute sql: %s\n"))
-        return -1;
-    if (tasks.NumRows() == 0)
-        return 0;
-    if (SetSettingConfValue(kFlag, Bool2String(true))) {
-        UPG_LOG(kFailedToSetFlag, kFlag);
-        return -1;
-    }
+    if (SetSettingConfValue(kFlag, Bool2String(true)))
+        return UPG_FAIL(kFailedToSetFlag, kFlag);
     return 0;
 }
 
 // Allows the motion detection of analytics tasks.
 int TouchAllowMotionDetectionFlag() {
-    if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting); found <= 0)
+    if (const int found = FindTask(); found <= 0)
         return found;
-    QueryResult tasks;
-    if (QuerySql(DB_SYSTEM, std::string("SELECT 1 FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
-                 "Failed to execute sql: %s\n"))
-        return -1;
-    if (tasks.NumRows() == 0)
-        return 0;
     Place place;
     struct stat status {};
     const std::string path = ResolveEntry(std::string(kTargetDir) + "@VGData/dva_md_allow");
     const int found = FindPlace(path, place, status);
     if (found > 0 || (found == 0 && !place.folder))
         return 0;
-    if (found < 0 || VGFileCreate(path, 0644)) {
-        UPG_LOG("Failed to create dva_md_allow\n");
-        return -1;
-    }
+    if (found < 0 || VGFileCreate(path, 0644))
+        return UPG_FAIL("Failed to create dva_md_allow\n");
     return 0;
 }
 

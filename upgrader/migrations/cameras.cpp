@@ -19,10 +19,8 @@ int ForLocalCameras(Operation operation, LogSite site = LogSite::Here()) {
     if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"id"}, site); found <= 0)
         return found;
     std::list<Camera> cameras;
-    if (GetCamLocalList(cameras)) {
-        LogMessage(site, "Failed to list the local cameras\n");
-        return -1;
-    }
+    if (GetCamLocalList(cameras))
+        return LogFailure(site, "Failed to list the local cameras\n");
     int result = 0;
     for (const Camera& camera : cameras) {
         if (operation(camera)) {
@@ -68,8 +66,7 @@ int CopyLiveviewModeToMobile() {
 int IntegrateExternalProfileToCam() {
     if (implement::IntegrateExternalProfileToCam().Run() == 0)
         return 0;
-    UPG_LOG("Failed to integrate the external stream profiles.\n");
-    return -1;
+    return UPG_FAIL("Failed to integrate the external stream profiles.\n");
 }
 
 int SaveAllCamAndHomeMode() {

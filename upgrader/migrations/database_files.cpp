@@ -103,8 +103,7 @@ int ChangeDBBackupOwner() {
         return found;
     if (VGTreeChown(InTarget("@vigilo/@VGDBBackup"), owner) == 0)
         return 0;
-    UPG_LOG("Failed to change the owner of @VGDBBackup\n");
-    return -1;
+    return UPG_FAIL("Failed to change the owner of @VGDBBackup\n");
 }
 
 int ChangeDBFileOwnerMod() {

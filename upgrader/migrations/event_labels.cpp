@@ -93,8 +93,7 @@ int SaveLabels(REC_EVENT_TYPE type, EVENT_LABEL_SETTING_SRC source, const Json::
                LogSite site = LogSite::Here()) {
     if (SetEvtLabelSetting(type, source, labels) == 0)
         return 0;
-    LogMessage(site, "Failed to save label setting. setting[%s].\n", JsonWrite(labels, true).c_str());
-    return -1;
+    return LogFailure(site, "Failed to save label setting. setting[%s].\n", JsonWrite(labels, true).c_str());
 }
 
 }  // namespace
@@ -106,15 +105,11 @@ int once::UpdateEventLabelSettingToJson() {
                      " WHERE event_type = 4 AND source = 0;",
                  row, "Failed to execute sql: %s\n"))
         return -1;
-    if (!row.Next()) {
-        UPG_LOG("Failed to fetch row.\n");
-        return -1;
-    }
+    if (!row.Next())
+        return UPG_FAIL("Failed to fetch row.\n");
     Json::Value texts;
-    if (JsonParse(row.String("text"), texts, false, true)) {
-        UPG_LOG("Failed to parse label text as json.\n");
-        return -1;
-    }
+    if (JsonParse(row.String("text"), texts, false, true))
+        return UPG_FAIL("Failed to parse label text as json.\n");
     const auto enabledMask = static_cast<unsigned int>(row.Int("enabled"));
     return SaveLabels(kLabelEventType, kLabelSource, MakeLabels(enabledMask, texts));
 }

@@ -9,11 +9,11 @@
 
 #include "platform/camera/camera.h"
 #include "platform/host/paths.h"
+#include "platform/notification/group_schedule.h"
 #include "platform/notification/home_mode_setting.h"
 #include "platform/notification/notification_filter.h"
-#include "platform/notification/notify_sche.h"
-#include "platform/notification/notify_schedule.h"
 #include "platform/notification/notify_types.h"
+#include "platform/notification/system_schedule.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "platform/support/strings.h"
@@ -45,18 +45,14 @@ constexpr unsigned long kMaxCamScheduleWidth = 122;
 // Switches types on in the system schedule, all week.
 int SwitchOnInSystemSchedule(std::initializer_list<int> types, LogSite site = LogSite::Here()) {
     VGGeneric::NotifySche schedule;
-    if (schedule.Reload(false)) {
-        LogMessage(site, "Failed to reload vggeneric.\n");
-        return -1;
-    }
+    if (schedule.Reload(false))
+        return LogFailure(site, "Failed to reload vggeneric.\n");
     for (int day = 0; day < NotifySchedule::kDays; ++day)
         for (int slot = 0; slot < NotifySchedule::kSlotsPerDay; ++slot)
             for (const int type : types)
                 schedule.SetNotifySchedule(day, slot, static_cast<VG_NOTIFY_TYPE>(type), true);
-    if (schedule.Save()) {
-        LogMessage(site, "Failed to update notification schedule.\n");
-        return -1;
-    }
+    if (schedule.Save())
+        return LogFailure(site, "Failed to update notification schedule.\n");
     return 0;
 }
 
@@ -69,20 +65,16 @@ std::string InsertEvent(int group, int type, int filter, int homeModeFilter) {
 
 int UpdateNotificationEventDB() {
     NotificationFilter setting;
-    if (setting.Reload()) {
-        UPG_LOG("Failed to reload notification filter.\n");
-        return -1;
-    }
+    if (setting.Reload())
+        return UPG_FAIL("Failed to reload notification filter.\n");
     const NotificationFilter::FilterMap& filters = setting.GetFilterMap();
 
     QueryResult homeMode;
     if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableHomeModeNotifyFilter, homeMode,
                  "Execute failed for Sql cmd: %s\n"))
         return -1;
-    if (homeMode.NumRows() != 1 || !homeMode.Next()) {
-        UPG_LOG("Failed to load homemode notify filter table\n");
-        return -1;
-    }
+    if (homeMode.NumRows() != 1 || !homeMode.Next())
+        return UPG_FAIL("Failed to load homemode notify filter table\n");
 
     std::string batch;
     for (int number = 0; number < kEventTypeCount; ++number) {
@@ -142,16 +134,12 @@ namespace work {
 
 int ExtendSystemNotifySchedule() {
     VGGeneric::NotifySche system;
-    if (system.Reload(false)) {
-        UPG_LOG("Failed to reload vggeneric.\n");
-        return -1;
-    }
+    if (system.Reload(false))
+        return UPG_FAIL("Failed to reload vggeneric.\n");
     NotifySchedule schedule;
     if (schedule.LoadScheduleFromString(system.GetNotifyScheduleStrByGroup(1), ConvertSystemScheduleSlot) ||
-        system.SetNotifyScheduleByGroup(1, schedule.GetStringFromSchedule()) || system.Save()) {
-        UPG_LOG("Failed to extend system notification schedule.\n");
-        return -1;
-    }
+        system.SetNotifyScheduleByGroup(1, schedule.GetStringFromSchedule()) || system.Save())
+        return UPG_FAIL("Failed to extend system notification schedule.\n");
     return 0;
 }
 
@@ -224,10 +212,8 @@ int UpdateSnapshotSortAndNamingRule() { return ClearDuplicateNotiMail(); }
 
 int UpdateIntercomRexNotificationSettings() {
     NotificationFilter filter;
-    if (filter.Reload()) {
-        UPG_LOG("Failed to load notificationfilter.\n");
-        return -1;
-    }
+    if (filter.Reload())
+        return UPG_FAIL("Failed to load notificationfilter.\n");
     // Also a filter that is the default is stored when the other is, and one that is not stored is absent.
     if (filter.GetFilterMap().contains(NOTIFY_INTERCOM_ACCESS))
         filter.SetFilterSettingByType(NOTIFY_INTERCOM_REX,
@@ -244,14 +230,10 @@ int UpdateIntercomRexNotificationSettings() {
     if (QuerySql(DB_SYSTEM, "SELECT * FROM " + table, homeMode,
                  "Failed to load camdetsetting from DB. [%s]\n"))
         return -1;
-    if (homeMode.NumRows() != 1) {
-        UPG_LOG("Wrong home mode settings.\n");
-        return -1;
-    }
-    if (!homeMode.Next()) {
-        UPG_LOG("Failed to fetch home mode settings.\n");
-        return -1;
-    }
+    if (homeMode.NumRows() != 1)
+        return UPG_FAIL("Wrong home mode settings.\n");
+    if (!homeMode.Next())
+        return UPG_FAIL("Failed to fetch home mode settings.\n");
     // NULL, no home-mode value, is taken over like any other.
     const char* access = homeMode.Text("intercom_access");
     const char* rex = homeMode.Text("intercom_rex");
@@ -267,10 +249,8 @@ int UpdateIntercomRexNotificationSettings() {
 }
 
 int once::UpdateNotificationEvent() {
-    if (UpdateNotificationEventDB()) {
-        UPG_LOG("Failed to update notification event data base\n");
-        return -1;
-    }
+    if (UpdateNotificationEventDB())
+        return UPG_FAIL("Failed to update notification event data base\n");
     return 0;
 }
 
@@ -280,8 +260,7 @@ int UpdateSystemNotifySchedule() {
         UPG_LOG(kFailedToSetHomeModeSchedule);
     if (ExtendSystemNotifySchedule() == 0)
         return 0;
-    UPG_LOG("Failed to extend system notification schedule.\n");
-    return -1;
+    return UPG_FAIL("Failed to extend system notification schedule.\n");
 }
 
 int once::UpdateNotificationPeopleVechileSetting() {
@@ -307,10 +286,8 @@ int UpdateCamNotiSchedFilter() {
         return 0;
 
     std::list<Camera> cameras;
-    if (CamGetList(CamFilterRule(), cameras)) {
-        UPG_LOG("Failed to get camera list.\n");
-        return -1;
-    }
+    if (CamGetList(CamFilterRule(), cameras))
+        return UPG_FAIL("Failed to get camera list.\n");
     std::string batch;
     for (const Camera& camera : cameras) {
         if (camera.GetNotifySchedule().empty())
@@ -321,10 +298,8 @@ int UpdateCamNotiSchedFilter() {
     }
     if (ExecuteSql(DB_SYSTEM, batch, "Failed to execute execute sql: %s.\n"))
         return -1;
-    if (SetSettingConfValue(kWidthKey, StringPrintf("%lu", kCamScheduleWidth))) {
-        UPG_LOG(kFailedToSetFlag, kWidthKey);
-        return -1;
-    }
+    if (SetSettingConfValue(kWidthKey, StringPrintf("%lu", kCamScheduleWidth)))
+        return UPG_FAIL(kFailedToSetFlag, kWidthKey);
     return 0;
 }
 
@@ -363,10 +338,8 @@ int NotiUpgrade::MoveFilterFromDbToConf() {
     if (!filters.Next())
         return 0;
     NotificationFilter stored;
-    if (stored.Reload()) {
-        UPG_LOG("Failed to reload notification filter.\n");
-        return -1;
-    }
+    if (stored.Reload())
+        return UPG_FAIL("Failed to reload notification filter.\n");
 
     int result = 0;
     for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {

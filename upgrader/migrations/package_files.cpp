@@ -19,22 +19,17 @@ std::string In(std::string_view folder, std::string_view name) {
 int MoveFromShare(const char* name, LogSite site = LogSite::Here()) {
     if (VGFileMove(In(kShareDir, name), ResolvePath(kDataDir)) == 0)
         return 0;
-    LogMessage(site, "Failed to move %s from %s\n", name, kShareDir.data());
-    return -1;
+    return LogFailure(site, "Failed to move %s from %s\n", name, kShareDir.data());
 }
 
 int RemoveAddOnDir(const char* name, LogSite site = LogSite::Here()) {
     if (VGFolderRemove(In(kAddOnsDir, name)) == 0)
         return 0;
-    LogMessage(site, "Failed to remove the add-on folder %s\n", name);
-    return -1;
+    return LogFailure(site, "Failed to remove the add-on folder %s\n", name);
 }
 
 int RemoveFile(std::string_view folder, const char* name, LogSite site = LogSite::Here()) {
-    if (VGFileRemove(In(folder, name)) == 0)
-        return 0;
-    LogMessage(site, "Failed to remove the file %s\n", name);
-    return -1;
+    return VGFileRemove(In(folder, name)) == 0 ? 0 : LogFailure(site, "Failed to remove the file %s\n", name);
 }
 
 }  // namespace
@@ -48,8 +43,7 @@ int RemoveLocalDisplayAddOnDir() { return RemoveAddOnDir("LocalDisplay"); }
 int RemoveGzLogFiles() {
     if (VGFolderRemoveFiles(ResolvePath(kLogDir), ".gz") == 0)
         return 0;
-    UPG_LOG("Failed to remove compressed logs\n");
-    return -1;
+    return UPG_FAIL("Failed to remove compressed logs\n");
 }
 
 int MoveCmsDataFolders() {

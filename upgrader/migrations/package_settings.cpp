@@ -30,10 +30,8 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
 // Removes keys whose values nothing takes over; what they were is left in the log.
 int RemoveKeys(const std::set<std::string>& keys, const char* failure, LogSite site = LogSite::Here()) {
     std::map<std::string, std::string> settings;
-    if (VGFileGetAll(kSettingsConf, settings) || VGFileRemoveKeys(kSettingsConf, keys)) {
-        LogMessage(site, "%s", failure);
-        return -1;
-    }
+    if (VGFileGetAll(kSettingsConf, settings) || VGFileRemoveKeys(kSettingsConf, keys))
+        return LogFailure(site, "%s", failure);
     for (const std::string& key : keys)
         if (const auto setting = settings.find(key); setting != settings.end())
             LogMessage(site, "Removed %s=\"%s\" from settings.conf\n", key.c_str(), setting->second.c_str());
@@ -68,22 +66,16 @@ int RenameDownloadServerKey() {
     if (found == 0)
         return 0;
     const int foundNew = found < 0 ? -1 : VGFileGetVal(kSettingsConf, kNewKey, replaced);
-    if (foundNew < 0) {
-        UPG_LOG("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
-        return -1;
-    }
+    if (foundNew < 0)
+        return UPG_FAIL("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
     if (!server.empty()) {
         if (foundNew > 0 && replaced != server)
             UPG_LOG("%s takes the value of %s; its own is dropped.\n", kNewKey, kOldKey);
-        if (SetSettingConfValue(kNewKey, server)) {
-            UPG_LOG(kFailedToSetFlag, kNewKey);
-            return -1;
-        }
+        if (SetSettingConfValue(kNewKey, server))
+            return UPG_FAIL(kFailedToSetFlag, kNewKey);
     }
-    if (VGFileRemoveKeys(kSettingsConf, {kOldKey})) {
-        UPG_LOG("Failed to remove vg_client_download_server from settings.conf\n");
-        return -1;
-    }
+    if (VGFileRemoveKeys(kSettingsConf, {kOldKey}))
+        return UPG_FAIL("Failed to remove vg_client_download_server from settings.conf\n");
     return 0;
 }
 
@@ -103,10 +95,8 @@ int SetFileDownloadServer() {
     constexpr const char* kPackageKey = "file_download_server";
     constexpr const char* kKey = "vg_file_download_server";
     std::string server;
-    if (VGFileGetVal(kPackageConf, kPackageKey, server) < 0) {
-        UPG_LOG("Failed to get %s from package.conf\n", kPackageKey);
-        return -1;
-    }
+    if (VGFileGetVal(kPackageConf, kPackageKey, server) < 0)
+        return UPG_FAIL("Failed to get %s from package.conf\n", kPackageKey);
     return server.starts_with("https://") ? SetKeys({kKey}, server) : 0;
 }
 

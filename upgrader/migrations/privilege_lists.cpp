@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/account/priv_rights.h"
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
@@ -24,12 +25,9 @@ struct Kind {
 };
 
 const Kind kKinds[] = {
-    {"camera",
-     "privilegepercamera",
-     {"ina_live_cam_ids", "ina_play_cam_ids", "ina_lens_cam_ids", "ina_audio_cam_ids",
-      "ina_digiout_cam_ids"}},
-    {"layout", "privilegeprofile", {"ina_layout_ids", "ina_edit_layout_ids"}},
-    {"emap", "privilegeprofile", {"ina_emap_ids", "ina_edit_emap_ids"}},
+    {"camera", "privilegepercamera", kCamIdColumns},
+    {"layout", "privilegeprofile", kLayoutIdColumns},
+    {"emap", "privilegeprofile", kEmapIdColumns},
 };
 
 int LoadIds(const char* table, std::set<int>& ids, const LogSite& site) {

@@ -2,6 +2,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "platform/account/adv_oper.h"
 #include "platform/account/priv_profile.h"
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/query_result.h"
@@ -12,7 +13,6 @@ namespace {
 
 // Length of the strings that the masks became, of which the mask gives the first 64 characters.
 constexpr size_t kConvertedLength = 128;
-constexpr int kMaskBits = 64;
 
 // How the statements tell the levels: 1 are managers, 2 are spectators.
 constexpr const char* kOfManagers = ") WHERE privilege = 1;";
@@ -39,8 +39,6 @@ int DenyOperations(std::initializer_list<Denial> denials, LogSite site = LogSite
 bool IsDeniedNothing(const QueryResult& profile) {
     return profile.Int("privilege") == 0 || profile.Int("id") == PrivProfile::kAllObjManagerId;
 }
-
-std::string AllAllowed() { return std::string(PrivProfile::kAdvOperLength, '0'); }
 
 }  // namespace
 
@@ -96,7 +94,7 @@ int once::ExtendPrivAdvOper() {
     while (rows.Next()) {
         std::string operations(kConvertedLength, IsDeniedNothing(rows) ? '0' : '1');
         const auto mask = static_cast<unsigned long long>(rows.Int64("ina_adv_oper"));
-        for (int bit = 0; bit < kMaskBits; ++bit)
+        for (int bit = 0; bit < AdvOper::kMaskBits; ++bit)
             operations[static_cast<size_t>(bit)] = (mask >> bit & 1) != 0 ? '1' : '0';
         batch += "UPDATE privilegeprofile SET ina_adv_operator = " + VGDB::QuoteEscape(operations) +
                  " WHERE id = " + std::to_string(rows.Int("id")) + ";";
@@ -108,8 +106,8 @@ int CorrectAllObjPrivAdvOper() {
     const std::string sql = StringPrintf(
         "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;"
         "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;",
-        AllAllowed().c_str(), PrivProfile::kAllObjManagerId, PrivProfile::GetAllObjViewerAdvOper().c_str(),
-        PrivProfile::kAllObjSpectatorId);
+        AdvOper::NothingDenied().c_str(), PrivProfile::kAllObjManagerId,
+        PrivProfile::GetAllObjViewerAdvOper().c_str(), PrivProfile::kAllObjSpectatorId);
     return ExecuteSql(DB_SYSTEM, sql, "Failed to execute sql: %s.\n");
 }
 
@@ -117,7 +115,7 @@ int CorrectAllObjPrivAdvOper() {
 int UpdatePrivAdvOper() {
     const std::string query = StringPrintf(
         "SELECT id, privilege, ina_adv_operator FROM privilegeprofile WHERE LENGTH(ina_adv_operator) < %d;",
-        PrivProfile::kAdvOperLength);
+        AdvOper::kLength);
     QueryResult rows;
     if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s.\n"))
         return -1;
@@ -125,7 +123,7 @@ int UpdatePrivAdvOper() {
     while (rows.Next()) {
         std::string operations;
         if (IsDeniedNothing(rows))
-            operations = AllAllowed();
+            operations = AdvOper::NothingDenied();
         else if (rows.Int("id") == PrivProfile::kAllObjSpectatorId)
             operations = PrivProfile::GetAllObjViewerAdvOper();
         else

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/account/priv_rights.h"
 #include "platform/support/strings.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
@@ -17,20 +18,6 @@ namespace {
 constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
 
 using Columns = std::vector<std::string>;
-
-// Columns of privilegepercamera, for the rights live, playback, lens, audio and digital output.
-const Columns kRightsToCameras = {"ina_live_cam_ids", "ina_play_cam_ids", "ina_lens_cam_ids",
-                                  "ina_audio_cam_ids", "ina_digiout_cam_ids"};
-const Columns kRightsToGroups = {"ina_live_camgrp_ids", "ina_play_camgrp_ids", "ina_lens_camgrp_ids",
-                                 "ina_audio_camgrp_ids", "ina_digiout_camgrp_ids"};
-const Columns kRightsToServers = {"live_allcamds_ids", "play_allcamds_ids", "lens_allcamds_ids",
-                                  "audio_allcamds_ids", "digiout_allcamds_ids"};
-
-// Columns of privilegeperdoor, for the rights authorize, manual lock, manual unlock and manual access.
-const Columns kRightsToDoors = {"ina_authorize_door_ids", "ina_manual_lock_door_ids",
-                                "ina_manual_unlock_door_ids", "ina_manual_access_door_ids"};
-const Columns kRightsToDoorServers = {"authorize_alldoords_ids", "manual_lock_alldoords_ids",
-                                      "manual_unlock_alldoords_ids", "manual_access_alldoords_ids"};
 
 // Whether the main database has these tables with these columns, as Guard tells it.
 struct Needed {
@@ -137,14 +124,10 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     profile.Add("allcamdsids", objects.servers);
     profile.Add("ina_adv_oper", kEveryOperationOfTheMask);
     profile.Add("ina_adv_operator", VGDB::QuoteEscape(kEveryOperation));
-    profile.Add("ina_emap_ids", objects.emaps);
-    profile.Add("all_emap_ds_ids", objects.servers);
-    profile.Add("ina_layout_ids", objects.layouts);
-    profile.Add("all_layout_type", kAllLayoutTypes);
-    profile.Add("ina_edit_layout_ids", objects.layouts);
-    profile.Add("all_edit_layout_type", kAllLayoutTypes);
-    profile.Add("ina_edit_emap_ids", objects.emaps);
-    profile.Add("all_edit_emap_ds_ids", objects.servers);
+    profile.Add(kEmapIdColumns, objects.emaps);
+    profile.Add(kEmapServerColumns, objects.servers);
+    profile.Add(kLayoutIdColumns, objects.layouts);
+    profile.Add(kLayoutTypeColumns, kAllLayoutTypes);
     profile.Add("ina_iomodule_ids", objects.ioModules);
     profile.Add("all_iomodule_ds_ids", objects.servers);
     profile.Add("ina_server_ids", objects.servers);
@@ -156,14 +139,14 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     static const std::string kNewId = "(SELECT id FROM privilegeprofile WHERE privilege = -2)";
     NewRow cameraRights;
     cameraRights.Add("privprofile_id", kNewId);
-    cameraRights.Add(kRightsToCameras, objects.cameras);
-    cameraRights.Add(kRightsToGroups, objects.cameraGroups);
-    cameraRights.Add(kRightsToServers, objects.servers);
+    cameraRights.Add(kCamIdColumns, objects.cameras);
+    cameraRights.Add(kCamGroupColumns, objects.cameraGroups);
+    cameraRights.Add(kCamServerColumns, objects.servers);
 
     NewRow doorRights;
     doorRights.Add("privprofile_id", kNewId);
-    doorRights.Add(kRightsToDoors, objects.doors);
-    doorRights.Add(kRightsToDoorServers, objects.servers);
+    doorRights.Add(kDoorIdColumns, objects.doors);
+    doorRights.Add(kDoorServerColumns, objects.servers);
 
     // A profile that is closed only in part must not come to be; each upgrade tries again.
     if (const int found = GuardAll({{"privilegeprofile", profile.GetColumns()},
@@ -245,9 +228,9 @@ int UpdatePrivilegeProfile() {
 int UpdatePrivProfileAndPrivPerCam() {
     if (const int found = GuardAll({{"privilegeprofile", {"id", "inacamids", "inacamgrpids", "allcamdsids"}},
                                     {"privilegepercamera", {"privprofile_id"}},
-                                    {"privilegepercamera", kRightsToCameras},
-                                    {"privilegepercamera", kRightsToGroups},
-                                    {"privilegepercamera", kRightsToServers}});
+                                    {"privilegepercamera", kCamIdColumns},
+                                    {"privilegepercamera", kCamGroupColumns},
+                                    {"privilegepercamera", kCamServerColumns}});
         found <= 0)
         return found;
 
@@ -265,9 +248,9 @@ int UpdatePrivProfileAndPrivPerCam() {
         };
         NewRow rights;
         rights.Add("privprofile_id", std::to_string(profiles.Int("id")));
-        rights.Add(kRightsToCameras, list("inacamids"));
-        rights.Add(kRightsToGroups, list("inacamgrpids"));
-        rights.Add(kRightsToServers, list("allcamdsids"));
+        rights.Add(kCamIdColumns, list("inacamids"));
+        rights.Add(kCamGroupColumns, list("inacamgrpids"));
+        rights.Add(kCamServerColumns, list("allcamdsids"));
         batch += rights.InsertSql("privilegepercamera");
     }
     return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
@@ -276,13 +259,13 @@ int UpdatePrivProfileAndPrivPerCam() {
 // The default profiles deny no camera.
 int ClearInaCamsInDefPrivProf() {
     if (const int found =
-            GuardAll({{"privilegepercamera", {"privprofile_id"}}, {"privilegepercamera", kRightsToCameras}});
+            GuardAll({{"privilegepercamera", {"privprofile_id"}}, {"privilegepercamera", kCamIdColumns}});
         found <= 0)
         return found;
     return ExecuteSql(DB_SYSTEM,
-                      "UPDATE privilegepercamera SET " + JoinStrings(kRightsToCameras, " = '', ") +
+                      "UPDATE privilegepercamera SET " + JoinStrings(kCamIdColumns, " = '', ") +
                           " = '' WHERE privprofile_id IN (1, 2) AND (" +
-                          JoinStrings(kRightsToCameras, " IS NOT '' OR ") + " IS NOT '');",
+                          JoinStrings(kCamIdColumns, " IS NOT '' OR ") + " IS NOT '');",
                       kFailedToExecute);
 }
 

@@ -20,8 +20,7 @@ int RecountRecordingAndLog() {
 int once::IntegratePrePostRecTimeOnce() {
     if (implement::IntegrateExternalPrePostRecTimeToCam().Run() == 0)
         return 0;
-    UPG_LOG("Failed to integrate the recording times of the analytics tasks.\n");
-    return -1;
+    return UPG_FAIL("Failed to integrate the recording times of the analytics tasks.\n");
 }
 
 }  // namespace migrations

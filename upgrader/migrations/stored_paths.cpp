@@ -169,10 +169,8 @@ int RenameArchiveFolder() {
     }
 
     // The rows are on disk as soon as they are written; the folders must be before that.
-    if (VGFilesFlush()) {
-        UPG_LOG("Failed to flush the archive folders\n");
-        return -1;
-    }
+    if (VGFilesFlush())
+        return UPG_FAIL("Failed to flush the archive folders\n");
     std::string sql;
     for (const ArchivedRecording& recording : recordings) {
         const int moved = HasMoved(recording);
@@ -201,10 +199,8 @@ int ResetWritingEvtPath() {
     if (cameras.NumRows() == 0)
         return 0;
     std::set<uid_t> users;
-    if (GetRecorders(users)) {
-        UPG_LOG("Failed to tell whose files may be removed\n");
-        return -1;
-    }
+    if (GetRecorders(users))
+        return UPG_FAIL("Failed to tell whose files may be removed\n");
 
     std::string kept;
     while (cameras.Next()) {

@@ -5,7 +5,7 @@
 #include <bitset>
 #include <string>
 
-#include "platform/notification/notify_schedule.h"
+#include "platform/notification/group_schedule.h"
 #include "platform/notification/notify_types.h"
 
 namespace VGGeneric {

@@ -1,4 +1,4 @@
-#include "platform/notification/notify_sche.h"
+#include "platform/notification/system_schedule.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "platform/notification/notify_schedule.h"
+#include "platform/notification/group_schedule.h"
 
 #include <charconv>
 #include <vector>
