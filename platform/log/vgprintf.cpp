@@ -126,9 +126,9 @@ void LibraryLog(int line, const char* function, const char* format, ...) {
     va_end(args);
 }
 
-int LogErrno(const char* what, const std::string& path) {
+int LogErrno(const char* what, const std::string& path, int line, const char* function) {
     const int error = errno;
     NoteErrno(error);
-    VG_LIB_LOG("Failed to %s %s. [%s]\n", what, path.c_str(), std::strerror(error));
+    LibraryLog(line, function, "Failed to %s %s. [%s]\n", what, path.c_str(), std::strerror(error));
     return -1;
 }
