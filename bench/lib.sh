@@ -30,7 +30,7 @@ new_tree() {
 # Makes the tree of the run a copy of folder $1, on disk.
 restore() {
     rm -rf "$VG_SYSROOT"
-    cp -r "$1" "$VG_SYSROOT"
+    cp -a "$1" "$VG_SYSROOT"
     sync -f "$VG_SYSROOT"
 }
 
