@@ -2,11 +2,12 @@
 // that change a database, but those of the upgrade's record. It follows the environment:
 //
 //   BENCH_FLUSH_MS    what each flush takes longer, in milliseconds
-//   BENCH_FLUSHES     the file that gets the number of flushes, by call, when the program ends
+//   BENCH_FIGURES     the file that gets the number of flushes, by call, and the peak memory in KB when the program ends
 //   BENCH_STATEMENTS  the folder that gets the statements, a file a database
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -58,13 +59,15 @@ int WriteDown(unsigned, void* folder, void* running, void* text) {
     return 0;
 }
 
-__attribute__((destructor)) void WriteCounts() {
-    const char* const path = std::getenv("BENCH_FLUSHES");
+__attribute__((destructor)) void WriteFigures() {
+    const char* const path = std::getenv("BENCH_FIGURES");
     std::FILE* const file = path ? std::fopen(path, "w") : nullptr;
     if (!file)
         return;
-    std::fprintf(file, "%d %d %d %d\n", g_flushes.fsync, g_flushes.fdatasync, g_flushes.syncfs,
-                 g_flushes.sync_file_range);
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::fprintf(file, "%d %d %d %d %ld\n", g_flushes.fsync, g_flushes.fdatasync, g_flushes.syncfs,
+                 g_flushes.sync_file_range, usage.ru_maxrss);
     std::fclose(file);
 }
 

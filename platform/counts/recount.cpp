@@ -51,7 +51,8 @@ std::string ReplaceSql(const DayCount& count, const std::list<std::string>& rows
 int RecountByDay(const DayCount& count) {
     const int counted =
         VGDB::FindColumns(count.countedDb, count.countedTable, With(count.keyColumns, {count.timeColumn}));
-    const int countable = VGDB::FindColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
+    const int countable =
+        VGDB::FindColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
     if (counted <= 0 || countable <= 0)
         return counted < 0 || countable < 0 ? -1 : 0;
 
