@@ -133,6 +133,11 @@ TEST_F(Command, KeepsAWriteAheadLogModeAndLeavesNoJournal) {
             << entry.path();
 }
 
+dev_t FileSystemOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
+}
+
 // A sparse database that no disk has room for beside its journal.
 TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
     CreateNewSystem();
@@ -140,9 +145,14 @@ TEST_F(Command, TellsWhenTheDiskMayBeTooFull) {
     const uint64_t size = uint64_t{1} << 43;
     if (truncate(path.c_str(), static_cast<off_t>(size)) != 0)
         GTEST_SKIP() << "no sparse files of that size here";
+    const bool sortsElsewhere =
+        access("/dev/shm", W_OK | X_OK) == 0 && FileSystemOf("/dev/shm") != FileSystemOf(path);
+    setenv("SQLITE_TMPDIR", "/dev/shm", 1);
     EXPECT_EQ(0, RunUpgrader("9748"));
+    unsetenv("SQLITE_TMPDIR");
     EXPECT_EQ(1,
               CountInLog("(main): The file system of " + VGDB::GetDBPath(DB_SYSTEM) + " may be too full: "));
+    EXPECT_EQ(sortsElsewhere ? 1 : 0, CountInLog("(main): The file system of /dev/shm may be too full: "));
     EXPECT_TRUE(fs::remove(Path(kPackageLog)));
     EXPECT_EQ(0, RunUpgrader("9749"));
     EXPECT_EQ(0, CountInLog("too full"));

@@ -79,12 +79,18 @@ namespace {
 // Settings files, new tables, counts: small beside any database that is worth counting.
 constexpr uint64_t kBesides = 4u << 20;
 
-// What an old camera's row, its log entries and their notes can grow by: half a kilobyte of flags, a week of
-// half hours whose words get their full width, a dozen entries in two databases.
-constexpr uint64_t kGrowthOfCamera = 12u << 10;
+// What an old camera's row can grow by, pages that split included: half a kilobyte of flags, a week of half hours whose
+// words get their full width. And a dozen log entries: as notes in the main database, and in the log.
+constexpr uint64_t kGrowthOfCamera = 6u << 10;
+constexpr uint64_t kNotesOfCamera = 6u << 10;
+constexpr uint64_t kEntriesOfCamera = 2u << 10;
 
-// An index beside the table that it is on.
-uint64_t GrowthByIndexes(uint64_t size, size_t indexes) { return size / 4 * indexes; }
+// An index beside the table that it is on: the rows of the door events are hardly longer. The recordings have eight,
+// half of them on few rows.
+uint64_t GrowthByIndexes(uint64_t size, size_t indexes) { return std::min(size / 3 * 2 * indexes, size * 2); }
+
+// Rows of a few numbers that get one more, in pages that split for it; counts of rows.
+uint64_t GrowthByRows(uint64_t size) { return size / 2; }
 
 uint64_t CountCameras() {
     std::string count;
@@ -96,7 +102,7 @@ uint64_t CountCameras() {
 
 struct FileSystem {
     DiskNeed need;
-    uint64_t largestJournal = 0;  // of a database but the main one: they are changed one after the other
+    uint64_t passing = 0;  // the largest of what is needed only for a time, one after the other
 };
 
 // The file system that holds the file; none when that cannot be told.
@@ -122,7 +128,8 @@ uint64_t SizeOf(const std::string& path) {
 }  // namespace
 
 // The main database has one journal from the first change to the commit, up to its whole size, and grows meanwhile;
-// another has a journal for one call. Nothing is needed where only the checks of every upgrade are due.
+// another has a journal for one call. What SQLite sorts, and what it keeps to undo a call to the main database, goes to
+// temporary files. Nothing is needed where only the checks of every upgrade are due.
 void PlanDisk(Plan& plan) {
     const bool repairs =
         std::any_of(plan.repairs.begin(), plan.repairs.end(),
@@ -131,23 +138,34 @@ void PlanDisk(Plan& plan) {
                                       [](const WalkRow& row) { return row.threshold != 0; });
     if (!repairs && !converts)
         return;
+    const uint64_t cameras = converts ? CountCameras() : 0;
+    uint64_t largest = 0;
     std::map<dev_t, FileSystem> all;
     for (const DatabaseRepair& repair : plan.repairs) {
         FileSystem* const fileSystem = FileSystemOf(all, repair.path);
         if (!fileSystem)
             continue;  // told by the repair
         const uint64_t size = SizeOf(repair.path);
-        fileSystem->need.needed += GrowthByIndexes(size, repair.differences.indexes.size());
-        if (repair.db == DB_SYSTEM)
-            fileSystem->need.needed += 2 * size + (converts ? CountCameras() * kGrowthOfCamera : 0);
-        else
-            fileSystem->largestJournal = std::max(fileSystem->largestJournal, size);
+        uint64_t& needed = fileSystem->need.needed;
+        needed += GrowthByIndexes(size, repair.differences.indexes.size());
+        if (repair.db == DB_SYSTEM) {
+            needed += 2 * size + cameras * (kGrowthOfCamera + kNotesOfCamera);
+            largest = std::max(largest, size + cameras * kGrowthOfCamera);
+        } else {
+            largest = std::max(largest, size);
+            needed += converts ? GrowthByRows(size) : 0;
+            fileSystem->passing = std::max(fileSystem->passing, size);
+        }
+        if (repair.db == DB_LOG)
+            needed += cameras * kEntriesOfCamera;
     }
+    if (FileSystem* const fileSystem = FileSystemOf(all, VGDB::GetTempFolder()))
+        fileSystem->passing = std::max(fileSystem->passing, largest);
     const std::string settings = ResolvePath(kSettingsConf);
     if (FileSystem* const fileSystem = FileSystemOf(all, settings))
         fileSystem->need.needed += 2 * SizeOf(settings);
     for (auto& [device, fileSystem] : all) {
-        fileSystem.need.needed += fileSystem.largestJournal;
+        fileSystem.need.needed += fileSystem.passing;
         plan.disk.push_back(fileSystem.need);
     }
 }

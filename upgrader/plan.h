@@ -20,7 +20,7 @@ struct DatabaseRepair {
 
 // Room on one file system, in bytes.
 struct DiskNeed {
-    std::string fileSystem;  // a file of the package on it
+    std::string fileSystem;  // a file of the package on it, or the folder of temporary files
     uint64_t needed = 0;     // at the peak of the upgrade
     uint64_t free = 0;
 };

@@ -29,22 +29,21 @@ std::string PresentQuery(const DayCount& count) {
     return "SELECT " + row + "day || ',' || cnt FROM " + count.countTable + " ORDER BY 1;";
 }
 
+// SQLite holds a statement of many rows as a tree of many times its text.
+constexpr size_t kRowsOfStatement = 1'000;
+
 std::string ReplaceSql(const DayCount& count, const std::list<std::string>& rows) {
-    std::string sql;
-    AppendSqlCommand(sql, "DELETE FROM " + count.countTable);
-    if (rows.empty())
-        return sql;
     std::string insert = "INSERT INTO " + count.countTable + "(";
     for (const std::string& key : count.keyColumns)
         insert += key + ", ";
     insert += "day, cnt) VALUES";
-    const char* separator = "(";
+    std::string sql = "DELETE FROM " + count.countTable;
+    size_t number = 0;
     for (const std::string& row : rows) {
-        insert += separator + row + ")";
-        separator = ", (";
+        sql += number++ % kRowsOfStatement == 0 ? ";\n" + insert : ", ";
+        sql += "(" + row + ")";
     }
-    AppendSqlCommand(sql, insert);
-    return sql;
+    return sql + ";";
 }
 
 }  // namespace
@@ -52,7 +51,8 @@ std::string ReplaceSql(const DayCount& count, const std::list<std::string>& rows
 int RecountByDay(const DayCount& count) {
     const int counted =
         VGDB::FindColumns(count.countedDb, count.countedTable, With(count.keyColumns, {count.timeColumn}));
-    const int countable = VGDB::FindColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
+    const int countable =
+        VGDB::FindColumns(count.countDb, count.countTable, With(count.keyColumns, {"day", "cnt"}));
     if (counted <= 0 || countable <= 0)
         return counted < 0 || countable < 0 ? -1 : 0;
 

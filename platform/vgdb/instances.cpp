@@ -1,10 +1,13 @@
 #include "platform/vgdb/instances.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 
 #include "platform/host/paths.h"
 #include "platform/vgdb/vgdb.h"
@@ -60,4 +63,15 @@ std::string VGDB::GetSqlFile(const std::string& dbPath) {
         if (GetDBPath(static_cast<DB_INSTANCE>(db)) == dbPath)
             name = GetDBName(static_cast<DB_INSTANCE>(db));
     return ResolvePath(std::string(kSchemaDir) + name.stem().string() + ".sql");
+}
+
+// As SQLite chooses it.
+std::string VGDB::GetTempFolder() {
+    struct stat status {};
+    for (const char* const folder : std::initializer_list<const char*>{
+             std::getenv("SQLITE_TMPDIR"), std::getenv("TMPDIR"), "/var/tmp", "/usr/tmp", "/tmp"})
+        if (folder && stat(folder, &status) == 0 && S_ISDIR(status.st_mode) &&
+            access(folder, W_OK | X_OK) == 0)
+            return folder;
+    return ".";
 }

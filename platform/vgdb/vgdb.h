@@ -84,6 +84,9 @@ std::string GetDBName(DB_INSTANCE db);
 // The schema file that describes the database file: its name in the package without ".db" under the schema folder.
 std::string GetSqlFile(const std::string& dbPath);
 
+// The folder of SQLite's temporary files.
+std::string GetTempFolder();
+
 // Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
 // indexes, triggers and first rows, columns with type, default, NOT NULL and collation, and indexes. See
 // schema_compare.h for the differences themselves. Names are
