@@ -191,7 +191,7 @@ TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
     const std::string owed =
         "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);"
         "INSERT INTO vgupgrader_record VALUES(1, 'place', '', '', '2'), (4, 'entry', '', '', 'no entry'),"
-        " (5, 'entry', '', '', '[1,\"SYSTEM\",8,\"[]\",0,1,0]'), (6, 'entry', '', '', '[1,\"SYSTEM\",9,\"[]\",0,1,0]');";
+        " (5, 'entry', 'SYSTEM', '1 8 0 1 0', '[]'), (6, 'entry', 'SYSTEM', '1 9 0 1 0', '[]');";
     Sql(DB_SYSTEM, owed);
     Sql(DB_LOG,
         "INSERT INTO log(log_type, user, item_id, params, ds_id, log_time, extra)"

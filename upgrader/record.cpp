@@ -18,8 +18,8 @@ constexpr const char* kMissing = "missing";     // name: database number; value:
 constexpr const char* kDone = "done";           // name: the row's; value: its threshold
 constexpr const char* kFailed = "failed";       // likewise
 constexpr const char* kKey = "key";             // subject: file; name: key; value: NULL for one to remove
-constexpr const char* kEntry = "entry";         // value: the entry, as JSON
-constexpr const char* kPlace = "place";         // value: the id in the log of the first entry
+constexpr const char* kEntry = "entry";  // subject: user; name: the numbers in their order; value: params
+constexpr const char* kPlace = "place";  // value: the id in the log of the first entry
 
 std::string Literal(const std::optional<std::string>& text) {
     return text ? VGDB::QuoteEscape(*text) : "NULL";
@@ -70,43 +70,29 @@ bool AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
     return sound;
 }
 
-std::string EntryToJson(const UserLogEntry& entry) {
-    Json::Value array(Json::arrayValue);
-    array.append(entry.logType);
-    array.append(entry.user);
-    array.append(entry.itemId);
-    array.append(entry.params);
-    array.append(entry.dsId);
-    array.append(Json::Int64{entry.time});
-    array.append(Json::Int64{entry.extra});
-    return JsonWrite(array);
+std::string NumbersOf(const UserLogEntry& entry) {
+    return StringPrintf("%d %d %d %lld %ld", entry.logType, entry.itemId, entry.dsId, entry.time,
+                        entry.extra);
 }
 
-bool EntryFromJson(const std::string& text, UserLogEntry& entry) {
-    Json::Value array;
-    if (JsonParse(text, array) || !array.isArray() || array.size() != 7 || !array[0].isInt() ||
-        !array[1].isString() || !array[2].isInt() || !array[3].isString() || !array[4].isInt() ||
-        !array[5].isInt64() || !array[6].isInt64())
-        return false;
-    entry = {.logType = array[0].asInt(),
-             .user = array[1].asString(),
-             .itemId = array[2].asInt(),
-             .params = array[3].asString(),
-             .dsId = array[4].asInt(),
-             .time = array[5].asInt64(),
-             .extra = static_cast<long>(array[6].asInt64())};
-    return true;
-}
-
-template <class Number>
-bool ParseNumber(const std::string& text, Number& number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size();
+// Numbers with a blank between them.
+template <class... Number>
+bool ParseNumbers(const std::string& text, Number&... numbers) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    const auto parse = [&](auto& number) {
+        if (at != text.data() && (at == end || *at++ != ' '))
+            return false;
+        const auto [next, error] = std::from_chars(at, end, number);
+        at = next;
+        return error == std::errc();
+    };
+    return (parse(numbers) && ...) && at == end;
 }
 
 bool AddRow(const std::string& name, const std::string& threshold, std::vector<Record::RowName>& rows) {
     Record::RowName row{.name = name};
-    if (name.empty() || !ParseNumber(threshold, row.threshold))
+    if (name.empty() || !ParseNumbers(threshold, row.threshold))
         return false;
     rows.push_back(row);
     return true;
@@ -119,14 +105,14 @@ bool AddFact(const QueryResult& row, Record::Facts& facts) {
     const std::string value = row.String("value");
     if (fact == kOldBuild) {
         uint32_t build = 0;
-        if (!ParseNumber(value, build))
+        if (!ParseNumbers(value, build))
             return false;
         facts.oldBuild = build;
         return true;
     }
     if (fact == kMissing) {
         uint32_t db = 0;
-        return ParseNumber(name, db) && db < facts.missing.size() &&
+        return ParseNumbers(name, db) && db < facts.missing.size() &&
                AddMissingFromJson(value, facts.missing[db]);
     }
     if (fact == kDone)
@@ -144,7 +130,7 @@ bool AddFact(const QueryResult& row, Record::Facts& facts) {
     }
     if (fact == kPlace) {
         long long place = 0;
-        if (!ParseNumber(value, place) || place <= 0)
+        if (!ParseNumbers(value, place) || place <= 0)
             return false;
         facts.place = place;
         return true;
@@ -210,14 +196,19 @@ int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& e
     QueryResult rows;
     if (QuerySql(
             DB_SYSTEM,
-            StringPrintf("SELECT id, value FROM %s WHERE fact = '%s' AND id > %lld ORDER BY id LIMIT %zu;",
-                         kTable, kEntry, beyond, most),
+            StringPrintf(
+                "SELECT id, subject, name, value FROM %s WHERE fact = '%s' AND id > %lld ORDER BY id LIMIT %zu;",
+                kTable, kEntry, beyond, most),
             rows, "Failed to read the record of an upgrade: %s\n"))
         return -1;
     while (rows.Next()) {
         OwedEntry& owed = entries.emplace_back();
         owed.number = rows.Int64("id");
-        if (!EntryFromJson(rows.String("value"), owed.entry.emplace())) {
+        UserLogEntry& entry = owed.entry.emplace();
+        entry.user = rows.String("subject");
+        entry.params = rows.String("value");
+        if (!ParseNumbers(rows.String("name"), entry.logType, entry.itemId, entry.dsId, entry.time,
+                          entry.extra)) {
             UPG_LOG("An owed log entry makes no sense, left out: [%lld].\n", owed.number);
             owed.entry.reset();
         }
@@ -265,8 +256,10 @@ std::string Record::OwedSql(const KeyChange& change) {
 std::string Record::OwedSql(const std::vector<UserLogEntry>& entries) {
     std::string sql;
     for (const UserLogEntry& entry : entries)
-        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, value) VALUES\n" : ",\n") +
-               "('" + kEntry + "', " + VGDB::QuoteEscape(EntryToJson(entry)) + ")";
+        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, subject, name, value) VALUES\n"
+                            : ",\n") +
+               "('" + kEntry + "', " + VGDB::QuoteEscape(entry.user) + ", '" + NumbersOf(entry) + "', " +
+               VGDB::QuoteEscape(entry.params) + ")";
     return sql + ";";
 }
 
