@@ -8,9 +8,10 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <utility>
+
+#include "tools/faults/tree_image.h"
 
 namespace fs = std::filesystem;
 
@@ -35,9 +36,14 @@ bool IsFlush(Op op) { return op == Op::Flush || op == Op::FlushData || op == Op:
 
 bool MakesInode(Op op) { return op == Op::Create || op == Op::MakeFolder || op == Op::Symlink; }
 
-std::string ReadFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+constexpr int64_t kSecond = 1'000'000'000;
+
+int64_t ToNanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+
+void SetTime(const fs::path& path, int64_t time) {
+    const timespec times[] = {{0, UTIME_OMIT}, {time / kSecond, time % kSecond}};
+    if (utimensat(AT_FDCWD, path.c_str(), times, 0) != 0)
+        std::perror(path.c_str());
 }
 
 std::string Take(const std::string& bytes, size_t& at, size_t size) {
@@ -62,6 +68,7 @@ std::vector<TracedCall> ReadTrace(const fs::path& file) {
         call.folder = header.folder;
         call.newFolder = header.newFolder;
         call.value = header.value;
+        call.time = header.time;
         call.name = Take(bytes, at, header.nameSize);
         call.newName = Take(bytes, at, header.newNameSize);
         call.data = Take(bytes, at, header.dataSize);
@@ -79,7 +86,7 @@ Disk::NodeId Disk::Scan(const fs::path& path) {
     const NodeId id = known->second;
     if (!isNew)
         return id;  // another name of a file
-    m_start.push_back({status.st_mode, status.st_uid, status.st_gid, {}, {}});
+    m_start.push_back({status.st_mode, status.st_uid, status.st_gid, ToNanoseconds(status.st_mtim), {}, {}});
     if (S_ISREG(status.st_mode)) {
         m_start[id].content = ReadFile(path);
     } else if (S_ISLNK(status.st_mode)) {
@@ -106,6 +113,7 @@ void Disk::AddRun(std::vector<TracedCall> calls) {
             m_start.push_back({static_cast<mode_t>(call.value),
                                getuid(),
                                getgid(),
+                               call.time,
                                call.op == Op::Symlink ? call.data : "",
                                {}});
         }
@@ -292,6 +300,7 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 names.erase(call.name);
                 break;
             case Op::Write:
+                node.time = call.time;
                 if (survival.sector == 0)
                     Overwrite(node.content, value, call.data);
                 else
@@ -300,6 +309,10 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 break;
             case Op::Truncate:
                 node.content.resize(value, '\0');
+                node.time = call.time;
+                break;
+            case Op::SetTimes:
+                node.time = call.time;
                 break;
             case Op::SetMode:
                 node.mode = (node.mode & S_IFMT) | static_cast<mode_t>(value & 07777);
@@ -337,6 +350,7 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 fs::create_symlink(node.content, path);
             } else {
                 std::ofstream(path, std::ios::binary) << node.content;
+                SetTime(path, node.time);
             }
             if (lchown(path.c_str(), node.user, node.group) != 0 ||
                 (!S_ISLNK(node.mode) && chmod(path.c_str(), node.mode & 07777) != 0))

@@ -1,9 +1,9 @@
 // A disk that forgets: what a power cut can leave of a package tree.
 //
 // The trace of an uninterrupted run is a list of operations of two kinds: on an inode (write, size, mode,
-// owner) and on names in folders (create, link, rename, remove). A power cut after the k-th operation leaves
+// owner, times) and on names in folders (create, link, rename, remove). A power cut after the k-th operation leaves
 //
-//   - what was flushed: fsync keeps all earlier operations on the inode, fdatasync all but mode and owner; a
+//   - what was flushed: fsync keeps all earlier operations on the inode, fdatasync all but mode, owner and times; a
 //     flushed folder keeps all earlier operations on its names. Nothing else is promised: a flushed new file
 //     is lost while its name is not flushed, and a flushed name shows an empty file while the data is not.
 //   - of the rest, by chance: nothing; everything; everything up to some operation, the last write torn; or
@@ -37,6 +37,7 @@ struct TracedCall {
     uint64_t folder;
     uint64_t newFolder;
     int64_t value;
+    int64_t time;
     std::string name;
     std::string newName;
     std::string data;
@@ -68,6 +69,7 @@ private:
         mode_t mode = 0;
         uid_t user = 0;
         gid_t group = 0;
+        int64_t time = 0;     // of the last change; what a run makes has that of its last write
         std::string content;  // of a file or a link
         std::map<std::string, NodeId> names;
     };

@@ -112,6 +112,14 @@ Tally Run(const std::string& name, Fields& fields, const Options& options, const
                        options.isShort ? scenario->shortSample : options.sample);
 }
 
+// The first one named, or else an upgrade.
+const Scenario& Listed(const Options& options) {
+    const auto& all = AllScenarios();
+    const auto named = std::find_if(
+        all.begin(), all.end(), [&](const Scenario& one) { return one.name == options.scenarios.front(); });
+    return named == all.end() ? all.front() : *named;
+}
+
 void PrintCalls(const std::vector<TracedCall>& calls) {
     for (size_t i = 0; i < calls.size(); ++i)
         std::printf("%5zu %s\n", i + 1, calls[i].text.c_str());
@@ -129,7 +137,7 @@ int main(int argc, char* argv[]) {
         const WorkFolder work(options.keep);
         Fields fields(options, work.Path());
         if (options.list) {
-            PrintCalls(fields.Of(AllScenarios().front()).TheBench().Calls());
+            PrintCalls(fields.Of(Listed(options)).TheBench().Calls());
             return 0;
         }
         Tally all;

@@ -253,6 +253,21 @@ std::vector<Point> damage(const Bench& bench, uint64_t) {
     return all;
 }
 
+std::vector<Point> restore(const Bench& bench, uint64_t seed) {
+    std::vector<Point> all;
+    for (const auto scenario : {crash, powercut, full, io})
+        Append(all, scenario(bench, seed));
+    return all;
+}
+
+std::vector<Point> snapshot(const Bench& bench, uint64_t seed) {
+    std::vector<Point> all = restore(bench, seed);
+    std::erase_if(all, [](const Point& point) { return point.thenKill > 0; });
+    return all;
+}
+
+std::vector<Point> forget(const Bench& bench, uint64_t seed) { return snapshot(bench, seed); }
+
 std::vector<Point> large(const Bench& bench, uint64_t seed) {
     std::vector<Point> all;
     for (const auto scenario : {crash, powercut, full})
