@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kPowerCutsPerCall = 3;
+constexpr int kPowerCutsAtEnd = 20;  // when the run has told that all is done
 constexpr size_t kLargePoints = 40;  // of each kind on the large system
 constexpr size_t kHoldPoints = 40;   // calls at which somebody takes a database
 // How much faster the program waits: for somebody who stays, and for somebody who leaves in time.
@@ -106,7 +107,7 @@ std::vector<Point> crash(const Bench& bench, uint64_t seed) {
 std::vector<Point> powercut(const Bench& bench, uint64_t seed) {
     std::mt19937_64 random(seed);
     return OfCalls(bench.Calls(), [&](size_t at, const TracedCall&, auto put) {
-        for (int i = 0; i < kPowerCutsPerCall; ++i)
+        for (int i = 0; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : kPowerCutsPerCall); ++i)
             put({.fault = {"powercut", at}, .seed = seed + random() % 1'000'000});
     });
 }

@@ -15,7 +15,7 @@ System Large(const std::string& build) { return {build, false, kManyCameras}; }
 // migrated.
 System Repaired(const std::string& build) { return {build, false, 0, {{UPGRADER_PROGRAM, {PACKAGE_BUILD}}}}; }
 
-// A command on the package's folder, which the shell has in $target.
+// Commands of the shell in the package's folder.
 Command Shell(const std::string& text) {
     return {"sh", {"-c", "cd \"$VG_SYSROOT/" + std::string(kTarget) + "\" && " + text}};
 }

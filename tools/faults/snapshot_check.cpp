@@ -86,8 +86,7 @@ public:
 
     void Restore() {
         CheckEnd();
-        const bool unfinished = fs::exists(m_tree / kRestoreMark);
-        if (unfinished)
+        if (fs::exists(m_tree / kRestoreMark))
             CheckUnfinished();
         else if (IsUntouched())
             CheckUpgrade();
@@ -190,6 +189,7 @@ private:
     void CheckUnfinished() {
         const TreeImage before = ReadExactly(m_tree);
         Expect(m_bench.Commands().next, Exited(kUpgraderRefuses));
+        Expect({"forget", kSnapshot}, kRefused);
         if (!Prints("--json status", std::string("\"restoring\":\"") + kSnapshot + '"'))
             Problem("status does not name the restore");
         Compare(before, ReadExactly(m_tree), "an upgrade while the restore was unfinished");
@@ -199,8 +199,8 @@ private:
 
     // A journal never stands beside a database that it does not belong to.
     void CheckJournals(const TreeImage& image) {
-        const TreeImage start = m_bench.StartExactly();
-        for (const auto& [path, file] : FilesOf(m_bench.StartExactly(), kSnapshot)) {
+        const TreeImage& start = m_bench.StartExactly();
+        for (const auto& [path, file] : FilesOf(start, kSnapshot)) {
             if (image.at(path) != file || start.at(path) == file)
                 continue;
             for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
