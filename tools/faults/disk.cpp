@@ -36,6 +36,8 @@ bool IsFlush(Op op) { return op == Op::Flush || op == Op::FlushData || op == Op:
 
 bool MakesInode(Op op) { return op == Op::Create || op == Op::MakeFolder || op == Op::Symlink; }
 
+constexpr size_t kLatest = 8;  // operations that may overtake all earlier ones
+
 constexpr int64_t kSecond = 1'000'000'000;
 
 int64_t ToNanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
@@ -200,6 +202,10 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
     const auto happens = [&](double chance) { return std::uniform_real_distribution<>()(random) < chance; };
 
     std::vector<Survival> survivals(count);
+    const auto hasNeeds = [&](size_t i) {
+        return std::all_of(m_operations[i].needs.begin(), m_operations[i].needs.end(),
+                           [&](size_t needed) { return survivals[needed].kept; });
+    };
     const bool journaled = happens(0.5);
     const std::vector<bool> certain = Certain(count, journaled);
     const size_t sector = happens(0.5) ? 512 : 4096;
@@ -225,6 +231,13 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
             survivals[end] = {true, sector, random(), 0.5};
         return survivals;
     }
+    if (kind == 3 && !journaled) {
+        const size_t begin = count - std::min(count, 1 + below(kLatest));
+        how += "the flushed, and everything from call " + std::to_string(begin + 1) + " on";
+        for (size_t i = 0; i < count; ++i)
+            survivals[i].kept = certain[i] || (i >= begin && hasNeeds(i));
+        return survivals;
+    }
     const double chance = std::array{0.2, 0.5, 0.8}[below(3)];
     how += std::to_string(static_cast<int>(chance * 100)) + " of 100, sectors of " + std::to_string(sector);
     const size_t namesEnd = journaled ? below(count + 1) : count;
@@ -240,8 +253,7 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
         } else if (journaled) {
             survival.kept = i < namesEnd;
         } else {
-            survival.kept = happens(chance) && std::all_of(operation.needs.begin(), operation.needs.end(),
-                                                           [&](size_t n) { return survivals[n].kept; });
+            survival.kept = happens(chance) && hasNeeds(i);
         }
     }
     return survivals;

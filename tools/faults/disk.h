@@ -6,8 +6,8 @@
 //   - what was flushed: fsync keeps all earlier operations on the inode, fdatasync all but mode, owner and times; a
 //     flushed folder keeps all earlier operations on its names. Nothing else is promised: a flushed new file
 //     is lost while its name is not flushed, and a flushed name shows an empty file while the data is not.
-//   - of the rest, by chance: nothing; everything; everything up to some operation, the last write torn; or
-//     any subset, each write torn into sectors of 512 or 4096 bytes that are kept or lost singly.
+//   - of the rest, by chance: nothing; everything; everything up to some operation, the last write torn; only
+//     the last few; or any subset, each write torn into sectors of 512 or 4096 bytes that are kept or lost singly.
 //
 // Names keep an order that every file system keeps: an operation on a name survives only if all earlier ones
 // on the same name do, a folder's removal only if all earlier operations in it do, an operation in a new

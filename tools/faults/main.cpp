@@ -66,7 +66,8 @@ public:
         std::unique_ptr<Field>& field = m_fields[{scenario.system, scenario.runs}];
         if (!field)
             field = std::make_unique<Field>(
-                scenario.system(m_options.build), scenario.runs(m_options.program, m_options.build),
+                scenario.system(m_options.build),
+                scenario.runs({m_options.program, CONTROL_PROGRAM}, m_options.build),
                 m_folder / ("field" + std::to_string(m_fields.size())), m_options.jobs);
         return *field;
     }

@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kPowerCutsPerCall = 3;
+constexpr int kPowerCutsOfSnapshots = 6;
 constexpr int kPowerCutsAtEnd = 20;  // when the run has told that all is done
 constexpr size_t kLargePoints = 40;  // of each kind on the large system
 constexpr size_t kHoldPoints = 40;   // calls at which somebody takes a database
@@ -106,8 +107,10 @@ std::vector<Point> crash(const Bench& bench, uint64_t seed) {
 
 std::vector<Point> powercut(const Bench& bench, uint64_t seed) {
     std::mt19937_64 random(seed);
+    const bool isUpgrade = bench.Commands().work == Work::Upgrade;
+    const int each = isUpgrade ? kPowerCutsPerCall : kPowerCutsOfSnapshots;
     return OfCalls(bench.Calls(), [&](size_t at, const TracedCall&, auto put) {
-        for (int i = 0; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : kPowerCutsPerCall); ++i)
+        for (int i = 0; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : each); ++i)
             put({.fault = {"powercut", at}, .seed = seed + random() % 1'000'000});
     });
 }
@@ -258,6 +261,10 @@ std::vector<Point> restore(const Bench& bench, uint64_t seed) {
     std::vector<Point> all;
     for (const auto scenario : {crash, powercut, full, io})
         Append(all, scenario(bench, seed));
+    // A disk that fails may not be written to any more.
+    Append(all, OfCalls(bench.Calls(), [](size_t at, const TracedCall&, auto put) {
+               put({Failing(at, EROFS, 0, "changes")});
+           }));
     return all;
 }
 

@@ -13,6 +13,12 @@ struct Command {
     auto operator<=>(const Command&) const = default;
 };
 
+// The programs that are tried.
+struct Programs {
+    std::string upgrader;
+    std::string control;
+};
+
 // A system as it stands before the first run.
 struct System {
     std::string build;              // the sample system

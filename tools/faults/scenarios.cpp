@@ -46,40 +46,46 @@ System Upgraded(const std::string& build) {
 
 Command Installed(const std::string& program) { return {program, {PACKAGE_BUILD}}; }
 
-Runs Same(const std::string& program, const std::string& build) {
-    const Command run{program, {build}};
-    return {run, run, run, Installed(program)};
+Runs Same(const Programs& programs, const std::string& build) {
+    const Command run{programs.upgrader, {build}};
+    return {run, run, run, Installed(programs.upgrader)};
 }
 
-Runs Newer(const std::string& program, const std::string& build) {
-    const Command run{program, {build}};
-    return {run, Installed(program), run, Installed(program)};
+Runs Newer(const Programs& programs, const std::string& build) {
+    const Command run{programs.upgrader, {build}};
+    return {run, Installed(programs.upgrader), run, Installed(programs.upgrader)};
 }
 
-Runs Older(const std::string& program, const std::string& build) {
+Runs Older(const Programs& programs, const std::string& build) {
     constexpr int kBuildsBetween = 700;
-    const Command older{program, {std::to_string(std::stoi(build) - kBuildsBetween)}};
-    return {{program, {build}}, older, older, Installed(program)};
+    const Command older{programs.upgrader, {std::to_string(std::stoi(build) - kBuildsBetween)}};
+    return {{programs.upgrader, {build}}, older, older, Installed(programs.upgrader)};
 }
 
-Runs Grown(const std::string& program, const std::string& build) {
-    return {{program, {build}}, Installed(GROWN_PROGRAM), {GROWN_PROGRAM, {build}}, Installed(GROWN_PROGRAM)};
+Runs Grown(const Programs& programs, const std::string& build) {
+    return {{programs.upgrader, {build}},
+            Installed(GROWN_PROGRAM),
+            {GROWN_PROGRAM, {build}},
+            Installed(GROWN_PROGRAM)};
 }
 
-Runs Controlled(const Command& command, const std::string& program, const std::string& build, Work work) {
-    return {command, command, command, {program, {build}}, work};
+// What has to work in spite of it, or must not, is an upgrade.
+Runs Controlled(const Programs& programs, const std::string& build, Work work,
+                std::vector<std::string> arguments) {
+    const Command run{programs.control, std::move(arguments)};
+    return {run, run, run, {programs.upgrader, {build}}, work};
 }
 
-Runs Snapshot(const std::string& program, const std::string& build) {
-    return Controlled(Control({"snapshot", kSnapshot}), program, build, Work::Snapshot);
+Runs Snapshot(const Programs& programs, const std::string& build) {
+    return Controlled(programs, build, Work::Snapshot, {"snapshot", kSnapshot});
 }
 
-Runs Forget(const std::string& program, const std::string& build) {
-    return Controlled(Control({"forget", kSnapshot}), program, build, Work::Forget);
+Runs Forget(const Programs& programs, const std::string& build) {
+    return Controlled(programs, build, Work::Forget, {"forget", kSnapshot});
 }
 
-Runs Restore(const std::string& program, const std::string& build) {
-    return Controlled(Control({"restore", "--yes", kSnapshot}), program, build, Work::Restore);
+Runs Restore(const Programs& programs, const std::string& build) {
+    return Controlled(programs, build, Work::Restore, {"restore", "--yes", kSnapshot});
 }
 
 }  // namespace

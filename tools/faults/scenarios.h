@@ -43,7 +43,7 @@ struct Scenario {
     std::string text;
     size_t shortSample;
     System (*system)(const std::string& build);
-    Runs (*runs)(const std::string& program, const std::string& build);
+    Runs (*runs)(const Programs& programs, const std::string& build);
     std::vector<Point> (*points)(const Bench& bench, uint64_t seed);
 };
 
