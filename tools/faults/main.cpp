@@ -1,4 +1,4 @@
-// vgfaults: shows that an upgrade that is interrupted and run again ends as one that was not.
+// vgfaults: shows that an upgrade, or a restore, that is interrupted and run again ends as one that was not.
 //
 // Exit status: 0; 1 when a point diverged or files were changed in vain; 2 for a wrong command line or a
 // bench that cannot be set up; 130 after an interrupt.

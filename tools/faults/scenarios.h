@@ -2,7 +2,7 @@
 //
 // After each the second run is done, once, without faults, and must end as one that was never interrupted:
 // the same exit status, files, settings and rows. A run that ends by itself in spite of the fault must have
-// told the truth.
+// told the truth. What commands on snapshots have to leave is told in snapshot_check.h.
 #pragma once
 
 #include <cstdint>
