@@ -197,6 +197,13 @@ std::vector<bool> Disk::Certain(size_t count, bool journaled) const {
     return certain;
 }
 
+std::vector<Disk::Survival> Disk::Flushed(size_t count, bool journaled) const {
+    std::vector<Survival> survivals;
+    for (const bool kept : Certain(count, journaled))
+        survivals.push_back({.kept = kept});
+    return survivals;
+}
+
 std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, std::string& how) const {
     const auto below = [&](size_t limit) { return static_cast<size_t>(random() % limit); };
     const auto happens = [&](double chance) { return std::uniform_real_distribution<>()(random) < chance; };
@@ -214,9 +221,7 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
     const size_t kind = below(8);
     if (kind == 0) {
         how += "nothing beyond the flushed";
-        for (size_t i = 0; i < count; ++i)
-            survivals[i].kept = certain[i];
-        return survivals;
+        return Flushed(count, journaled);
     }
     if (kind == 1) {
         how += "everything";
@@ -374,6 +379,10 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
 void Disk::WriteFinal(const fs::path& to) const { Write(std::vector<Survival>(m_operations.size()), to); }
 
 std::string Disk::WriteAfterPowerCut(size_t calls, uint64_t seed, const fs::path& to) const {
+    if (seed == 0) {
+        Write(Flushed(calls, false), to);
+        return "nothing beyond the flushed";
+    }
     std::seed_seq seeds{seed, static_cast<uint64_t>(calls)};
     std::mt19937_64 random(seeds);
     std::string how;

@@ -59,7 +59,8 @@ public:
     // Lays out the tree after all calls.
     void WriteFinal(const std::filesystem::path& to) const;
 
-    // Lays out a tree that a power cut after the first `calls` calls can leave; tells how it was chosen.
+    // Lays out a tree that a power cut after the first `calls` calls can leave; tells how it was chosen. Without a
+    // seed it is what was flushed, and nothing else.
     std::string WriteAfterPowerCut(size_t calls, uint64_t seed, const std::filesystem::path& to) const;
 
 private:
@@ -94,6 +95,7 @@ private:
     NodeId Scan(const std::filesystem::path& path);
     void FindNeeds();
     std::vector<bool> Certain(size_t count, bool journaled) const;
+    std::vector<Survival> Flushed(size_t count, bool journaled) const;
     std::vector<Survival> Choose(size_t count, std::mt19937_64& random, std::string& how) const;
     void Write(const std::vector<Survival>& survivals, const std::filesystem::path& to) const;
 

@@ -110,8 +110,9 @@ std::vector<Point> powercut(const Bench& bench, uint64_t seed) {
     const bool isUpgrade = bench.Commands().work == Work::Upgrade;
     const int each = isUpgrade ? kPowerCutsPerCall : kPowerCutsOfSnapshots;
     return OfCalls(bench.Calls(), [&](size_t at, const TracedCall&, auto put) {
-        for (int i = 0; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : each); ++i)
+        for (int i = 1; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : each); ++i)
             put({.fault = {"powercut", at}, .seed = seed + random() % 1'000'000});
+        put({.fault = {"powercut", at}, .isAlwaysTried = at == bench.Calls().size()});
     });
 }
 
@@ -258,13 +259,12 @@ std::vector<Point> damage(const Bench& bench, uint64_t) {
 }
 
 std::vector<Point> restore(const Bench& bench, uint64_t seed) {
-    std::vector<Point> all;
-    for (const auto scenario : {crash, powercut, full, io})
-        Append(all, scenario(bench, seed));
     // A disk that fails may not be written to any more.
-    Append(all, OfCalls(bench.Calls(), [](size_t at, const TracedCall&, auto put) {
-               put({Failing(at, EROFS, 0, "changes")});
-           }));
+    std::vector<Point> all = OfCalls(bench.Calls(), [](size_t at, const TracedCall&, auto put) {
+        put({Failing(at, EROFS, 0, "changes")});
+    });
+    for (const auto scenario : {crash, full, io, powercut})
+        Append(all, scenario(bench, seed));
     return all;
 }
 

@@ -31,11 +31,12 @@ struct Damage {
 struct Point {
     Fault fault{};                   // in the first run; mode "powercut": what the disk kept of it
     std::string call{};              // the text of the call at which it strikes, as traced; empty: none
-    uint64_t seed = 0;               // of a power cut
+    uint64_t seed = 0;               // of a power cut; 0: all is lost that was not flushed
     size_t thenKill = 0;             // kill the run after, too, at this call
     std::optional<HoldPlan> hold{};  // from the call on at which the run stops, or from the beginning
     std::optional<Damage> damage{};
-    bool isUnnoticed = false;  // the first run ends as the uninterrupted one, and is the last
+    bool isAlwaysTried = false;  // also where points are picked at random
+    bool isUnnoticed = false;    // the first run ends as the uninterrupted one, and is the last
 };
 
 struct Scenario {
