@@ -98,8 +98,9 @@ int TakeSnapshot(const SnapshotPlace& place, const std::string& name, std::chron
         result = Fill(snapshot, patience, progress, problem);
     else
         problem = Reason(place.folder);
+    std::string unremoved;
     if (result != 0)
-        (void)VGFolderRemove(snapshot.folder);  // what stays is not complete, and shows as that
+        (void)ForgetSnapshot(snapshot, unremoved);  // what stays is not complete, and shows as that
     return result;
 }
 

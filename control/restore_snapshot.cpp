@@ -16,6 +16,7 @@
 #include "control/tree_files.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
+#include "platform/files/flush_later.h"
 #include "platform/host/local_time.h"
 #include "platform/host/paths.h"
 #include "upgrader/history.h"
@@ -54,7 +55,8 @@ public:
         if (!RemoveJournals() || !PutInPlace() || !RemoveAbsent() || !FlushFolders())
             return false;
         NoteInHistory();
-        return VGFileRemove(ResolveEntry(kRestoreMark)) == 0 ||
+        // On disk before it is told: a mark that came back would have the system of a later day replaced.
+        return (VGFileRemove(ResolveEntry(kRestoreMark)) == 0 && VGFilesFlush() == 0) ||
                Fail("The mark of the restore cannot be removed");
     }
 
@@ -223,11 +225,12 @@ private:
         return true;
     }
 
+    // Also those in which something was only removed.
     bool FlushFolders() {
         for (const auto& [path, folder] : m_folders)
-            if (!folder.Sync())
+            if (!FlushLater(folder))
                 return Fail(Reason("Cannot flush " + path));
-        return true;
+        return VGFilesFlush() == 0 || Fail("Cannot flush the folders of the package");
     }
 
     // Noted once, also when the mark could not be removed after it.

@@ -173,8 +173,8 @@ protected:
         return Path(kSnapshots) + name + kTarget + file;
     }
 
-    static int Run(const std::string& environment, const std::string& arguments) {
-        const std::string line = environment + " " CONTROL_PROGRAM " " + arguments + " >/dev/null 2>&1";
+    static int Run(const std::string& arguments) {
+        const std::string line = CONTROL_PROGRAM " " + arguments + " >/dev/null 2>&1";
         const int status = std::system(line.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
@@ -364,9 +364,9 @@ TEST_F(SnapshotTest, RefusesADamagedSnapshot) {
         EXPECT_EQ(before, Image()) << file;
     }
     EXPECT_FALSE(fs::exists(Path(kRestoreMark)));
-    EXPECT_EQ(2, Run("", "verify damaged"));
-    EXPECT_EQ(1, Run("", "restore damaged --yes"));
-    EXPECT_EQ(1, Run("", "restore one </dev/null")) << "nobody to ask";
+    EXPECT_EQ(2, Run("verify damaged"));
+    EXPECT_EQ(1, Run("restore damaged --yes"));
+    EXPECT_EQ(1, Run("restore one </dev/null")) << "nobody to ask";
     EXPECT_EQ(before, Image());
 }
 
@@ -374,77 +374,15 @@ TEST_F(SnapshotTest, GoesElsewhere) {
     const std::string elsewhere = Path("/usb");
     fs::create_directory(elsewhere);
     const auto before = Image();
-    ASSERT_EQ(0, Run("", "snapshot one --to " + elsewhere));
+    ASSERT_EQ(0, Run("snapshot one --to " + elsewhere));
     ChangeEverything();
-    EXPECT_EQ(1, Run("", "verify one"));
-    EXPECT_EQ(0, Run("", "verify one --to " + elsewhere));
-    EXPECT_EQ(0, Run("", "restore --yes " + elsewhere + "/one"));
+    EXPECT_EQ(1, Run("verify one"));
+    EXPECT_EQ(0, Run("verify one --to " + elsewhere));
+    EXPECT_EQ(0, Run("restore --yes " + elsewhere + "/one"));
     EXPECT_EQ(before, Image());
-    EXPECT_EQ(1, Run("", "forget " + Path("/var/packages/Vigilo/etc"))) << "which is no snapshot";
-    EXPECT_EQ(0, Run("", "forget one --to " + elsewhere));
+    EXPECT_EQ(1, Run("forget " + Path("/var/packages/Vigilo/etc"))) << "which is no snapshot";
+    EXPECT_EQ(0, Run("forget one --to " + elsewhere));
     EXPECT_TRUE(fs::is_empty(elsewhere));
 }
-
-#ifdef FAULT_LIBRARY
-
-constexpr int kStep = 3;  // the fault harness tries every call
-
-// The process dies before its n-th call that changes a file.
-std::string KillAt(int n) {
-    return "LD_PRELOAD=" FAULT_LIBRARY " VGFAULT_MODE=kill VGFAULT_AT=" + std::to_string(n) +
-           " VGFAULT_OUT=/dev/null";
-}
-
-TEST_F(SnapshotTest, IsCompleteOrNotAtAllWhenItIsKilled) {
-    const auto before = Image();
-    int n = 1;
-    for (; Run(KillAt(n), "snapshot one") != 0; n += kStep) {
-        ASSERT_LT(n, 500);
-        EXPECT_EQ(before, Image()) << n;
-        for (const std::string& name : Names()) {
-            EXPECT_EQ(name == "one", ProblemsOf(Find("one"), {}).empty()) << n;
-            EXPECT_EQ(name == "one", Restore("one").empty()) << n;
-            EXPECT_EQ(0, Run("", "forget one")) << n;
-        }
-        EXPECT_EQ(std::vector<std::string>{}, Names()) << n;
-    }
-    EXPECT_GT(n, 20);
-    for (n = 1; Run(KillAt(n), "forget one") != 0 && !Names().empty(); ++n)  // it goes with the first call
-        EXPECT_EQ(std::vector<std::string>{"one"}, Names()) << n;
-    ASSERT_EQ("", Take("one"));
-}
-
-TEST_F(SnapshotTest, EndsAsIfARestoreHadNotBeenKilled) {
-    const auto before = Image();
-    ASSERT_EQ("", Take("one"));
-    int n = 1;
-    int marked = 0;
-    for (;; n += kStep) {
-        ASSERT_LT(n, 500);
-        ChangeEverything();
-        fs::remove(Path(kHistory));
-        const auto changed = Image();
-        const int status = Run(KillAt(n), "restore --yes one");
-        if (status != 0 && fs::exists(Path(kRestoreMark))) {
-            ++marked;
-            EXPECT_EQ(255, RunUpgrader("3000")) << n;
-            EXPECT_EQ(1, Run("", "forget one")) << n;
-            EXPECT_EQ(0, Run("", "restore --yes one")) << n;
-        } else if (status != 0 && History().empty()) {
-            auto image = Image();
-            std::erase_if(image, [](const auto& file) { return file.first.ends_with(".vgrestore"); });
-            EXPECT_EQ(changed, image) << n << ": nothing was replaced yet";
-            EXPECT_EQ(0, Run("", "restore --yes one")) << n;
-        }
-        EXPECT_EQ(before, Image()) << n;
-        EXPECT_EQ(History().find("restored"), History().rfind("restored")) << n << ": noted twice";
-        EXPECT_NE(std::string::npos, History().find("restored")) << n;
-        if (status == 0)
-            break;
-    }
-    EXPECT_GT(marked, 5);
-}
-
-#endif
 
 }  // namespace

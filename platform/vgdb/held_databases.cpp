@@ -109,13 +109,23 @@ private:
     int TakeOnce(Against against, sqlite3* handle) {
         switch (against) {
             case Against::Writers:
-                break;
+                return IsThereAndNotEmpty(path) ? KeepWritersOut(handle, path) : TakeEmpty(handle);
             case Against::WritersAsItStands:
                 return TakeAsItStands(handle);
             case Against::Everybody:
                 return LockOrLeave(handle, SQLITE_LOCK_EXCLUSIVE);
         }
-        return KeepWritersOut(handle, path);
+        return SQLITE_MISUSE;
+    }
+
+    // A transaction would begin the file, with a journal that a kill leaves.
+    int TakeEmpty(sqlite3* handle) {
+        const int code = LockOrLeave(handle, SQLITE_LOCK_RESERVED);
+        if (code != SQLITE_OK || !IsThereAndNotEmpty(path))
+            return code;
+        sqlite3_file* const begun = FileOf(handle);  // by somebody else, just before
+        begun->pMethods->xUnlock(begun, SQLITE_LOCK_NONE);
+        return SQLITE_BUSY;
     }
 
     // A transaction would begin a file that is empty, and make the files of write-ahead mode and remove them: the locks

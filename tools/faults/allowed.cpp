@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* kSettingsConf = "var/packages/Vigilo/etc/settings.conf";
 constexpr const char* kStampKey = "vg_upgrader_version=";
-constexpr std::string_view kHistory = "var/log/vigilo/vgupgrader.history.jsonl";
 constexpr const char* kLogCounts = "var/packages/Vigilo/target/@vigilo/log_cnt.db";
 constexpr const char* kOwnTable = "table vgupgrader";
 constexpr const char* kOwnName = "'vgupgrader";

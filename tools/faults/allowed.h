@@ -54,9 +54,15 @@ TreeImage WithoutDamaged(TreeImage image, const std::string& database);
 // Below the tree.
 inline constexpr const char* kSettings = "/var/packages/Vigilo/etc/";
 inline constexpr const char* kTarget = "var/packages/Vigilo/target";
+inline constexpr const char* kSnapshots = "var/packages/Vigilo/target/@vigilo/@UpgradeSnapshots";
+inline constexpr const char* kRestoreMark = "var/packages/Vigilo/target/@vigilo/@UpgradeSnapshots/.restoring";
+inline constexpr const char* kHistory = "var/log/vigilo/vgupgrader.history.jsonl";
 inline constexpr const char* kPackageLog = "var/log/vigilo/vgupgrader.log";
 inline constexpr const char* kMainDatabase = "var/packages/Vigilo/target/system.db";
 inline constexpr const char* kLogDatabase = "var/packages/Vigilo/target/@vigilo/log.db";
+
+// The name of the snapshot that is taken, removed or brought back.
+inline constexpr const char* kSnapshot = "one";
 
 // How long the program waits for a database that is busy, in its own time, in seconds: before the walk, and
 // within.

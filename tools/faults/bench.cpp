@@ -1,10 +1,10 @@
 #include "tools/faults/bench.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <stdexcept>
 #include <utility>
@@ -58,11 +58,6 @@ void LaySystem(const System& system, const fs::path& tree) {
     fs::remove(tree / kPackageLog);
 }
 
-std::string ReadText(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // What another run of the same kind writes otherwise.
 std::string WithoutRun(std::string line, const std::string& tree) {
     static const std::regex ofRun("^\\S+ vgupgrader:[0-9]+ |0x[0-9a-f]+|, [0-9.]+ s\\b");
@@ -109,7 +104,7 @@ Struck Run(const Command& command, const fs::path& tree, const Fault& fault,
            const std::function<void()>& onStop) {
     const fs::path out = tree.string() + ".fault";
     const ProcessEnd end = RunIn(command, EnvironmentOf(fault, tree, out), onStop);
-    Struck struck{end, fault.mode.empty() ? "" : ReadText(out)};
+    Struck struck{end, fault.mode.empty() ? "" : ReadFile(out)};
     fs::remove(out);
     return struck;
 }
@@ -139,13 +134,7 @@ Stand::Stand(const Bench& bench, fs::path tree)
 void Stand::CheckTrace() const {
     const fs::path explained = m_tree.string() + ".explained";
     m_disk.WriteFinal(explained);
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_tree)) {
-        const fs::path path = entry.path().lexically_relative(m_tree);
-        if (entry.is_regular_file() && !IsExcluded(path.string()) &&
-            ReadText(entry.path()) != ReadText(explained / path))
-            throw std::runtime_error("the trace does not explain the bytes of " + path.string());
-    }
-    const std::vector<std::string> unexplained = Differences(ReadTree(m_tree), ReadTree(explained));
+    const std::vector<std::string> unexplained = Differences(ReadExactly(m_tree), ReadExactly(explained));
     if (!unexplained.empty())
         throw std::runtime_error("the trace does not explain the tree: " + unexplained.front());
     fs::remove_all(explained);
@@ -158,9 +147,11 @@ void Stand::LayStart() const { CopyTree(m_bench.Start(), m_tree); }
 Bench::Bench(const System& system, Runs runs, fs::path folder)
     : m_runs(std::move(runs)), m_folder(std::move(folder)) {
     LaySystem(system, Start());
-    m_startImage = ReadTree(Start());
+    m_startImage = ReadCopyOf(Start());
+    m_startExactly = ReadExactly(Start());
     m_stand = std::make_unique<Stand>(*this, FirstTree());
     m_log = ReadLog(FirstTree());
+    m_firstExactly = ReadExactly(FirstTree());
     m_first = {ReadTree(FirstTree()), m_stand->End()};
     if (const std::string left = LeftBehind(m_startImage, m_first.image); !left.empty())
         throw std::runtime_error("the run without faults leaves " + left);
@@ -195,11 +186,16 @@ std::vector<TracedCall> Bench::CallsWithReads() const {
 void CopyTree(const fs::path& from, const fs::path& to) {
     fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     for (const auto& entry : fs::recursive_directory_iterator(from)) {
+        const fs::path copy = to / entry.path().lexically_relative(from);
         struct stat status {};
-        if (lstat(entry.path().c_str(), &status) == 0 &&
-            (status.st_uid != geteuid() || status.st_gid != getegid()) &&
-            lchown((to / entry.path().lexically_relative(from)).c_str(), status.st_uid, status.st_gid) != 0)
+        if (lstat(entry.path().c_str(), &status) != 0)
+            continue;
+        if ((status.st_uid != geteuid() || status.st_gid != getegid()) &&
+            lchown(copy.c_str(), status.st_uid, status.st_gid) != 0)
             throw std::runtime_error("cannot give " + entry.path().string() + " its owner in a copy");
+        const timespec times[] = {{0, UTIME_OMIT}, status.st_mtim};
+        if (utimensat(AT_FDCWD, copy.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0)
+            throw std::runtime_error("cannot give " + entry.path().string() + " its time in a copy");
     }
 }
 

@@ -91,6 +91,7 @@ public:
     const std::filesystem::path& Folder() const { return m_folder; }
     std::filesystem::path Start() const { return m_folder / "start"; }
     const TreeImage& StartImage() const { return m_startImage; }
+    const TreeImage& StartExactly() const { return m_startExactly; }
     const Runs& Commands() const { return m_runs; }
 
     // The uninterrupted first run.
@@ -102,10 +103,13 @@ public:
     std::vector<TracedCall> CallsWithReads() const;
 
     const Outcome& First() const { return m_first; }
+    const TreeImage& FirstExactly() const { return m_firstExactly; }
     const Outcome& Whole() const { return Tried({m_runs.whole}); }
     // `then` on a system that `first` has never touched, and after an uninterrupted `first`.
     const Outcome& Alone() const { return Tried({m_runs.then}); }
     const Outcome& After() const { return Tried({m_runs.first, m_runs.then}); }
+    // `next` on a system that `first` has never touched.
+    const Outcome& Untouched() const { return Tried({m_runs.next}); }
     // `first` and `first` again.
     const Outcome& Twice() const { return Tried({m_runs.first, m_runs.first}); }
 
@@ -116,6 +120,8 @@ private:
     Runs m_runs;
     std::filesystem::path m_folder;
     TreeImage m_startImage;
+    TreeImage m_startExactly;
+    TreeImage m_firstExactly;
     std::unique_ptr<Stand> m_stand;
     Messages m_log;
     Outcome m_first;

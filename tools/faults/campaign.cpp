@@ -32,7 +32,10 @@ std::vector<Point> Select(const std::vector<Point>& all, const Options& options,
         for (size_t i = 0; i < sample; ++i) {
             const size_t from = i * all.size() / sample;
             const size_t to = (i + 1) * all.size() / sample;
-            selected.push_back(all[from + random() % (to - from)]);
+            const auto end = all.begin() + static_cast<std::ptrdiff_t>(to);
+            const auto always = std::find_if(all.begin() + static_cast<std::ptrdiff_t>(from), end,
+                                             [](const Point& point) { return point.isAlwaysTried; });
+            selected.push_back(always == end ? all[from + random() % (to - from)] : *always);
         }
     } else {
         for (size_t i = 0; i < all.size(); i += options.every)

@@ -8,9 +8,10 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <utility>
+
+#include "tools/faults/tree_image.h"
 
 namespace fs = std::filesystem;
 
@@ -35,9 +36,16 @@ bool IsFlush(Op op) { return op == Op::Flush || op == Op::FlushData || op == Op:
 
 bool MakesInode(Op op) { return op == Op::Create || op == Op::MakeFolder || op == Op::Symlink; }
 
-std::string ReadFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+constexpr size_t kLatest = 8;  // operations that may overtake all earlier ones
+
+constexpr int64_t kSecond = 1'000'000'000;
+
+int64_t ToNanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+
+void SetTime(const fs::path& path, int64_t time) {
+    const timespec times[] = {{0, UTIME_OMIT}, {time / kSecond, time % kSecond}};
+    if (utimensat(AT_FDCWD, path.c_str(), times, 0) != 0)
+        std::perror(path.c_str());
 }
 
 std::string Take(const std::string& bytes, size_t& at, size_t size) {
@@ -62,6 +70,7 @@ std::vector<TracedCall> ReadTrace(const fs::path& file) {
         call.folder = header.folder;
         call.newFolder = header.newFolder;
         call.value = header.value;
+        call.time = header.time;
         call.name = Take(bytes, at, header.nameSize);
         call.newName = Take(bytes, at, header.newNameSize);
         call.data = Take(bytes, at, header.dataSize);
@@ -79,7 +88,7 @@ Disk::NodeId Disk::Scan(const fs::path& path) {
     const NodeId id = known->second;
     if (!isNew)
         return id;  // another name of a file
-    m_start.push_back({status.st_mode, status.st_uid, status.st_gid, {}, {}});
+    m_start.push_back({status.st_mode, status.st_uid, status.st_gid, ToNanoseconds(status.st_mtim), {}, {}});
     if (S_ISREG(status.st_mode)) {
         m_start[id].content = ReadFile(path);
     } else if (S_ISLNK(status.st_mode)) {
@@ -106,6 +115,7 @@ void Disk::AddRun(std::vector<TracedCall> calls) {
             m_start.push_back({static_cast<mode_t>(call.value),
                                getuid(),
                                getgid(),
+                               call.time,
                                call.op == Op::Symlink ? call.data : "",
                                {}});
         }
@@ -187,11 +197,22 @@ std::vector<bool> Disk::Certain(size_t count, bool journaled) const {
     return certain;
 }
 
+std::vector<Disk::Survival> Disk::Flushed(size_t count, bool journaled) const {
+    std::vector<Survival> survivals;
+    for (const bool kept : Certain(count, journaled))
+        survivals.push_back({.kept = kept});
+    return survivals;
+}
+
 std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, std::string& how) const {
     const auto below = [&](size_t limit) { return static_cast<size_t>(random() % limit); };
     const auto happens = [&](double chance) { return std::uniform_real_distribution<>()(random) < chance; };
 
     std::vector<Survival> survivals(count);
+    const auto hasNeeds = [&](size_t i) {
+        return std::all_of(m_operations[i].needs.begin(), m_operations[i].needs.end(),
+                           [&](size_t needed) { return survivals[needed].kept; });
+    };
     const bool journaled = happens(0.5);
     const std::vector<bool> certain = Certain(count, journaled);
     const size_t sector = happens(0.5) ? 512 : 4096;
@@ -200,9 +221,7 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
     const size_t kind = below(8);
     if (kind == 0) {
         how += "nothing beyond the flushed";
-        for (size_t i = 0; i < count; ++i)
-            survivals[i].kept = certain[i];
-        return survivals;
+        return Flushed(count, journaled);
     }
     if (kind == 1) {
         how += "everything";
@@ -215,6 +234,13 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
             survivals[i].kept = certain[i];
         if (end < count && !certain[end] && m_operations[end].op == Op::Write)
             survivals[end] = {true, sector, random(), 0.5};
+        return survivals;
+    }
+    if (kind == 3 && !journaled) {
+        const size_t begin = count - std::min(count, 1 + below(kLatest));
+        how += "the flushed, and everything from call " + std::to_string(begin + 1) + " on";
+        for (size_t i = 0; i < count; ++i)
+            survivals[i].kept = certain[i] || (i >= begin && hasNeeds(i));
         return survivals;
     }
     const double chance = std::array{0.2, 0.5, 0.8}[below(3)];
@@ -232,8 +258,7 @@ std::vector<Disk::Survival> Disk::Choose(size_t count, std::mt19937_64& random, 
         } else if (journaled) {
             survival.kept = i < namesEnd;
         } else {
-            survival.kept = happens(chance) && std::all_of(operation.needs.begin(), operation.needs.end(),
-                                                           [&](size_t n) { return survivals[n].kept; });
+            survival.kept = happens(chance) && hasNeeds(i);
         }
     }
     return survivals;
@@ -292,6 +317,7 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 names.erase(call.name);
                 break;
             case Op::Write:
+                node.time = call.time;
                 if (survival.sector == 0)
                     Overwrite(node.content, value, call.data);
                 else
@@ -300,6 +326,10 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 break;
             case Op::Truncate:
                 node.content.resize(value, '\0');
+                node.time = call.time;
+                break;
+            case Op::SetTimes:
+                node.time = call.time;
                 break;
             case Op::SetMode:
                 node.mode = (node.mode & S_IFMT) | static_cast<mode_t>(value & 07777);
@@ -337,6 +367,7 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
                 fs::create_symlink(node.content, path);
             } else {
                 std::ofstream(path, std::ios::binary) << node.content;
+                SetTime(path, node.time);
             }
             if (lchown(path.c_str(), node.user, node.group) != 0 ||
                 (!S_ISLNK(node.mode) && chmod(path.c_str(), node.mode & 07777) != 0))
@@ -348,6 +379,10 @@ void Disk::Write(const std::vector<Survival>& survivals, const fs::path& to) con
 void Disk::WriteFinal(const fs::path& to) const { Write(std::vector<Survival>(m_operations.size()), to); }
 
 std::string Disk::WriteAfterPowerCut(size_t calls, uint64_t seed, const fs::path& to) const {
+    if (seed == 0) {
+        Write(Flushed(calls, false), to);
+        return "nothing beyond the flushed";
+    }
     std::seed_seq seeds{seed, static_cast<uint64_t>(calls)};
     std::mt19937_64 random(seeds);
     std::string how;

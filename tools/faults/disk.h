@@ -1,13 +1,13 @@
 // A disk that forgets: what a power cut can leave of a package tree.
 //
 // The trace of an uninterrupted run is a list of operations of two kinds: on an inode (write, size, mode,
-// owner) and on names in folders (create, link, rename, remove). A power cut after the k-th operation leaves
+// owner, times) and on names in folders (create, link, rename, remove). A power cut after the k-th operation leaves
 //
-//   - what was flushed: fsync keeps all earlier operations on the inode, fdatasync all but mode and owner; a
+//   - what was flushed: fsync keeps all earlier operations on the inode, fdatasync all but mode, owner and times; a
 //     flushed folder keeps all earlier operations on its names. Nothing else is promised: a flushed new file
 //     is lost while its name is not flushed, and a flushed name shows an empty file while the data is not.
-//   - of the rest, by chance: nothing; everything; everything up to some operation, the last write torn; or
-//     any subset, each write torn into sectors of 512 or 4096 bytes that are kept or lost singly.
+//   - of the rest, by chance: nothing; everything; everything up to some operation, the last write torn; only
+//     the last few; or any subset, each write torn into sectors of 512 or 4096 bytes that are kept or lost singly.
 //
 // Names keep an order that every file system keeps: an operation on a name survives only if all earlier ones
 // on the same name do, a folder's removal only if all earlier operations in it do, an operation in a new
@@ -37,6 +37,7 @@ struct TracedCall {
     uint64_t folder;
     uint64_t newFolder;
     int64_t value;
+    int64_t time;
     std::string name;
     std::string newName;
     std::string data;
@@ -58,7 +59,8 @@ public:
     // Lays out the tree after all calls.
     void WriteFinal(const std::filesystem::path& to) const;
 
-    // Lays out a tree that a power cut after the first `calls` calls can leave; tells how it was chosen.
+    // Lays out a tree that a power cut after the first `calls` calls can leave; tells how it was chosen. Without a
+    // seed it is what was flushed, and nothing else.
     std::string WriteAfterPowerCut(size_t calls, uint64_t seed, const std::filesystem::path& to) const;
 
 private:
@@ -68,6 +70,7 @@ private:
         mode_t mode = 0;
         uid_t user = 0;
         gid_t group = 0;
+        int64_t time = 0;     // of the last change; what a run makes has that of its last write
         std::string content;  // of a file or a link
         std::map<std::string, NodeId> names;
     };
@@ -92,6 +95,7 @@ private:
     NodeId Scan(const std::filesystem::path& path);
     void FindNeeds();
     std::vector<bool> Certain(size_t count, bool journaled) const;
+    std::vector<Survival> Flushed(size_t count, bool journaled) const;
     std::vector<Survival> Choose(size_t count, std::mt19937_64& random, std::string& how) const;
     void Write(const std::vector<Survival>& survivals, const std::filesystem::path& to) const;
 

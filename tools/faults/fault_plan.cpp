@@ -290,6 +290,8 @@ void Record(const Call& call, bool failed) {
     header.folder = call.place ? call.place->folder : 0;
     header.newFolder = call.newPlace ? call.newPlace->folder : 0;
     header.value = call.value;
+    if (struct stat status{}; !failed && call.place && Status(AT_FDCWD, call.place->path, &status) == 0)
+        header.time = status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
     header.nameSize = static_cast<uint32_t>(std::strlen(name));
     header.newNameSize = static_cast<uint32_t>(std::strlen(newName));
     header.dataSize = failed ? 0 : call.dataSize;

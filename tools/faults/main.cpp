@@ -1,4 +1,4 @@
-// vgfaults: shows that an upgrade that is interrupted and run again ends as one that was not.
+// vgfaults: shows that an upgrade, or a restore, that is interrupted and run again ends as one that was not.
 //
 // Exit status: 0; 1 when a point diverged or files were changed in vain; 2 for a wrong command line or a
 // bench that cannot be set up; 130 after an interrupt.
@@ -66,7 +66,8 @@ public:
         std::unique_ptr<Field>& field = m_fields[{scenario.system, scenario.runs}];
         if (!field)
             field = std::make_unique<Field>(
-                scenario.system(m_options.build), scenario.runs(m_options.program, m_options.build),
+                scenario.system(m_options.build),
+                scenario.runs({m_options.program, CONTROL_PROGRAM}, m_options.build),
                 m_folder / ("field" + std::to_string(m_fields.size())), m_options.jobs);
         return *field;
     }
@@ -112,6 +113,14 @@ Tally Run(const std::string& name, Fields& fields, const Options& options, const
                        options.isShort ? scenario->shortSample : options.sample);
 }
 
+// The first one named, or else an upgrade.
+const Scenario& Listed(const Options& options) {
+    const auto& all = AllScenarios();
+    const auto named = std::find_if(
+        all.begin(), all.end(), [&](const Scenario& one) { return one.name == options.scenarios.front(); });
+    return named == all.end() ? all.front() : *named;
+}
+
 void PrintCalls(const std::vector<TracedCall>& calls) {
     for (size_t i = 0; i < calls.size(); ++i)
         std::printf("%5zu %s\n", i + 1, calls[i].text.c_str());
@@ -129,7 +138,7 @@ int main(int argc, char* argv[]) {
         const WorkFolder work(options.keep);
         Fields fields(options, work.Path());
         if (options.list) {
-            PrintCalls(fields.Of(AllScenarios().front()).TheBench().Calls());
+            PrintCalls(fields.Of(Listed(options)).TheBench().Calls());
             return 0;
         }
         Tally all;

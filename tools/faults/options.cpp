@@ -32,8 +32,9 @@ std::string TextOfScenarios() {
 }  // namespace
 
 std::optional<int> ParseOptions(int argc, char* argv[], Options& options) {
-    CLI::App app("Shows that an upgrade that is interrupted and run again ends as one that was not.",
-                 "vgfaults");
+    CLI::App app(
+        "Shows that an upgrade, or a restore, that is interrupted and run again ends as one that was not.",
+        "vgfaults");
     app.footer(TextOfScenarios());
     std::vector<std::string> names = NamesOfScenarios();
     options.program = UPGRADER_PROGRAM;
@@ -63,7 +64,7 @@ std::optional<int> ParseOptions(int argc, char* argv[], Options& options) {
         ->check(CLI::Range(size_t{1}, kMost));
     app.add_flag("--keep", options.keep, "Leave the trees of points that diverged, and tell where");
     app.add_flag("--verbose", options.verbose, "Tell all differences of every point that diverged");
-    app.add_flag("--list", options.list, "Print the calls of the upgrade");
+    app.add_flag("--list", options.list, "Print the calls of the first scenario named, or of an upgrade");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -12,6 +12,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kPowerCutsPerCall = 3;
+constexpr int kPowerCutsOfSnapshots = 6;
+constexpr int kPowerCutsAtEnd = 20;  // when the run has told that all is done
 constexpr size_t kLargePoints = 40;  // of each kind on the large system
 constexpr size_t kHoldPoints = 40;   // calls at which somebody takes a database
 // How much faster the program waits: for somebody who stays, and for somebody who leaves in time.
@@ -105,9 +107,12 @@ std::vector<Point> crash(const Bench& bench, uint64_t seed) {
 
 std::vector<Point> powercut(const Bench& bench, uint64_t seed) {
     std::mt19937_64 random(seed);
+    const bool isUpgrade = bench.Commands().work == Work::Upgrade;
+    const int each = isUpgrade ? kPowerCutsPerCall : kPowerCutsOfSnapshots;
     return OfCalls(bench.Calls(), [&](size_t at, const TracedCall&, auto put) {
-        for (int i = 0; i < kPowerCutsPerCall; ++i)
+        for (int i = 1; i < (at == bench.Calls().size() ? kPowerCutsAtEnd : each); ++i)
             put({.fault = {"powercut", at}, .seed = seed + random() % 1'000'000});
+        put({.fault = {"powercut", at}, .isAlwaysTried = at == bench.Calls().size()});
     });
 }
 
@@ -252,6 +257,24 @@ std::vector<Point> damage(const Bench& bench, uint64_t) {
     }
     return all;
 }
+
+std::vector<Point> restore(const Bench& bench, uint64_t seed) {
+    // A disk that fails may not be written to any more.
+    std::vector<Point> all = OfCalls(bench.Calls(), [](size_t at, const TracedCall&, auto put) {
+        put({Failing(at, EROFS, 0, "changes")});
+    });
+    for (const auto scenario : {crash, full, io, powercut})
+        Append(all, scenario(bench, seed));
+    return all;
+}
+
+std::vector<Point> snapshot(const Bench& bench, uint64_t seed) {
+    std::vector<Point> all = restore(bench, seed);
+    std::erase_if(all, [](const Point& point) { return point.thenKill > 0; });
+    return all;
+}
+
+std::vector<Point> forget(const Bench& bench, uint64_t seed) { return snapshot(bench, seed); }
 
 std::vector<Point> large(const Bench& bench, uint64_t seed) {
     std::vector<Point> all;

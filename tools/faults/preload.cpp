@@ -6,6 +6,8 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -332,6 +334,20 @@ int posix_fallocate(int fd, off_t offset, off_t size) {
 
 int posix_fallocate64(int fd, off64_t offset, off64_t size) { return posix_fallocate(fd, offset, size); }
 
+// Blocks that are shared would not be in the trace.
+int ioctl(int fd, unsigned long request, ...) noexcept {
+    NEXT(ioctl);
+    va_list args;
+    va_start(args, request);
+    void* const argument = va_arg(args, void*);
+    va_end(args);
+    Place place;
+    if (request != FICLONE || !FindFd(fd, place))
+        return next(fd, request, argument);
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
 // Flushes -------------------------------------------------------------------------------------------------
 
 int fsync(int fd) {
@@ -503,12 +519,13 @@ int lchown(const char* path, uid_t user, gid_t group) noexcept {
 
 int futimens(int fd, const timespec times[2]) noexcept {
     NEXT(futimens);
-    return DoChangeFd(__func__, Op::Other, fd, 0, [&] { return next(fd, times); });
+    return DoChangeFd(__func__, Op::SetTimes, fd, 0, [&] { return next(fd, times); });
 }
 
 int utimensat(int dirFd, const char* path, const timespec times[2], int flags) noexcept {
     NEXT(utimensat);
-    return DoChangePath(__func__, Op::Other, dirFd, path, 0, [&] { return next(dirFd, path, times, flags); });
+    const Op op = flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes;
+    return DoChangePath(__func__, op, dirFd, path, 0, [&] { return next(dirFd, path, times, flags); });
 }
 
 // Reading -------------------------------------------------------------------------------------------------

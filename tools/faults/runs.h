@@ -13,6 +13,12 @@ struct Command {
     auto operator<=>(const Command&) const = default;
 };
 
+// The programs that are tried.
+struct Programs {
+    std::string upgrader;
+    std::string control;
+};
+
 // A system as it stands before the first run.
 struct System {
     std::string build;              // the sample system
@@ -21,11 +27,16 @@ struct System {
     std::vector<Command> before{};  // run on it first, without faults
 };
 
-// `first` is struck by the fault. When it was killed or failed, `then` is run after it without a fault:
-// together they end as `whole` does alone. When it told success, whatever it still owes is brought by `next`.
+// What `first` does, and therefore what it is to leave when it is struck.
+enum class Work { Upgrade, Snapshot, Forget, Restore };
+
+// `first` is struck by the fault. Of upgrades: when it was killed or failed, `then` is run after it without a fault:
+// together they end as `whole` does alone. When it told success, whatever it still owes is brought by `next`. Of the
+// others: see snapshot_check.h.
 struct Runs {
     Command first;
     Command then;
     Command whole;
     Command next;
+    Work work = Work::Upgrade;
 };

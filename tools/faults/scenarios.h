@@ -2,7 +2,7 @@
 //
 // After each the second run is done, once, without faults, and must end as one that was never interrupted:
 // the same exit status, files, settings and rows. A run that ends by itself in spite of the fault must have
-// told the truth.
+// told the truth. What commands on snapshots have to leave is told in snapshot_check.h.
 #pragma once
 
 #include <cstdint>
@@ -31,11 +31,12 @@ struct Damage {
 struct Point {
     Fault fault{};                   // in the first run; mode "powercut": what the disk kept of it
     std::string call{};              // the text of the call at which it strikes, as traced; empty: none
-    uint64_t seed = 0;               // of a power cut
+    uint64_t seed = 0;               // of a power cut; 0: all is lost that was not flushed
     size_t thenKill = 0;             // kill the run after, too, at this call
     std::optional<HoldPlan> hold{};  // from the call on at which the run stops, or from the beginning
     std::optional<Damage> damage{};
-    bool isUnnoticed = false;  // the first run ends as the uninterrupted one, and is the last
+    bool isAlwaysTried = false;  // also where points are picked at random
+    bool isUnnoticed = false;    // the first run ends as the uninterrupted one, and is the last
 };
 
 struct Scenario {
@@ -43,7 +44,7 @@ struct Scenario {
     std::string text;
     size_t shortSample;
     System (*system)(const std::string& build);
-    Runs (*runs)(const std::string& program, const std::string& build);
+    Runs (*runs)(const Programs& programs, const std::string& build);
     std::vector<Point> (*points)(const Bench& bench, uint64_t seed);
 };
 

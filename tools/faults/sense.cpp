@@ -42,6 +42,10 @@ constexpr Mutant kMutants[] = {
      "[ $status -ne 0 ] && sqlite3 $target/@vigilo/log.db 'INSERT INTO log(log_type) VALUES(1)'"},
     {"delivers the keys of an upgrade that was undone", "full", "",
      "[ $status -ne 0 ] && echo 'undone=\"1\"' >>$conf"},
+    {"says that a snapshot is taken which is not", "snapshot", "", "status=0"},
+    {"leaves a file beside one that it has brought back", "restore", "",
+     "[ \"$VGFAULT_MODE\" ] || touch $conf.vgrestore"},
+    {"brings a file back with another time", "restore", "", "[ \"$VGFAULT_MODE\" ] || touch $conf"},
 };
 
 constexpr const char* kFrame = R"(#!/bin/sh
@@ -66,9 +70,13 @@ bool Notices(const std::string& name, const Mutant& mutant, const Options& optio
     const auto scenario = std::find_if(AllScenarios().begin(), AllScenarios().end(),
                                        [&](const Scenario& one) { return one.name == name; });
     fs::create_directories(folder);
-    WriteMutant(mutant, options.program, folder / "mutant");
+    Programs programs{options.program, CONTROL_PROGRAM};
+    const bool isUpgrade = scenario->runs(programs, options.build).work == Work::Upgrade;
+    std::string& program = isUpgrade ? programs.upgrader : programs.control;
+    WriteMutant(mutant, program, folder / "mutant");
+    program = folder / "mutant";
     const bool noticed = [&] {
-        const Field field(scenario->system(options.build), scenario->runs(folder / "mutant", options.build),
+        const Field field(scenario->system(options.build), scenario->runs(programs, options.build),
                           folder / "field", 1);
         return Diverges(*scenario, field, options.seed, kPoints);
     }();

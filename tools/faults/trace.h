@@ -21,7 +21,8 @@ enum class Op : uint32_t {
     Flush,      // fsync of inode
     FlushData,  // fdatasync of inode
     FlushAll,   // syncfs
-    Other,      // changes nothing that is compared: times
+    SetTimes,   // inode gets the header's time
+    Other,      // changes nothing that is compared
     Open,       // of what is there; value is 1 when it is opened for writing
     Read,       // of a file's content
     Look,       // at what a name stands for: stat, access, the names in a folder
@@ -35,6 +36,8 @@ struct TraceHeader {
     uint64_t folder;
     uint64_t newFolder;
     int64_t value;
+    int64_t
+        time;  // of what the call changed, afterwards: its last change in nanoseconds since 1970; 0: unknown
     uint32_t nameSize;
     uint32_t newNameSize;
     uint32_t dataSize;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -104,12 +103,7 @@ void ReadDatabase(const fs::path& path, FileImage& image) {
     }
 }
 
-std::string ReadFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-FileImage ReadEntry(const fs::path& path) {
+FileImage ReadEntry(const fs::path& path, bool exactly) {
     FileImage image;
     struct stat status {};
     lstat(path.c_str(), &status);
@@ -120,13 +114,25 @@ FileImage ReadEntry(const fs::path& path) {
     std::ostringstream text;
     text << kind << ", mode " << std::oct << (status.st_mode & 07777) << ", owner " << std::dec
          << status.st_uid << ':' << status.st_gid;
+    if (exactly && S_ISREG(status.st_mode))
+        text << ", of " << status.st_mtim.tv_sec << '.' << status.st_mtim.tv_nsec;
     image.kind = text.str();
     if (S_ISLNK(status.st_mode)) {
         image.content = fs::read_symlink(path);
-    } else if (S_ISREG(status.st_mode) && path.extension() == ".db") {
+    } else if (S_ISREG(status.st_mode) && path.extension() == ".db" && !exactly) {
         image.isDatabase = true;
     } else if (S_ISREG(status.st_mode)) {
         image.content = ReadFile(path);
+    }
+    return image;
+}
+
+TreeImage ReadEntries(const fs::path& tree, bool exactly) {
+    TreeImage image;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
+        const std::string path = entry.path().lexically_relative(tree);
+        if (!IsExcluded(path))
+            image[path] = ReadEntry(entry.path(), exactly);
     }
     return image;
 }
@@ -189,6 +195,10 @@ void CompareFiles(const std::string& path, const FileImage& expected, const File
         CompareDatabases(path, expected, got, differences);
     if (expected.content == got.content)
         return;
+    if ((expected.content + got.content).find('\0') != std::string::npos) {
+        differences.push_back(path + ": other bytes");
+        return;
+    }
     const size_t before = differences.size();
     CompareLines(path, Lines(expected.content), Lines(got.content), differences);
     if (differences.size() == before)
@@ -198,12 +208,7 @@ void CompareFiles(const std::string& path, const FileImage& expected, const File
 }  // namespace
 
 TreeImage ReadTree(const fs::path& tree) {
-    TreeImage image;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
-        const std::string path = entry.path().lexically_relative(tree);
-        if (!IsExcluded(path))
-            image[path] = ReadEntry(entry.path());
-    }
+    TreeImage image = ReadEntries(tree, false);
     // After the walk, which has seen the journals: opening a database can make and remove them.
     for (auto& [path, file] : image) {
         if (file.isDatabase)
@@ -211,6 +216,24 @@ TreeImage ReadTree(const fs::path& tree) {
     }
     return image;
 }
+
+TreeImage ReadCopyOf(const fs::path& tree) {
+    const fs::path copy = tree.string() + ".copy";
+    CopyTree(tree, copy);
+    TreeImage image = ReadTree(copy);
+    fs::remove_all(copy);
+    return image;
+}
+
+std::string ReadFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::string bytes(file ? static_cast<size_t>(file.tellg()) : 0, '\0');
+    file.seekg(0);
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
+TreeImage ReadExactly(const fs::path& tree) { return ReadEntries(tree, true); }
 
 std::vector<std::string> Differences(const TreeImage& expected, const TreeImage& got) {
     std::vector<std::string> differences;

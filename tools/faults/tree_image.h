@@ -17,11 +17,22 @@ struct FileImage {
     // A database's facts and rows: "schema" -> the SQL of every object, a table's name -> its rows as text,
     // in the order of the rowid or the primary key.
     std::map<std::string, std::vector<std::string>> tables;
+
+    bool operator==(const FileImage&) const = default;
 };
 
 using TreeImage = std::map<std::string, FileImage>;  // by the path below the tree
 
 TreeImage ReadTree(const std::filesystem::path& tree);
+
+// The same of a tree that is to stay as it is: to read a database is to roll its journal back.
+TreeImage ReadCopyOf(const std::filesystem::path& tree);
+
+// Databases count by their bytes, too, and files by the time of their last change.
+TreeImage ReadExactly(const std::filesystem::path& tree);
+
+// The bytes of a file.
+std::string ReadFile(const std::filesystem::path& path);
 
 // The differences for people, a line each; for a file or table that differs the first ones. Empty: the same.
 std::vector<std::string> Differences(const TreeImage& expected, const TreeImage& got);

@@ -8,12 +8,12 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <mutex>
 #include <regex>
 #include <thread>
 
 #include "tools/faults/allowed.h"
+#include "tools/faults/snapshot_check.h"
 
 namespace fs = std::filesystem;
 
@@ -23,15 +23,10 @@ const ProcessEnd kKilled{ProcessEnd::How::Killed, SIGKILL};
 
 bool IsKill(const Fault& fault) { return fault.mode == "kill" || fault.mode == "tear"; }
 
-// The names of super-journals are random.
+// The names of super-journals are random, and the history tells how long things took.
 bool IsSameCall(const std::string& one, const std::string& other) {
-    static const std::regex random("-mj[0-9A-F]+");
+    static const std::regex random("-mj[0-9A-F]+|history\\.jsonl, [0-9]+ bytes");
     return std::regex_replace(one, random, "") == std::regex_replace(other, random, "");
-}
-
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // Somebody who takes a database when told, and leaves it after a while or at the latest with this object.
@@ -94,16 +89,22 @@ public:
 
     Trial Run() {
         m_trial.what = Describe(m_point);
-        if (m_point.fault.mode == "powercut")
+        const bool isCut = m_point.fault.mode == "powercut";
+        if (isCut)
             CutPower();
         else
             m_stand.LayStart();
-        if (m_point.damage)
+        if (m_point.damage) {
             TryDamage();
-        else if (m_point.fault.mode == "powercut")
-            RunAgain();
+            return std::move(m_trial);
+        }
+        const std::optional<ProcessEnd> end = isCut ? EndBeforeCut() : Strike();
+        if (m_bench.Commands().work != Work::Upgrade)
+            CheckWork(m_bench, m_tree, m_point, end, m_trial.problems);
+        else if (end)
+            CheckEnded(*end);
         else
-            Strike();
+            RunAgain();
         return std::move(m_trial);
     }
 
@@ -115,7 +116,15 @@ private:
             " [" + m_stand.TracedDisk().WriteAfterPowerCut(m_point.fault.at, m_point.seed, m_tree) + "]";
     }
 
-    void Strike() {
+    // How a run that came to its end before the power was cut has told that it went.
+    std::optional<ProcessEnd> EndBeforeCut() const {
+        return m_point.fault.at == m_stand.Calls().size() && m_bench.Commands().work != Work::Upgrade
+                   ? std::optional(m_stand.End())
+                   : std::nullopt;
+    }
+
+    // Runs with the fault; none: it was killed.
+    std::optional<ProcessEnd> Strike() {
         std::optional<Guest> guest;
         if (m_point.hold)
             guest.emplace(m_tree, *m_point.hold, m_point.fault.haste);
@@ -126,17 +135,19 @@ private:
         guest.reset();
         if (!IsSameCall(struck.call, m_point.call))
             Problem("struck another call than the traced one: " + struck.call);
-        if (IsKill(m_point.fault)) {
-            if (struck.end != kKilled)
-                Problem("the run that was to be killed " + ToText(struck.end));
-            RunAgain();
-            return;
-        }
-        CheckTold(m_bench, struck.end, m_tree, m_trial.problems);
+        if (!IsKill(m_point.fault))
+            return struck.end;
+        if (struck.end != kKilled)
+            Problem("the run that was to be killed " + ToText(struck.end));
+        return std::nullopt;
+    }
+
+    void CheckEnded(const ProcessEnd& end) {
+        CheckTold(m_bench, end, m_tree, m_trial.problems);
         if (m_point.isUnnoticed)
-            Compare(m_bench.First(), struck.end, "the run");
+            Compare(m_bench.First(), end, "the run");
         else
-            Finish(struck.end);
+            Finish(end);
     }
 
     // A run that ended by itself may owe something, or have failed. Either needs one more run.
@@ -169,7 +180,7 @@ private:
         }
         struct stat status {};
         stat(path.c_str(), &status);
-        std::string bytes = ReadBytes(path);
+        std::string bytes = ReadFile(path);
         const Traced traced = Trace(m_bench.Commands().first, m_tree);
         std::optional<std::string> whenTold;
         for (const TracedCall& call : traced.calls) {
@@ -185,7 +196,7 @@ private:
                 bytes.replace(at, call.data.size(), call.data);
             }
         }
-        if (whenTold && ReadBytes(path) != *whenTold)
+        if (whenTold && ReadFile(path) != *whenTold)
             Problem("written to after its damage was told");
         if (traced.end.how != ProcessEnd::How::Exited)
             Problem("the run " + ToText(traced.end));
@@ -199,27 +210,23 @@ private:
     // Once, whatever the first run has done.
     void RunAgain() {
         const Runs& runs = m_bench.Commands();
+        // What was complete but for its history and for closing its files is complete.
+        const auto isComplete = [&] {
+            return runs.then == runs.first && DifferencesFrom(m_bench.Whole(), ReadCopyOf(m_tree)).empty();
+        };
+        if (isComplete())
+            return;
         if (m_point.thenKill > 0) {
             const Struck struck = ::Run(runs.then, m_tree, {"kill", m_point.thenKill});
             m_trial.what += ", then kill at call " + std::to_string(m_point.thenKill) + " " +
                             (struck.call.empty() ? "(not reached)" : struck.call);
         }
-        // What was complete but for closing its files is complete.
-        if (runs.then == runs.first && DifferencesFrom(m_bench.Whole(), WhatIsLeft()).empty())
+        if (isComplete())
             return;
         const Outcome& expected =
-            runs.then == runs.first ? m_bench.Whole() : ExpectedAfter(m_bench, WhatIsLeft());
+            runs.then == runs.first ? m_bench.Whole() : ExpectedAfter(m_bench, ReadCopyOf(m_tree));
         const Struck last = ::Run(runs.then, m_tree);
         Compare(expected, last.end, "the run after");
-    }
-
-    // Of a copy: to read a database is to roll its journal back.
-    TreeImage WhatIsLeft() const {
-        const fs::path copy = m_tree.string() + ".left";
-        CopyTree(m_tree, copy);
-        TreeImage image = ReadTree(copy);
-        fs::remove_all(copy);
-        return image;
     }
 
     void CompareEnd(const Outcome& expected, const ProcessEnd& end, const std::string& run) {
