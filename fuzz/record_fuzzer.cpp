@@ -71,8 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const Record::OwedEntry& owed : entries)
         if (owed.entry)
             sound.push_back(*owed.entry);
-    if (!sound.empty())
-        Execute(Record::OwedSql(sound));
+    Expect(Record::AddEntries(sound) == 0, "entries are noted");
 
     Record::Facts again;
     Expect(Record::Read(again) == 0 && again.nonsense.empty(), "what is noted makes sense");

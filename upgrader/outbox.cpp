@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
 #include <utility>
 
 #include "platform/host/first_change.h"
@@ -9,7 +10,7 @@
 
 namespace {
 
-// How many entries are held as SQL text at a time: an upgrade can have hundreds of thousands.
+// How many entries are held as parameters at a time: an upgrade can have hundreds of thousands.
 constexpr size_t kEntriesAtOnce = 2'000;
 
 // How long readers of the log are waited for.
@@ -84,7 +85,7 @@ int WriteEntries(long long place) {
         for (Record::OwedEntry& one : owed)
             if (one.entry)
                 entries.push_back(std::move(*one.entry));
-        if (!entries.empty() && VGLogWrite(entries, place))
+        if (VGLogWrite(entries, place))
             return -1;
         place += static_cast<long long>(entries.size());
     }
@@ -153,14 +154,12 @@ int Outbox::Note() {
     std::string sql;
     for (const KeyChange& change : keys)
         sql += Record::OwedSql(change);
-    for (size_t begin = 0; begin < entries.size(); begin += kEntriesAtOnce) {
-        const auto first = entries.begin() + static_cast<std::ptrdiff_t>(begin);
-        const size_t count = std::min(kEntriesAtOnce, entries.size() - begin);
-        sql += Record::OwedSql({first, first + static_cast<std::ptrdiff_t>(count)});
-        if (VGDB::Execute(DB_SYSTEM, std::exchange(sql, {})))
+    if (!sql.empty() && VGDB::Execute(DB_SYSTEM, sql))
+        return -1;
+    for (std::span rest(entries); !rest.empty(); rest = rest.subspan(std::min(kEntriesAtOnce, rest.size())))
+        if (Record::AddEntries(rest.first(std::min(kEntriesAtOnce, rest.size()))))
             return -1;
-    }
-    return sql.empty() ? 0 : VGDB::Execute(DB_SYSTEM, sql);
+    return 0;
 }
 
 // A log that cannot be asked now is asked again when the entries are delivered.

@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <charconv>
+#include <list>
 #include <string_view>
 
 #include "platform/support/json.h"
@@ -191,6 +192,17 @@ Record::State Record::Open(Facts& facts) {
     return State::SetAside;
 }
 
+int Record::AddEntries(std::span<const UserLogEntry> entries) {
+    if (entries.empty())
+        return 0;
+    std::list<std::string> params;
+    for (const UserLogEntry& entry : entries)
+        params.insert(params.end(), {entry.user, NumbersOf(entry), entry.params});
+    const std::string insert =
+        StringPrintf("INSERT INTO %s(fact, subject, name, value) VALUES('%s', ?, ?, ?);", kTable, kEntry);
+    return VGDB::Executep(VGDB::GetDBPath(DB_SYSTEM), insert, nullptr, false, true, true, true, params);
+}
+
 int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries) {
     entries.clear();
     QueryResult rows;
@@ -251,16 +263,6 @@ std::string Record::OwedSql(const KeyChange& change) {
     return StrikeSql(std::string("fact = '") + kKey + "' AND subject = " + VGDB::QuoteEscape(change.file) +
                      " AND name = " + VGDB::QuoteEscape(change.key)) +
            NoteSql(kKey, change.file, change.key, change.value);
-}
-
-std::string Record::OwedSql(const std::vector<UserLogEntry>& entries) {
-    std::string sql;
-    for (const UserLogEntry& entry : entries)
-        sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, subject, name, value) VALUES\n"
-                            : ",\n") +
-               "('" + kEntry + "', " + VGDB::QuoteEscape(entry.user) + ", '" + NumbersOf(entry) + "', " +
-               VGDB::QuoteEscape(entry.params) + ")";
-    return sql + ";";
 }
 
 std::string Record::DeliveredKeysSql(const std::string& file) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -63,13 +64,15 @@ std::string DoneSql(const std::vector<RowName>& rows);
 std::string FailedSql(const RowName& row);     // once, however often it is noted
 std::string SucceededSql(const RowName& row);  // no longer failed
 std::string OwedSql(const KeyChange& change);  // in place of an older change of the key
-std::string OwedSql(const std::vector<UserLogEntry>& entries);
 std::string DeliveredKeysSql(const std::string& file);
 std::string PlaceSql(long long id);
 std::string DeliveredEntriesSql(long long last);  // up to and with that number
 std::string AllEntriesDeliveredSql();
 std::string EndSql();  // the upgrade has come to its end; failures, what was missing and debts stay
 std::string DropSql();
+
+// Notes owed entries.
+[[nodiscard]] int AddEntries(std::span<const UserLogEntry> entries);
 
 // Owed entries beyond a number, the oldest first.
 struct OwedEntry {

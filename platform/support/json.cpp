@@ -4,17 +4,27 @@
 #include <json/writer.h>
 
 #include <exception>
+#include <map>
 #include <memory>
+#include <sstream>
+#include <utility>
 
 namespace {
 
 constexpr int kMaxDepth = 100;
 
-Json::StreamWriterBuilder MakeBuilder(const char* indentation) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = indentation;
-    builder["emitUTF8"] = true;
-    return builder;
+// Making a writer costs more than writing a short value: they are kept.
+Json::StreamWriter& WriterOf(bool compact, int digits) {
+    static std::map<std::pair<bool, int>, std::unique_ptr<Json::StreamWriter>> writers;
+    std::unique_ptr<Json::StreamWriter>& writer = writers[{compact, digits}];
+    if (!writer) {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = compact ? "" : "\t";
+        builder["emitUTF8"] = true;
+        builder["precision"] = digits;
+        writer.reset(builder.newStreamWriter());
+    }
+    return *writer;
 }
 
 }  // namespace
@@ -38,12 +48,10 @@ int JsonParse(const std::string& text, Json::Value& value, bool comments, bool s
 }
 
 std::string JsonWrite(const Json::Value& value, bool compact, int digits) {
-    // Making a builder costs more than writing a short value.
-    static Json::StreamWriterBuilder compactBuilder = MakeBuilder("");
-    static Json::StreamWriterBuilder indentedBuilder = MakeBuilder("\t");
     try {
-        compactBuilder["precision"] = indentedBuilder["precision"] = digits;
-        return Json::writeString(compact ? compactBuilder : indentedBuilder, value);
+        std::ostringstream text;
+        WriterOf(compact, digits).write(value, &text);
+        return text.str();
     } catch (const std::exception&) {
         return {};
     }

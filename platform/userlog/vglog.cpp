@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <list>
 #include <utility>
 
 #include "platform/support/json.h"
@@ -11,10 +12,6 @@
 namespace {
 
 constexpr const char* kTable = "log";
-
-// Rows of one INSERT. To prepare a statement costs more than to insert a row; a statement of all rows would
-// cost SQLite memory for all of them at once.
-constexpr size_t kRowsPerInsert = 200;
 
 std::vector<UserLogEntry>& Noted() {
     static std::vector<UserLogEntry> noted;
@@ -76,18 +73,19 @@ int VGLogHolds(long long id, const UserLogEntry& entry) {
 }
 
 int VGLogWrite(const std::vector<UserLogEntry>& entries, long long firstId) {
-    std::string sql;
-    for (size_t i = 0; i < entries.size(); ++i) {
-        const UserLogEntry& entry = entries[i];
-        sql += i % kRowsPerInsert == 0 ? StringPrintf(
-                                             "%sINSERT INTO %s(id, log_type, user, item_id, params, ds_id,"
-                                             " log_time, extra) VALUES\n",
-                                             i == 0 ? "" : ";\n", kTable)
-                                       : ",\n";
-        const std::string id = firstId > 0 ? std::to_string(firstId + static_cast<long long>(i)) : "NULL";
-        sql += StringPrintf("(%s, %d, %s, %d, %s, %d, %lld, %ld)", id.c_str(), entry.logType,
-                            VGDB::QuoteEscape(entry.user).c_str(), entry.itemId,
-                            VGDB::QuoteEscape(entry.params).c_str(), entry.dsId, entry.time, entry.extra);
+    if (entries.empty())
+        return 0;
+    std::list<std::string> params;
+    for (long long id = firstId; const UserLogEntry& entry : entries) {
+        params.insert(params.end(), {std::to_string(id), std::to_string(entry.logType), entry.user,
+                                     std::to_string(entry.itemId), entry.params, std::to_string(entry.dsId),
+                                     std::to_string(entry.time), std::to_string(entry.extra)});
+        id += firstId > 0 ? 1 : 0;
     }
-    return VGDB::Execute(DB_LOG, std::move(sql)) == 0 ? 0 : -1;
+    const std::string insert = StringPrintf(
+        "INSERT INTO %s(id, log_type, user, item_id, params, ds_id, log_time, extra)"
+        " VALUES(nullif(CAST(? AS INTEGER), 0), CAST(? AS INTEGER), ?, CAST(? AS INTEGER), ?, CAST(? AS INTEGER),"
+        " CAST(? AS INTEGER), CAST(? AS INTEGER));",
+        kTable);
+    return VGDB::Executep(VGDB::GetDBPath(DB_LOG), insert, nullptr, false, true, true, true, params);
 }

@@ -32,12 +32,13 @@ std::map<std::string, Connection>& Connections() {
     return connections;
 }
 
+// The parameters have to outlive the statement.
 int BindParams(const Statement& statement, std::list<std::string>::const_iterator& param,
                const std::list<std::string>::const_iterator& end) {
     const int count = sqlite3_bind_parameter_count(statement.Get());
     for (int i = 1; i <= count && param != end; ++i, ++param) {
         const int size = static_cast<int>(param->size());
-        if (const int code = sqlite3_bind_text(statement.Get(), i, param->data(), size, SQLITE_TRANSIENT))
+        if (const int code = sqlite3_bind_text(statement.Get(), i, param->data(), size, SQLITE_STATIC))
             return code;
     }
     return SQLITE_OK;
@@ -352,10 +353,16 @@ int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* ro
         const char* tail = nullptr;
         int code = statement.Prepare(m_db.get(), sql, &tail);
         try {
-            if (code == SQLITE_OK && statement)
+            const bool isLast = code == SQLITE_OK && tail[std::strspn(tail, " \t\r\n")] == '\0';
+            while (code == SQLITE_OK && statement) {
+                const auto bound = param;
                 code = BindParams(statement, param, params.end());
-            if (code == SQLITE_OK && statement)
-                code = StepAll(statement, rows);
+                if (code == SQLITE_OK)
+                    code = StepAll(statement, rows);
+                if (!isLast || param == bound || param == params.end())
+                    break;
+                sqlite3_reset(statement.Get());
+            }
         } catch (const std::bad_alloc&) {
             LibraryLog(__LINE__, "Execute", "%s: no memory for the rows of a query\n", m_path.c_str());
             return SQLITE_NOMEM;
@@ -386,7 +393,8 @@ int Connection::RunNow(const std::string& sql) {
         return -1;
     m_held.open = false;
     const bool holding = std::exchange(m_holding, false);
-    const bool repairing = std::exchange(g_repairing, false);  // this commit is to last, whatever else is under way
+    const bool repairing =
+        std::exchange(g_repairing, false);  // this commit is to last, whatever else is under way
     const long long counted = g_changedRows;
     const int result = Run(sql, nullptr, {});
     g_changedRows = counted;

@@ -102,7 +102,8 @@ std::string GetTempFolder();
 [[nodiscard]] int Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result = nullptr, bool = false,
                           bool = true, bool = true, bool = true);
 
-// The same by database path. The parameters are bound as text to the ? marks of the statements, in order.
+// The same by database path. The parameters are bound as text to the ? marks of the statements, in order; the last
+// statement is run again as long as some are left.
 [[nodiscard]] int Executep(const std::string& dbPath, std::string sql, DBResult_tag** result = nullptr,
                            bool = false, bool = true, bool = true, bool = true,
                            const std::list<std::string>& params = {});
