@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <future>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -19,11 +21,49 @@
 
 namespace {
 
-// Large enough that a thread a block costs nothing, small enough for two blocks to stay in a processor's cache.
-constexpr size_t kBlockSize = 1024 * 1024;
+constexpr size_t kBlockSize = 4 * 1024 * 1024;
 
-// Brings what was written so far on its way to the disk, so that the flush at the end has little left to do.
-constexpr off_t kWriteOutEvery = 16 * 1024 * 1024;
+// What a write past the cache asks of the memory, on every file system.
+constexpr size_t kAlignment = 4096;
+
+struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+};
+
+// Writes one file from its beginning: whole blocks past the cache, where the file system can. What is copied here is not
+// read again soon, and the flush at the end has little left to do.
+class BlockWriter {
+public:
+    explicit BlockWriter(int fd) : m_fd(fd) {}
+
+    bool Write(std::string_view block) {
+        SetPastCache(m_canPassCache && block.size() == kBlockSize);
+        if (!WriteAll(m_fd, block)) {
+            if (!m_pastCache || !m_canPassCache || errno != EINVAL || lseek(m_fd, m_written, SEEK_SET) < 0)
+                return false;
+            m_canPassCache = false;
+            return Write(block);
+        }
+        m_written += static_cast<off_t>(block.size());
+        return true;
+    }
+
+private:
+    void SetPastCache(bool past) {
+        if (past == m_pastCache)
+            return;
+        const int flags = fcntl(m_fd, F_GETFL);
+        if (flags >= 0 && fcntl(m_fd, F_SETFL, past ? flags | O_DIRECT : flags & ~O_DIRECT) == 0)
+            m_pastCache = past;
+        else
+            m_canPassCache = false;
+    }
+
+    int m_fd;
+    off_t m_written = 0;
+    bool m_canPassCache = true;
+    bool m_pastCache = false;
+};
 
 // Passes every block of the file, from its beginning, to the function, which gives false to stop. The next block is
 // read, and the sum, where it is wanted, taken meanwhile on another processor.
@@ -34,26 +74,29 @@ bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function f
     off_t at = 0;
     // Its bytes; or none at the end, or the error.
     struct Block {
-        std::vector<char> bytes = std::vector<char>(kBlockSize);
+        std::unique_ptr<char, Free> bytes{static_cast<char*>(std::aligned_alloc(kAlignment, kBlockSize))};
         size_t count = 0;
         int error = 0;
     };
     const auto read = [&](Block& block) {
-        const ssize_t count =
-            RetryInterrupted([&] { return pread(fd, block.bytes.data(), block.bytes.size(), at); });
+        const ssize_t count = RetryInterrupted([&] { return pread(fd, block.bytes.get(), kBlockSize, at); });
         block.error = count < 0 ? errno : 0;
         block.count = count < 0 ? 0 : static_cast<size_t>(count);
         at += static_cast<off_t>(block.count);
         if (sum)
-            sha.Add({block.bytes.data(), block.count});
+            sha.Add({block.bytes.get(), block.count});
     };
     Block now;
     Block next;
+    if (!now.bytes || !next.bytes) {
+        errno = ENOMEM;
+        return false;
+    }
     for (read(now); now.count > 0; std::swap(now, next)) {
         const auto policy =
             now.count < kBlockSize ? std::launch::deferred : std::launch::async | std::launch::deferred;
         std::future<void> reading = std::async(policy, read, std::ref(next));
-        const bool goesOn = function(std::string_view(now.bytes.data(), now.count));
+        const bool goesOn = function(std::string_view(now.bytes.get(), now.count));
         const int error = errno;
         if (progress)
             progress(now.count);
@@ -77,18 +120,8 @@ bool CopyContent(int from, int to, std::string* sum, const Progress& progress) {
             *sum = SumOfFile(to, progress);
         return !sum || !sum->empty();
     }
-    off_t written = 0;
-    off_t writtenOut = 0;
-    return ForEachBlock(from, sum, progress, [&](std::string_view block) {
-        if (!WriteAll(to, block))
-            return false;
-        written += static_cast<off_t>(block.size());
-        if (written - writtenOut >= kWriteOutEvery) {
-            (void)sync_file_range(to, writtenOut, written - writtenOut, SYNC_FILE_RANGE_WRITE);
-            writtenOut = written;
-        }
-        return true;
-    });
+    BlockWriter writer(to);
+    return ForEachBlock(from, sum, progress, [&](std::string_view block) { return writer.Write(block); });
 }
 
 bool CopyOne(FileCopy& job, const Progress& progress) {
