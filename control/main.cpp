@@ -180,13 +180,8 @@ Outcome RunCommand(const Command& command, const Arguments& arguments) {
     return outcome;
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-    bool json = false;  // also told when the rest of the line makes no sense
-    for (int i = 1; i < argc; ++i)
-        json = json || std::string_view(argv[i]) == "--json";
-
+// `json` holds also when the rest of the line makes no sense.
+int Run(int argc, char* argv[], bool json) {
     Arguments arguments;
     std::string root;
     CLI::App app("Shows what an upgrade of the package would do and what one has done.", kProgram);
@@ -216,13 +211,22 @@ int main(int argc, char* argv[]) {
     SetLogProgram(kProgram, command.log);
     if (const std::string error = FindTree(app, root, command.access); !error.empty())
         return PrintError(error, json);
+    const Outcome outcome = RunCommand(command, arguments);
+    SetProgressLine("");
+    if (!outcome.error.empty())
+        return PrintError(outcome.error, json);
+    return json ? PrintJson(outcome.result, outcome.status)
+                : Print(command.print(outcome.result, arguments), outcome.status);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    bool json = false;
+    for (int i = 1; i < argc; ++i)
+        json = json || std::string_view(argv[i]) == "--json";
     try {
-        const Outcome outcome = RunCommand(command, arguments);
-        SetProgressLine("");
-        if (!outcome.error.empty())
-            return PrintError(outcome.error, json);
-        return json ? PrintJson(outcome.result, outcome.status)
-                    : Print(command.print(outcome.result, arguments), outcome.status);
+        return Run(argc, argv, json);
     } catch (const std::exception& error) {
         return PrintError(std::string("Ended by an exception: ") + error.what(), json);
     }

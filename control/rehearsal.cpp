@@ -323,7 +323,7 @@ std::string Rehearsal::Keep() {
     const std::string name = folder.filename().native().substr(1);
     const std::string kept = (folder.parent_path() / name).native();
     const bool renamed = rename(m_folder.c_str(), kept.c_str()) == 0;
-    const std::string stays = renamed ? kept : m_folder;
+    std::string stays = renamed ? kept : m_folder;
     m_folder.clear();
     g_folder.clear();
     g_madePlace.clear();
