@@ -30,11 +30,11 @@ struct Free {
     void operator()(char* memory) const { std::free(memory); }
 };
 
-// Writes one file from its beginning: whole blocks past the cache, where the file system can. What is copied here is not
-// read again soon, and the flush at the end has little left to do.
+// Writes one file from its beginning: where it may, and the file system can, whole blocks past the cache. That spares
+// the cache what is not read again soon, and leaves the flush at the end little to do.
 class BlockWriter {
 public:
-    explicit BlockWriter(int fd) : m_fd(fd) {}
+    BlockWriter(int fd, bool mayPassCache) : m_fd(fd), m_canPassCache(mayPassCache) {}
 
     bool Write(std::string_view block) {
         SetPastCache(m_canPassCache && block.size() == kBlockSize);
@@ -61,7 +61,7 @@ private:
 
     int m_fd;
     off_t m_written = 0;
-    bool m_canPassCache = true;
+    bool m_canPassCache;
     bool m_pastCache = false;
 };
 
@@ -122,7 +122,7 @@ bool CopyContent(int from, int to, std::string* sum, const Progress& progress) {
             *sum = SumOfFile(to, progress);
         return !sum || !sum->empty();
     }
-    BlockWriter writer(to);
+    BlockWriter writer(to, sum != nullptr);
     return ForEachBlock(from, sum, progress, [&](std::string_view block) { return writer.Write(block); });
 }
 
@@ -135,7 +135,7 @@ bool CopyOne(FileCopy& job, const Progress& progress) {
     UniqueFd copy(
         openat(job.to->Fd(), job.name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     const std::array<timespec, 2> times = {status.st_atim, status.st_mtim};
-    if (!copy || !CopyContent(job.from, copy.Get(), job.wantsSum ? &job.sum : nullptr, progress) ||
+    if (!copy || !CopyContent(job.from, copy.Get(), job.isKept ? &job.sum : nullptr, progress) ||
         !CopyOwnerAndMode(job.from, status, copy.Get()) || futimens(copy.Get(), times.data()) != 0) {
         job.error = errno;
         return false;

@@ -21,15 +21,15 @@ struct FileCopy {
     int from;
     const Folder* to;
     std::string name;
-    bool wantsSum = true;
+    bool isKept = true;  // with its sum, and written past the cache; otherwise it is worked on at once
 
     UniqueFd copy = UniqueFd();  // not yet flushed; false after a failure
     std::string sum = "";        // of the bytes that the copy was given
     int error = 0;               // errno
 };
 
-// Makes copies, one after the other. Returns the first one that failed, after which the others have not been begun; null
-// when all is well.
+// Makes copies, one after the other. Returns the first one that failed, after which the others have not been begun;
+// null when all is well.
 const FileCopy* CopyFiles(std::vector<FileCopy>& copies, const Progress& progress);
 
 // The sum of an open file from its beginning; '', with errno, on failure.

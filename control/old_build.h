@@ -6,6 +6,6 @@
 
 #include "upgrader/record.h"
 
-// Reads the argument OLD-BUILD; when it was left out, the build of the stamp in settings.conf, and without a stamp the build
-// that an interrupted upgrade came from. Returns '', or what is wrong.
+// Reads the argument OLD-BUILD; when it was left out, the build of the stamp in settings.conf, and without a stamp the
+// build that an interrupted upgrade came from. Returns '', or what is wrong.
 [[nodiscard]] std::string FindOldBuild(const std::string& text, const Record::Facts& facts, uint32_t& build);

@@ -111,7 +111,7 @@ private:
                 if (!m_files.back())
                     return false;
                 m_copies.push_back(
-                    {.from = m_files.back().Get(), .to = &target, .name = name, .wantsSum = false});
+                    {.from = m_files.back().Get(), .to = &target, .name = name, .isKept = false});
             }
         }
         return true;

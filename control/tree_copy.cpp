@@ -114,7 +114,7 @@ private:
             if (!folder)
                 return false;
             m_copies.push_back(
-                {.from = source.fd, .to = folder, .name = path.filename(), .wantsSum = m_way.durable});
+                {.from = source.fd, .to = folder, .name = path.filename(), .isKept = m_way.durable});
         }
         const FileCopy* const failed = CopyFiles(m_copies, [&](uint64_t bytes) {
             done += bytes;
