@@ -2,10 +2,13 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
-namespace CLI {
-class App;
-}
+struct CommandWords {
+    std::string name;
+    std::string options;  // "--full --json"
+};
 
-// A script that completes the commands of the program and their options.
-std::string BashCompletion(const CLI::App& app);
+// A script that completes the commands of a program, their options and its own.
+std::string BashCompletion(const std::string& program, const std::string& options,
+                           const std::vector<CommandWords>& commands);

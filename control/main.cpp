@@ -12,21 +12,17 @@
 #include <json/value.h>
 #include <sys/stat.h>
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "control/command.h"
+#include "control/command_line.h"
 #include "control/commands.h"
-#include "control/completion.h"
-#include "control/options.h"
 #include "control/text.h"
 #include "platform/host/paths.h"
 #include "platform/log/vgprintf.h"
@@ -70,17 +66,6 @@ constexpr Command kCommands[] = {
 
 constexpr const char* kProgram = "vgupgradectl";
 
-void AddGlobalOptions(CLI::App& app, Arguments& arguments, std::string& root) {
-    app.set_version_flag("--version", VG_PACKAGE_VERSION, "Print the package version and exit");
-    app.get_help_ptr()->description("Print this and exit; after a command, its own help");
-    app.add_option("--root", root, "Look every path of the package up below this folder")->type_name("DIR");
-    app.add_flag("--json", arguments.json, "Print one JSON document");
-    app.add_option_function<unsigned>(
-           "--wait", [&arguments](unsigned seconds) { arguments.wait = std::chrono::seconds(seconds); },
-           "Wait so long for an upgrade that runs (600)")
-        ->type_name("SECONDS");
-}
-
 // Control characters that JSON lets stand would still reach the terminal.
 std::string WithoutControls(const std::string& json) {
     std::string text;
@@ -121,39 +106,24 @@ int PrintError(const std::string& error, bool json) {
     return 1;
 }
 
-// Help and version are asked for by an exception too.
-int AnswerUsage(const CLI::App& app, const CLI::ParseError& error, bool json) {
-    if (error.get_exit_code() == 0)
-        return app.exit(error);
-    const std::string hint = std::string(" (see ") + kProgram + " --help)";
-    const bool hasCommand = !app.get_subcommands().empty();
-    if (hasCommand || error.get_name() != "RequiredError")
-        return PrintError(error.what() + hint, json);
-    for (const std::string& word : app.remaining())
-        return PrintError((word.starts_with('-') ? "No such option: " : "No such command: ") + word + hint,
-                          json);
-    return PrintError("Which command?" + hint, json);
-}
-
 bool IsFolder(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // "" when the tree is there; else what is wrong. Has to run before anything looks up a path.
-std::string FindTree(const CLI::App& app, const std::string& root, Access access) {
-    const bool isGiven = app.count("--root") > 0;
-    if (isGiven) {
-        if (!IsFolder(root))
-            return "No such folder: " + root;
+std::string FindTree(const std::optional<std::string>& root, Access access) {
+    if (root) {
+        if (!IsFolder(*root))
+            return "No such folder: " + *root;
         std::error_code error;
-        const std::string absolute = std::filesystem::absolute(root, error);
+        const std::string absolute = std::filesystem::absolute(*root, error);
         if (error || setenv("VG_SYSROOT", absolute.c_str(), 1) != 0)
-            return "Cannot use the folder: " + root;
+            return "Cannot use the folder: " + *root;
         if (!HasSysRoot() && absolute.find_first_not_of('/') != std::string::npos)
             return "--root is not for a process with another user's rights.";
     }
-    if (!isGiven && access == Access::None)
+    if (!root && access == Access::None)
         return "";
     const std::string target = ResolvePath(kTargetDir);
     if (!IsFolder(target))
@@ -182,41 +152,24 @@ Outcome RunCommand(const Command& command, const Arguments& arguments) {
 
 // `json` holds also when the rest of the line makes no sense.
 int Run(int argc, char* argv[], bool json) {
-    Arguments arguments;
-    std::string root;
-    CLI::App app("Shows what an upgrade of the package would do and what one has done.", kProgram);
-    AddGlobalOptions(app, arguments, root);
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.require_subcommand(1);
-    app.fallthrough();
-    for (const Command& command : kCommands) {
-        CLI::App* const subcommand = app.add_subcommand(command.name, command.help)->group("Commands");
-        if (command.addOptions)
-            command.addOptions(*subcommand, arguments);
-    }
-    CLI::App* const completion = app.add_subcommand("completion", "Completion for bash")->group("");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return AnswerUsage(app, error, json);
-    }
-    if (completion->parsed())
-        return Print(BashCompletion(app), 0);
+    const Request request = ReadCommandLine(argc, argv, kProgram, kCommands);
+    if (!request.error.empty())
+        return PrintError(request.error, json);
+    if (!request.command)
+        return Print(request.answer, 0);
+    const Command& command = *request.command;
 
     umask(077);  // the package's folders may be shared
     SetColour(IsColourWanted());
-    const Command& command =
-        *std::find_if(std::begin(kCommands), std::end(kCommands),
-                      [&app](const Command& one) { return app.got_subcommand(one.name); });
     SetLogProgram(kProgram, command.log);
-    if (const std::string error = FindTree(app, root, command.access); !error.empty())
+    if (const std::string error = FindTree(request.root, command.access); !error.empty())
         return PrintError(error, json);
-    const Outcome outcome = RunCommand(command, arguments);
+    const Outcome outcome = RunCommand(command, request.arguments);
     SetProgressLine("");
     if (!outcome.error.empty())
         return PrintError(outcome.error, json);
     return json ? PrintJson(outcome.result, outcome.status)
-                : Print(command.print(outcome.result, arguments), outcome.status);
+                : Print(command.print(outcome.result, request.arguments), outcome.status);
 }
 
 }  // namespace

@@ -199,15 +199,17 @@ void Define(const std::string& rest, Names& names) {
 
 std::string WithNames(const std::string& line, const Names& names) {
     std::string result;
-    for (size_t at = 0; at < line.size();) {
-        size_t end = at + 1;
-        while (line[at] == '$' && end < line.size() && std::isalnum(static_cast<unsigned char>(line[end])))
+    size_t at = 0;
+    for (size_t dollar; (dollar = line.find('$', at)) != std::string::npos;) {
+        size_t end = dollar + 1;
+        while (end < line.size() && std::isalnum(static_cast<unsigned char>(line[end])))
             ++end;
-        const auto found = names.find(line.substr(at + 1, end - at - 1));
-        result += line[at] == '$' && found != names.end() ? found->second : line.substr(at, end - at);
+        const auto found = names.find(line.substr(dollar + 1, end - dollar - 1));
+        result.append(line, at, dollar - at);
+        result += found != names.end() ? found->second : line.substr(dollar, end - dollar);
         at = end;
     }
-    return result;
+    return result.append(line, at);
 }
 
 // "GetTheirNamesWithTheAdmin"

@@ -8,12 +8,12 @@
 #include <ctime>
 #include <filesystem>
 #include <functional>
-#include <regex>
 #include <string>
 
 #include "platform/host/paths.h"
 #include "platform/log/library_log.h"
 #include "platform/log/vgprintf.h"
+#include "tests/support/pattern.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;
@@ -82,8 +82,9 @@ TEST_F(PackageLog, IsALineAMessageWithTheLocalTime) {
         VG_LIB_LOG("a\nb\r\x01\x1b[0m\tc\n");
     });
     const std::string line = ReadFile(Path(kPackageLog));
-    EXPECT_TRUE(std::regex_match(line, std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\+05:30 vgupgrader:\\d+ "
-                                                  "\\(operator\\(\\)\\): a\\\\nb\\\\r\\\\x01\\\\x1b\\[0m\tc\n")))
+    EXPECT_TRUE(Pattern("^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\+05:30 vgupgrader:[0-9]+ "
+                        "\\(operator\\(\\)\\): a\\\\nb\\\\r\\\\x01\\\\x1b\\[0m\tc\n$")
+                    .IsIn(line))
         << line;
     EXPECT_EQ(static_cast<fs::perms>(0640), fs::status(Path(kPackageLog)).permissions());
 }

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
+
+#include "tests/support/pattern.h"
 
 namespace {
 
@@ -54,19 +55,18 @@ void SortWithoutId(std::vector<std::string>& rows) {
 }
 
 void WithoutRows(std::vector<std::string>& rows, const char* pattern) {
-    std::erase_if(rows, [which = std::regex(pattern)](const std::string& row) {
-        return std::regex_search(row, which);
-    });
+    const Pattern which(pattern);
+    std::erase_if(rows, [&](const std::string& row) { return which.IsIn(row); });
 }
 
 bool IsJournal(const std::string& path) {
-    static const std::regex journal("-(journal|wal|shm|mj[0-9A-F]+)$");
-    return std::regex_search(path, journal);
+    static const Pattern journal("-(journal|wal|shm|mj[0-9A-F]+)$");
+    return journal.IsIn(path);
 }
 
 bool IsTemporary(const std::string& path) {
-    static const std::regex temporary("\\.vg[a-z]+(-[0-9]+)?$|\\.te?mp|~$");
-    return IsJournal(path) || std::regex_search(path, temporary);
+    static const Pattern temporary("\\.vg[a-z]+(-[0-9]+)?$|\\.te?mp|~$");
+    return IsJournal(path) || temporary.IsIn(path);
 }
 
 TreeImage WithoutJournals(TreeImage image) {

@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <regex>
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/pattern.h"
 #include "tools/faults/allowed.h"
 
 namespace fs = std::filesystem;
@@ -60,10 +60,10 @@ void LaySystem(const System& system, const fs::path& tree) {
 
 // What another run of the same kind writes otherwise.
 std::string WithoutRun(std::string line, const std::string& tree) {
-    static const std::regex ofRun("^\\S+ vgupgrader:[0-9]+ |0x[0-9a-f]+|, [0-9.]+ s\\b");
+    static const Pattern ofRun("^\\S+ vgupgrader:[0-9]+ |0x[0-9a-f]+|, [0-9.]+ s\\b");
     for (size_t at = line.find(tree); at != std::string::npos; at = line.find(tree))
         line.erase(at, tree.size());
-    return std::regex_replace(line, ofRun, "");
+    return ofRun.ReplaceIn(line, "");
 }
 
 Disk LaidOut(const Bench& bench, const fs::path& tree) {

@@ -10,9 +10,9 @@
 #include <iterator>
 #include <map>
 #include <random>
-#include <regex>
 #include <thread>
 
+#include "tests/support/pattern.h"
 #include "tools/faults/trial.h"
 
 namespace fs = std::filesystem;
@@ -125,8 +125,8 @@ std::vector<Trial> TryAll(const std::vector<Point>& points, const Field& field, 
 
 // Problems of one kind differ in numbers, random names and texts only.
 std::string KindOf(const std::string& problem) {
-    static const std::regex numbers("-mj[0-9A-F]+|[0-9]+");
-    return std::regex_replace(problem.substr(0, problem.find(": expected [")), numbers, "*");
+    static const Pattern numbers("-mj[0-9A-F]+|[0-9]+");
+    return numbers.ReplaceIn(problem.substr(0, problem.find(": expected [")), "*");
 }
 
 void PrintTrial(const Trial& trial, size_t shown) {

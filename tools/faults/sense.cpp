@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t kPoints = 8;  // of the scenario
+constexpr size_t kPoints = 5;  // of the scenario
 
 // Shell commands around the run of the program, which gives $status; $target and $conf are the package's
 // folder and settings. $again is set in a run on a tree that has seen one before, so that the uninterrupted

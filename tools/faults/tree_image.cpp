@@ -34,6 +34,8 @@ Query Prepare(sqlite3* db, const std::string& sql) {
 }
 
 std::string Quoted(const std::string& text, char quote) {
+    if (text.find(quote) == std::string::npos)
+        return quote + text + quote;
     std::string quoted(1, quote);
     for (const char c : text)
         quoted.append(c == quote ? 2 : 1, c);

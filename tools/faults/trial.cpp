@@ -9,9 +9,9 @@
 #include <cstring>
 #include <fstream>
 #include <mutex>
-#include <regex>
 #include <thread>
 
+#include "tests/support/pattern.h"
 #include "tools/faults/allowed.h"
 #include "tools/faults/snapshot_check.h"
 
@@ -25,8 +25,8 @@ bool IsKill(const Fault& fault) { return fault.mode == "kill" || fault.mode == "
 
 // The names of super-journals are random, and the history tells how long things took.
 bool IsSameCall(const std::string& one, const std::string& other) {
-    static const std::regex random("-mj[0-9A-F]+|history\\.jsonl, [0-9]+ bytes");
-    return std::regex_replace(one, random, "") == std::regex_replace(other, random, "");
+    static const Pattern random("-mj[0-9A-F]+|history\\.jsonl, [0-9]+ bytes");
+    return random.ReplaceIn(one, "") == random.ReplaceIn(other, "");
 }
 
 // Somebody who takes a database when told, and leaves it after a while or at the latest with this object.
