@@ -361,7 +361,7 @@ void Disturb(Dice& dice) {
 // REHEARSED_SYSTEMS in the environment says how many.
 TEST_F(Rehearse, TellsWhatTheUpgradeOfARandomSystemDoes) {
     const char* const wanted = std::getenv("REHEARSED_SYSTEMS");
-    const unsigned systems = wanted ? static_cast<unsigned>(std::strtoul(wanted, nullptr, 10)) : 5;
+    const unsigned systems = wanted ? static_cast<unsigned>(std::strtoul(wanted, nullptr, 10)) : 3;
     for (unsigned seed = 1; seed <= systems && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Dice dice(seed);
