@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr size_t kBlockSize = 4 * 1024 * 1024;
+constexpr size_t kBlockSize = 16 * 1024 * 1024;
 
 // What a write past the cache asks of the memory, on every file system.
 constexpr size_t kAlignment = 4096;
@@ -65,8 +65,8 @@ private:
     bool m_pastCache = false;
 };
 
-// Passes every block of the file, from its beginning, to the function, which gives false to stop. The next block is
-// read, and the sum, where it is wanted, taken meanwhile on another processor.
+// Passes every block of the file, from its beginning, to the function, which gives false to stop. Meanwhile another
+// processor takes the sum, where it is wanted.
 template <class Function>
 bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function function) {
     (void)posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
@@ -83,10 +83,8 @@ bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function f
         block.error = count < 0 ? errno : 0;
         block.count = count < 0 ? 0 : static_cast<size_t>(count);
         at += static_cast<off_t>(block.count);
-        // The disk works while the sum is taken.
+        // The disk is to work while this block is worked on.
         (void)posix_fadvise(fd, at, kBlockSize, POSIX_FADV_WILLNEED);
-        if (sum)
-            sha.Add({block.bytes.get(), block.count});
     };
     Block now;
     Block next;
@@ -95,14 +93,20 @@ bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function f
         return false;
     }
     for (read(now); now.count > 0; std::swap(now, next)) {
-        const auto policy =
-            now.count < kBlockSize ? std::launch::deferred : std::launch::async | std::launch::deferred;
-        std::future<void> reading = std::async(policy, read, std::ref(next));
-        const bool goesOn = function(std::string_view(now.bytes.get(), now.count));
+        const std::string_view block(now.bytes.get(), now.count);
+        const bool isWorthAThread = sum && block.size() == kBlockSize;
+        std::future<void> summing =
+            std::async(isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
+                if (sum)
+                    sha.Add(block);
+            });
+        const bool goesOn = function(block);
         const int error = errno;
+        if (goesOn)
+            read(next);
         if (progress)
-            progress(now.count);
-        reading.get();
+            progress(block.size());
+        summing.get();
         errno = error;
         if (!goesOn)
             return false;
