@@ -2,7 +2,7 @@
 // that change a database, but those of the upgrade's record. It follows the environment:
 //
 //   BENCH_FLUSH_MS    what each flush takes longer, in milliseconds
-//   BENCH_FIGURES     the file that gets the number of flushes, by call, and the peak memory in KB when the program ends
+//   BENCH_FIGURES     the file that gets the number of flushes, by call, and the peak memory in KB, at the end
 //   BENCH_STATEMENTS  the folder that gets the statements, a file a database
 #include <dlfcn.h>
 #include <fcntl.h>

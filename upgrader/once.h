@@ -13,14 +13,15 @@ using MigrationFunction = int (*)();
 // What most migrations log when their flag cannot be written; %s is the flag.
 inline constexpr const char* kFailedToSetFlag = "Failed to set %s in setting conf.\n";
 
-// Standard form. With the flag there, returns 0 at once; with a flag that cannot be read, -1 without any work. Work that fails leaves no flag (the next upgrade
-// tries again) and gives -1. A flag that cannot be written logs `failure` (which may name the flag by one %s)
-// and gives -1.
+// Standard form. With the flag there, returns 0 at once; with a flag that cannot be read, -1 without any work. Work
+// that fails leaves no flag (the next upgrade tries again) and gives -1. A flag that cannot be written logs `failure`
+// (which may name the flag by one %s) and gives -1.
 int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSite site = LogSite::Here());
 
 // Form that asks for the previous run of the upgrader (key vg_upgrader_version, 0 when it never ran). The
 // work runs only when the upgrader ran before and the flag is not there; the flag is written in every case,
 // also after a failure, so that the work is never tried twice. A stamp that cannot be read gives
-// `resultWhenUnreadable`; a flag that cannot be read gives -1, and is not written; failed work or a flag that cannot be written give -1.
+// `resultWhenUnreadable`; a flag that cannot be read gives -1, and is not written; failed work or a flag that
+// cannot be written give -1.
 int RunOnceAfterStamp(const char* flag, int resultWhenUnreadable, MigrationFunction work,
                       LogSite site = LogSite::Here());
