@@ -14,7 +14,6 @@
 #include "platform/support/strings.h"
 #include "upgrader/history.h"
 #include "upgrader/log.h"
-#include "upgrader/missing_schema.h"
 #include "upgrader/outbox.h"
 #include "upgrader/plan.h"
 #include "upgrader/repair.h"
@@ -72,13 +71,12 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
         Plan plan;
         plan.missing = facts.missing;
         PlanRepair(plan);  // a row may have failed for what was missing
-        g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
         const std::vector<WalkRow> rows = RowsToRun(failed);
         walk.OnProgress([&rows, count = 0](const WalkRow& row) mutable {
             SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, rows.size(), row.name));
         });
         result = walk.Run({.oldBuild = std::nullopt,
-                           .missing = {},
+                           .missing = plan.missing,
                            .before = RepairBeforeWalk(plan, repaired, LogSite::Here()),
                            .rows = rows,
                            .after = nullptr});

@@ -219,6 +219,29 @@ TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
 }
 
 // Settings are upgraded also when the main database cannot take a record of it.
+// The schema file was out of reach when the repair was planned.
+TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
+    Record::MissingReport missing;
+    int repairs = 0;
+    const auto repair = [&] {
+        EXPECT_EQ(0, Insert("repaired"));
+        if (++repairs == 1)
+            return false;
+        missing[DB_SYSTEM]["t"] = {"x"};
+        return true;
+    };
+    Record::Facts facts;
+    Walk walk(facts, Record::Open(facts));
+    EXPECT_EQ(-1, walk.Run({.oldBuild = 10,
+                            .missing = missing,
+                            .before = repair,
+                            .rows = {{.number = 0, .name = "A", .threshold = 20, .function = FailsHalfway}},
+                            .after = {}}));
+    EXPECT_EQ("repaired\nkept\n", X());
+    ASSERT_EQ(0, Record::Read(facts));
+    EXPECT_EQ(missing, facts.missing);
+}
+
 TEST_F(WalkTest, DoesWithoutAMainDatabase) {
     VGDB::CloseAll();
     const std::string garbage(4096, 'x');

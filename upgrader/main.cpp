@@ -30,7 +30,6 @@
 #include "upgrader/history.h"
 #include "upgrader/lock.h"
 #include "upgrader/log.h"
-#include "upgrader/missing_schema.h"
 #include "upgrader/outbox.h"
 #include "upgrader/plan.h"
 #include "upgrader/repair.h"
@@ -100,7 +99,6 @@ int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
     PlanRepair(plan);
     PlanDisk(plan);
     LogDiskNeeds(plan, site);
-    g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
 
     std::vector<RepairDone> repaired;
     Walk walk(facts, state);

@@ -233,9 +233,10 @@ std::string Record::MakeSql(bool anew) {
            "(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);\n";
 }
 
-std::string Record::BeginSql(uint32_t oldBuild, const MissingReport& missing) {
-    std::string sql = StrikeSql(std::string("fact IN ('") + kOldBuild + "', '" + kMissing + "')") +
-                      NoteSql(kOldBuild, "", "", std::to_string(oldBuild));
+std::string Record::BeginSql(std::optional<uint32_t> oldBuild, const MissingReport& missing) {
+    std::string sql = StrikeSql(std::string("fact IN ('") + kOldBuild + "', '" + kMissing + "')");
+    if (oldBuild)
+        sql += NoteSql(kOldBuild, "", "", std::to_string(*oldBuild));
     for (size_t db = 0; db < missing.size(); ++db)
         if (!missing[db].empty())
             sql += NoteSql(kMissing, "", std::to_string(db), MissingToJson(missing[db]));

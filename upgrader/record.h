@@ -58,7 +58,7 @@ State Open(Facts& facts);
 
 // Each gives the SQL text that brings the fact into the table or takes it out.
 std::string MakeSql(bool anew);  // the table, where it is missing
-std::string BeginSql(uint32_t oldBuild, const MissingReport& missing);
+std::string BeginSql(std::optional<uint32_t> oldBuild, const MissingReport& missing);
 std::string NothingDoneSql();
 std::string DoneSql(const std::vector<RowName>& rows);
 std::string FailedSql(const RowName& row);     // once, however often it is noted

@@ -7,6 +7,7 @@
 
 #include "platform/host/first_change.h"
 #include "platform/support/strings.h"
+#include "upgrader/missing_schema.h"
 
 namespace {
 
@@ -68,6 +69,7 @@ std::function<bool()> RepairBeforeWalk(Plan& plan, std::vector<RepairDone>& repa
             PlanRepair(plan);
             std::erase_if(repaired, [](const RepairDone& one) { return one.db == DB_SYSTEM; });
         }
+        g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
         const bool done = RepairSchema(plan, repaired, site);
         VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
         return done;

@@ -21,8 +21,8 @@ void SetPatienceBeforeWalk();
 
 // The repair of the 17 databases as planned, for a walk to call before its rows. It adds to `repaired` what that was; a
 // database that cannot be repaired is logged, at the caller's place, and left. False when the main database has not
-// taken its repair. Called again, it repairs the main database anew. From its end on, busy databases are waited for
-// ten seconds each.
+// taken its repair. Called again, it repairs the main database anew. The migrations are told what the plan finds
+// missing. From its end on, busy databases are waited for ten seconds each.
 std::function<bool()> RepairBeforeWalk(Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site);
 
 // Says which indexes the rows of their tables do not allow.

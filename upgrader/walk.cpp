@@ -60,9 +60,7 @@ void Walk::BeginRecord(const Job& job) {
     m_changed = true;
     if (!m_recorded)
         return;
-    std::string sql = Record::MakeSql(m_facts.strange);
-    if (job.oldBuild)
-        sql += Record::BeginSql(*job.oldBuild, job.missing);
+    std::string sql = Record::MakeSql(m_facts.strange) + Record::BeginSql(job.oldBuild, job.missing);
     if (job.oldBuild != m_facts.oldBuild) {
         sql += Record::NothingDoneSql();
         m_done = 0;
@@ -148,8 +146,10 @@ void Walk::RunOneByOne(const Job& job) {
     Outbox::Stop();
     HoldAgain();
     // What the repair could not do costs the rows that need it. They must not take what is missing for what never was.
+    // What is found missing only now, the schema file having been out of reach before, is noted with its repair.
     const auto repair = [&] {
-        const bool done = job.before();
+        const bool done = job.before() &&
+                          (!m_begun || VGDB::Execute(DB_SYSTEM, Record::BeginSql(job.oldBuild, job.missing)) == 0);
         return CommitOne(nullptr) && done;
     };
     if (job.before && !repair() && !repair()) {

@@ -40,10 +40,10 @@ public:
         // The upgrade that is noted before the first change, with what the databases lacked before their repair;
         // no build for rows that are run again after their upgrade.
         std::optional<uint32_t> oldBuild;
-        Record::MissingReport missing;
+        const Record::MissingReport& missing;
 
-        std::function<bool()>
-            before;  // the schema repair; called once more when the upgrade is undone, as by false
+        // The schema repair. Called once more when the upgrade is undone, as by false; it may then find more missing.
+        std::function<bool()> before;
         std::vector<WalkRow> rows;
         std::function<void()> after;  // the stamp
     };
