@@ -123,6 +123,11 @@ TEST_F(SystemSchedule, StorageTypesAreSwitchedOnWhereTheirColumnIsNew) {
     EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn());
     EXPECT_EQ(1, CountInLog("(NotiFilterAddRecStorageColumn): Failed to update notification schedule.\n"));
     EXPECT_EQ("33|\n", Stored()) << "both or neither";
+
+    g_missingSchema[DB_SYSTEM].clear();
+    EXPECT_EQ(0, migrations::NotiFilterAddRecStorageColumn());
+    VGDB::SetIncomplete(DB_SYSTEM, true);
+    EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn()) << "what the repair found missing is not known";
 }
 
 }  // namespace

@@ -161,9 +161,11 @@ int ClearDuplicateNotiMail(LogSite site = LogSite::Here()) {
 }  // namespace
 
 int NotiFilterAddRecStorageColumn() {
-    if (!WasSchemaMissing(DB_SYSTEM, gszTableNotificationFilter, "rec_storage_removed"))
-        return 0;
-    return SwitchOnInSystemSchedule({33, 34});
+    constexpr const char* kColumn = "rec_storage_removed";
+    if (WasSchemaMissing(DB_SYSTEM, gszTableNotificationFilter, kColumn))
+        return SwitchOnInSystemSchedule({33, 34});
+    // A database that could not be repaired does not tell what it lacks.
+    return Guard(DB_SYSTEM, gszTableNotificationFilter, {kColumn}) < 0 ? -1 : 0;
 }
 
 // Two messengers that are no more: whatever old builds kept about them is cleared.
