@@ -209,7 +209,14 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
     bool removed = false;
     for (const std::string& name : names) {
         struct stat status {};
-        if (!name.ends_with(suffix) || !files.Stat(name, status) || !S_ISREG(status.st_mode))
+        if (!name.ends_with(suffix))
+            continue;
+        if (!files.Stat(name, status)) {
+            if (errno != ENOENT)
+                result = LogErrno("look up", files.PathOf(name));
+            continue;
+        }
+        if (!S_ISREG(status.st_mode))
             continue;
         AnnounceChange();
         if (unlinkat(files.Fd(), name.c_str(), 0) == 0)

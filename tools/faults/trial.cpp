@@ -173,7 +173,7 @@ private:
             return;
         }
         CompareEnd(m_bench.First(), last, "the run after a failure");
-        for (std::string& difference : DifferencesAfterFailure(m_bench, ReadTree(m_tree)))
+        for (std::string& difference : DifferencesAfterFailure(m_bench, ReadTree(m_tree), ReadLog(m_tree)))
             Problem(std::move(difference));
     }
 
