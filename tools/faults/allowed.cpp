@@ -121,7 +121,7 @@ TreeImage Comparable(TreeImage image, const TreeImage& start) {
 }
 
 std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got, const Messages& log) {
-    static const Pattern rightsFailed(" failed, .*\\] Update[A-Za-z]*Priv");
+    static const Pattern rightsFailed(" failed.*\\] Update[A-Za-z]*Priv");
     const bool rightsCameLate = std::any_of(
         log.begin(), log.end(), [](const std::string& message) { return rightsFailed.IsIn(message); });
     const auto comparable = [&](const TreeImage& image) {
