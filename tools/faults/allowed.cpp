@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kSettingsConf = "var/packages/Vigilo/etc/settings.conf";
 constexpr const char* kStampKey = "vg_upgrader_version=";
 constexpr const char* kLogCounts = "var/packages/Vigilo/target/@vigilo/log_cnt.db";
+constexpr const char* kArchives = "volume1/archives/@";
 constexpr const char* kOwnTable = "table vgupgrader";
 constexpr const char* kOwnName = "'vgupgrader";
 constexpr int kFailed = 255;
@@ -244,6 +245,8 @@ TreeImage WithoutDamaged(TreeImage image, const std::string& database) {
     std::erase_if(main.tables, [](const auto& table) { return table.first.starts_with(kOwnTable); });
     std::erase_if(main.tables["schema"],
                   [](const std::string& row) { return row.find(kOwnName) != std::string::npos; });
+    if (name == "archive.db")  // its rows tell the folder's files, and follow its new name
+        std::erase_if(image, [](const auto& entry) { return entry.first.starts_with(kArchives); });
     if (name == "pos.db") {  // its rows tell the cameras' streams
         main.tables.erase("table camera");
         image[kLogDatabase].tables.erase("table log");
