@@ -218,7 +218,6 @@ TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
     EXPECT_EQ("t\n", Tables(DB_SYSTEM));
 }
 
-// Settings are upgraded also when the main database cannot take a record of it.
 // The schema file was out of reach when the repair was planned.
 TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
     Record::MissingReport missing;
@@ -242,6 +241,7 @@ TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
     EXPECT_EQ(missing, facts.missing);
 }
 
+// Settings are upgraded also when the main database cannot take a record of it.
 TEST_F(WalkTest, DoesWithoutAMainDatabase) {
     VGDB::CloseAll();
     const std::string garbage(4096, 'x');

@@ -148,8 +148,10 @@ void Walk::RunOneByOne(const Job& job) {
     // What the repair could not do costs the rows that need it. They must not take what is missing for what never was.
     // What is found missing only now, the schema file having been out of reach before, is noted with its repair.
     const auto repair = [&] {
-        const bool done = job.before() &&
-                          (!m_begun || VGDB::Execute(DB_SYSTEM, Record::BeginSql(job.oldBuild, job.missing)) == 0);
+        const bool notes = m_recorded && m_begun;
+        const bool done =
+            job.before() &&
+            (!notes || VGDB::Execute(DB_SYSTEM, Record::BeginSql(job.oldBuild, job.missing)) == 0);
         return CommitOne(nullptr) && done;
     };
     if (job.before && !repair() && !repair()) {

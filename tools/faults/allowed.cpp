@@ -122,22 +122,28 @@ TreeImage Comparable(TreeImage image, const TreeImage& start) {
 }
 
 std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got, const Messages& log) {
-    static const Pattern rightsFailed(" failed.*\\] Update[A-Za-z]*Priv");
-    const bool rightsCameLate = std::any_of(
-        log.begin(), log.end(), [](const std::string& message) { return rightsFailed.IsIn(message); });
+    const auto failed = [&](const std::string& rows) {
+        const Pattern inLastLine(" failed.*\\] " + rows);
+        return std::any_of(log.begin(), log.end(),
+                           [&](const std::string& message) { return inLastLine.IsIn(message); });
+    };
+    const bool rightsCameLate = failed("Update[A-Za-z]*Priv");
+    const bool filterCameLate = failed("UpdateIntercomRexNotificationSettings");
     const auto comparable = [&](const TreeImage& image) {
         TreeImage changed = Comparable(image, bench.StartImage());
         SortWithoutId(changed[kLogDatabase].tables["table log"]);
         auto& tables = changed[kMainDatabase].tables;
-        // Three migrations are marked as done also when they failed, or could not ask whether they are; and an event's
-        // filter comes to its table once, whether it was set by then or not.
-        WithoutRows(tables["table notificationevent"], "event_type=(5|70|109),");
+        // Three migrations are marked as done also when they failed, or could not ask whether they are.
+        WithoutRows(tables["table notificationevent"], "event_type=(5|109),");
         WithoutRows(tables["table notificationschedule"], "event_type=(59|60),");
         // Rows of the registry go on after one that has failed: the labels were given their colours before they were
         // made, and the admin profile was there before the operation strings, or before the none profile.
         WithoutRows(tables["table eventlabelsetting"], "event_type=4, source=0,");
         NameProfiles(tables);
         WithoutRows(tables["table privilegeprofile"], "System default admin");
+        // An event's filter comes to its table once, whether it was set by then or not.
+        if (filterCameLate)
+            WithoutRows(tables["table notificationevent"], "event_type=70,");
         // And the operation strings were made before a right was, or the levels had their new numbers by then.
         static const Pattern operations("ina_adv_oper(ator='[01]*'|=-?[0-9]+)");
         if (rightsCameLate)
@@ -194,13 +200,11 @@ void CheckTold(const Bench& bench, const ProcessEnd& end, const std::filesystem:
         return;
     }
     const Messages log = ReadLog(tree);
-    const auto tells = [](const char* text) {
-        return [text](const std::string& message) { return message.find(text) != std::string::npos; };
-    };
     // What has failed in an upgrade that was undone is run again.
-    const auto walk =
-        std::find_if(log.rbegin(), log.rend(), tells("is undone, and walked once more")).base();
-    const bool toldFailure = std::any_of(walk, log.end(), tells("update failed, ver ["));
+    const auto walk = std::find_if(log.rbegin(), log.rend(), [](const std::string& message) {
+                          return message.find("is undone, and walked once more") != std::string::npos;
+                      }).base();
+    const bool toldFailure = Tells({walk, log.end()}, "update failed, ver [");
     if (toldFailure && end.code == 0)
         problems.push_back("the run with the fault logged a failed migration and " + ToText(end));
 

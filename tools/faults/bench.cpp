@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -205,4 +206,10 @@ Messages ReadLog(const fs::path& tree) {
     for (std::string line; std::getline(log, line);)
         messages.push_back(WithoutRun(line, tree));
     return messages;
+}
+
+bool Tells(std::span<const std::string> messages, std::string_view text) {
+    return std::any_of(messages.begin(), messages.end(), [text](const std::string& message) {
+        return message.find(text) != std::string::npos;
+    });
 }

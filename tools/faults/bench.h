@@ -7,7 +7,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/faults/disk.h"
@@ -133,3 +135,6 @@ void CopyTree(const std::filesystem::path& from, const std::filesystem::path& to
 
 // The messages since the tree was laid out, without times, line numbers, addresses and the tree's own path.
 Messages ReadLog(const std::filesystem::path& tree);
+
+// Whether one of the messages has the text in it.
+bool Tells(std::span<const std::string> messages, std::string_view text);

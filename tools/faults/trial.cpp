@@ -152,10 +152,7 @@ private:
 
     // All is delivered then, but somebody reads the main database, for longer than the end of a run waits.
     bool LeavesItsRecord() const {
-        const Messages log = ReadLog(m_tree);
-        return std::any_of(log.begin(), log.end(), [](const std::string& message) {
-            return message.find("Failed to close the record of the upgrade") != std::string::npos;
-        });
+        return Tells(ReadLog(m_tree), "Failed to close the record of the upgrade");
     }
 
     // A run that ended by itself may owe something, or have failed. Either needs one more run.
