@@ -241,6 +241,29 @@ TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
     EXPECT_EQ(missing, facts.missing);
 }
 
+// A full disk, say, that has space again when the walk has begun.
+TEST_F(WalkTest, RepairsOnceMoreWhenTheDatabaseTakesWhatARowWrites) {
+    int repairs = 0;
+    const auto repair = [&] {
+        return ++repairs == 4 && VGDB::Execute(DB_SYSTEM, "CREATE TABLE repaired(x);") == 0;
+    };
+    const auto row = [](int number, int (*function)()) {
+        return WalkRow{.number = number, .name = kNames[number], .threshold = 20, .function = function};
+    };
+    const auto writes = [] { return Insert("taken"); };
+    const auto needsIt = [] { return VGDB::Execute(DB_SYSTEM, "INSERT INTO repaired VALUES(1);"); };
+    Record::Facts facts;
+    Walk walk(facts, Record::Open(facts));
+    EXPECT_EQ(-1, walk.Run({.oldBuild = 10,
+                            .missing = {},
+                            .before = repair,
+                            .rows = {row(0, needsIt), row(1, writes), row(2, needsIt), row(3, writes)},
+                            .after = {}}));
+    EXPECT_EQ(4, repairs);
+    EXPECT_EQ("taken\ntaken\n", X());
+    EXPECT_EQ("failed|A|20\n", Record());
+}
+
 // Settings are upgraded also when the main database cannot take a record of it.
 TEST_F(WalkTest, DoesWithoutAMainDatabase) {
     VGDB::CloseAll();

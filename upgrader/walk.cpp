@@ -152,25 +152,31 @@ void Walk::RunOneByOne(const Job& job) {
         const bool done =
             job.before() &&
             (!notes || VGDB::Execute(DB_SYSTEM, Record::BeginSql(job.oldBuild, job.missing)) == 0);
-        return CommitOne(nullptr) && done;
+        const bool kept = CommitOne(nullptr) && done;
+        VGDB::SetIncomplete(DB_SYSTEM, !kept);
+        return kept;
     };
-    if (job.before && !repair() && !repair()) {
-        VGDB::SetIncomplete(DB_SYSTEM, true);
-        m_failed = true;
-    }
+    bool repaired = !job.before || repair() || repair();
+    bool triesAgain = !repaired;  // when it takes what a row writes: the disk has space again, say
     for (const WalkRow& row : job.rows) {
         RowRun& run = RunRow(row);
-        if (!CommitOne(&run)) {
+        const bool kept = CommitOne(&run);
+        if (!kept) {
             UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
             run.result = -1;
             m_unnoted.push_back(row.Name());
         }
         DoAction(row, run.result);
+        if (triesAgain && kept && run.changes > 0) {
+            triesAgain = false;
+            repaired = repair();
+        }
     }
     if (job.after) {
         job.after();
         m_failed = !CommitOne(nullptr) || m_failed;
     }
+    m_failed = m_failed || !repaired;
 }
 
 // Begins the next transaction, in which migrations see what is owed as written.

@@ -42,7 +42,8 @@ public:
         std::optional<uint32_t> oldBuild;
         const Record::MissingReport& missing;
 
-        // The schema repair. Called once more when the upgrade is undone, as by false; it may then find more missing.
+        // The schema repair. Called again when the upgrade is undone, as by false, until it is kept: twice before the
+        // rows, and when the main database has taken what a row writes. It may then find more missing.
         std::function<bool()> before;
         std::vector<WalkRow> rows;
         std::function<void()> after;  // the stamp
