@@ -45,7 +45,9 @@ void AddGlobalOptions(CLI::App& app, Request& request) {
     app.add_flag("--json", request.arguments.json, "Print one JSON document");
     app.add_option_function<unsigned>(
            "--wait",
-           [&arguments = request.arguments](unsigned seconds) { arguments.wait = std::chrono::seconds(seconds); },
+           [&arguments = request.arguments](unsigned seconds) {
+               arguments.wait = std::chrono::seconds(seconds);
+           },
            "Wait so long for an upgrade that runs (600)")
         ->type_name("SECONDS");
 }
@@ -72,7 +74,8 @@ void AnswerUsage(const CLI::App& app, const CLI::ParseError& error, Request& req
     else if (unknown.empty())
         request.error = "Which command?";
     else
-        request.error = (unknown.front().starts_with('-') ? "No such option: " : "No such command: ") + unknown.front();
+        request.error =
+            (unknown.front().starts_with('-') ? "No such option: " : "No such command: ") + unknown.front();
     request.error += " (see " + app.get_name() + " --help)";
 }
 
@@ -125,7 +128,8 @@ void AddRestoreOptions(CLI::App& app, Arguments& arguments) {
 
 void AddForgetOptions(CLI::App& app, Arguments& arguments) { AddVerifyOptions(app, arguments); }
 
-Request ReadCommandLine(int argc, char* argv[], const std::string& program, std::span<const Command> commands) {
+Request ReadCommandLine(int argc, char* argv[], const std::string& program,
+                        std::span<const Command> commands) {
     Request request;
     CLI::App app("Shows what an upgrade of the package would do and what one has done.", program);
     AddGlobalOptions(app, request);
@@ -147,8 +151,7 @@ Request ReadCommandLine(int argc, char* argv[], const std::string& program, std:
     if (completion->parsed())
         request.answer = Completion(app);
     else
-        request.command = &*std::find_if(commands.begin(), commands.end(), [&app](const Command& one) {
-            return app.got_subcommand(one.name);
-        });
+        request.command = &*std::find_if(commands.begin(), commands.end(),
+                                         [&app](const Command& one) { return app.got_subcommand(one.name); });
     return request;
 }

@@ -17,7 +17,8 @@ struct Request {
     std::string error;   // what is wrong
 };
 
-Request ReadCommandLine(int argc, char* argv[], const std::string& program, std::span<const Command> commands);
+Request ReadCommandLine(int argc, char* argv[], const std::string& program,
+                        std::span<const Command> commands);
 
 // What each command takes beside the options of the program.
 void AddPlanOptions(CLI::App& app, Arguments& arguments);

@@ -95,8 +95,8 @@ bool ForEachBlock(int fd, std::string* sum, const Progress& progress, Function f
     for (read(now); now.count > 0; std::swap(now, next)) {
         const std::string_view block(now.bytes.get(), now.count);
         const bool isWorthAThread = sum && block.size() == kBlockSize;
-        std::future<void> summing =
-            std::async(isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
+        std::future<void> summing = std::async(
+            isWorthAThread ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
                 if (sum)
                     sha.Add(block);
             });

@@ -66,9 +66,10 @@ TEST_F(Command, UpgradesANewSystemWithoutAComplaintAndThenLeavesItAlone) {
     CreateNewSystem();
     WriteSettings("a=\"b\"\n");
     EXPECT_EQ(0, RunUpgrader(kNewest));
-    EXPECT_TRUE(Pattern("^\\(main\\): pre-upgrade version:9999\n"
-                        "\\(main\\): Upgrade from build 9999: 5 migrations ran, 0 failed, [0-9]\\.[0-9]{2} s\\.\n$")
-                    .IsIn(Log()))
+    EXPECT_TRUE(
+        Pattern("^\\(main\\): pre-upgrade version:9999\n"
+                "\\(main\\): Upgrade from build 9999: 5 migrations ran, 0 failed, [0-9]\\.[0-9]{2} s\\.\n$")
+            .IsIn(Log()))
         << Log();
     EXPECT_TRUE(Settings().starts_with("a=\"b\"\nvg_upgrader_version=\"9.")) << Settings();
 

@@ -208,10 +208,11 @@ std::string ChangeBefore(pid_t process) {
     __ptrace_syscall_info info{};
     ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
     static const std::map<uint64_t, std::string> changes = {
-        {SYS_openat, "create"},   {SYS_write, "write"},         {SYS_copy_file_range, "write"}, {SYS_sendfile, "write"},
-        {SYS_fsync, "flush"},     {SYS_renameat2, "rename"},    {SYS_linkat, "link"},           {SYS_unlinkat, "remove"},
-        {SYS_mkdirat, "mkdir"},   {SYS_symlinkat, "symlink"},   {SYS_fchown, "own"},            {SYS_fchmod, "own"},
-        {SYS_fsetxattr, "label"}, {SYS_utimensat, "date"}};
+        {SYS_openat, "create"},     {SYS_write, "write"},     {SYS_copy_file_range, "write"},
+        {SYS_sendfile, "write"},    {SYS_fsync, "flush"},     {SYS_renameat2, "rename"},
+        {SYS_linkat, "link"},       {SYS_unlinkat, "remove"}, {SYS_mkdirat, "mkdir"},
+        {SYS_symlinkat, "symlink"}, {SYS_fchown, "own"},      {SYS_fchmod, "own"},
+        {SYS_fsetxattr, "label"},   {SYS_utimensat, "date"}};
     if (info.op != PTRACE_SYSCALL_INFO_ENTRY || !changes.contains(info.entry.nr) ||
         (info.entry.nr == SYS_openat && (info.entry.args[2] & O_CREAT) == 0))
         return "";

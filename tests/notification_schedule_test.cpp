@@ -127,7 +127,8 @@ TEST_F(SystemSchedule, StorageTypesAreSwitchedOnWhereTheirColumnIsNew) {
     g_missingSchema[DB_SYSTEM].clear();
     EXPECT_EQ(0, migrations::NotiFilterAddRecStorageColumn());
     VGDB::SetIncomplete(DB_SYSTEM, true);
-    EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn()) << "what the repair found missing is not known";
+    EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn())
+        << "what the repair found missing is not known";
 }
 
 }  // namespace

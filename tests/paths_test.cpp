@@ -30,7 +30,8 @@ protected:
     static std::set<std::string> Names() {
         std::set<std::string> names;
         for (const auto& entry : fs::recursive_directory_iterator(Path("")))
-            if (entry.path() != Path(kPackageLog) && entry.path() != Path(kHistory) && entry.path() != Path("/var/log/vigilo"))
+            if (entry.path() != Path(kPackageLog) && entry.path() != Path(kHistory) &&
+                entry.path() != Path("/var/log/vigilo"))
                 names.insert(entry.path());
         return names;
     }

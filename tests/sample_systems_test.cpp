@@ -57,11 +57,13 @@ protected:
             for (size_t unit = 1; unit <= 9 && times * length < 20; ++unit) {
                 length = unit;
                 times = 1;
-                while (at + (times + 1) * unit <= text.size() && text.compare(at + times * unit, unit, text, at, unit) == 0)
+                while (at + (times + 1) * unit <= text.size() &&
+                       text.compare(at + times * unit, unit, text, at, unit) == 0)
                     ++times;
             }
             const bool repeats = times * length >= 20;
-            result += repeats ? '{' + text.substr(at, length) + "}{" + std::to_string(times) + '}' : text.substr(at, 1);
+            result += repeats ? '{' + text.substr(at, length) + "}{" + std::to_string(times) + '}'
+                              : text.substr(at, 1);
             at += repeats ? length * times : 1;
         }
         return result;

@@ -58,10 +58,13 @@ TEST_F(SchemaRepair, AddsMissingColumnsAsTheyAreDeclared) {
     Sql(kDb,
         "CREATE TABLE Camera(ID INTEGER PRIMARY KEY, \"Odd Name\" TEXT, extra);"
         "INSERT INTO Camera VALUES(1, 'x', 'keep')");
-    ASSERT_EQ(0, Repair("CREATE TABLE camera(id INTEGER PRIMARY KEY, \"odd name\" TEXT,"
-                        " model TEXT NOT NULL DEFAULT 'it''s' COLLATE NOCASE, fps INTEGER DEFAULT -1,"
-                        " rate REAL DEFAULT 1.5, raw, flag BOOLEAN NOT NULL DEFAULT TRUE, word \"INT NOT NULL\", \"a \"\"b\" TEXT "
-                        "DEFAULT \"\");"));
+    ASSERT_EQ(
+        0,
+        Repair(
+            "CREATE TABLE camera(id INTEGER PRIMARY KEY, \"odd name\" TEXT,"
+            " model TEXT NOT NULL DEFAULT 'it''s' COLLATE NOCASE, fps INTEGER DEFAULT -1,"
+            " rate REAL DEFAULT 1.5, raw, flag BOOLEAN NOT NULL DEFAULT TRUE, word \"INT NOT NULL\", \"a \"\"b\" TEXT "
+            "DEFAULT \"\");"));
     EXPECT_EQ((Names{{"camera", {"model", "fps", "rate", "raw", "flag", "word", "a \"b"}}}), m_missing);
     EXPECT_EQ("1|x|keep|it's|-1|1.5||1||\n", Rows(kDb, "SELECT * FROM camera"));
     EXPECT_EQ("model|TEXT|1|'it''s'\nfps|INTEGER|0|-1\nword|INT NOT NULL|0|\n",
@@ -198,7 +201,8 @@ TEST_F(SchemaRepair, TellsWhichFileIsAtFault) {
     EXPECT_EQ(-1, Repair("CREATE TABLE t(id"));
     EXPECT_EQ(1, CountInLog("Schema file " + schema + ": incomplete input"));
     EXPECT_EQ(-1, Repair(std::string_view("CREATE TABLE t(id);\n\0\0CREATE TABLE u(id);", 41)));
-    EXPECT_EQ(1, CountInLog("Schema file " + schema + ": damaged, it holds a NUL")) << "no end of what is declared";
+    EXPECT_EQ(1, CountInLog("Schema file " + schema + ": damaged, it holds a NUL"))
+        << "no end of what is declared";
     EXPECT_EQ(-1, Repair("CREATE TABLE t(id);"));
     EXPECT_EQ(1, CountInLog(path + ": unable to open database file"));
     WriteFile(path, std::string(4096, 'x'));

@@ -178,7 +178,8 @@ std::string InWords(const LineProblem& problem) {
         case LineProblem::Kind::NoPair:
             return line + "holds no key with a value";
         case LineProblem::Kind::BadValue:
-            return line + "the value of " + problem.key + " has a quote that is not closed, or text behind it";
+            return line + "the value of " + problem.key +
+                   " has a quote that is not closed, or text behind it";
         case LineProblem::Kind::Repeated:
             return line + problem.key + " stands twice, the first holds";
     }

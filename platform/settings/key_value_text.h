@@ -33,9 +33,9 @@ std::string WithoutKeys(std::string_view text, const std::set<std::string>& keys
 // What is wrong with a line of such a file, for those who check it.
 struct LineProblem {
     enum class Kind {
-        NoPair,     // neither blank, nor a comment, nor a key with a value
-        BadValue,   // begins with a quote, but is not one quoted text: it is read as it stands, quotes and all
-        Repeated    // an earlier line holds the key, and only that one counts
+        NoPair,    // neither blank, nor a comment, nor a key with a value
+        BadValue,  // begins with a quote, but is not one quoted text: it is read as it stands, quotes and all
+        Repeated   // an earlier line holds the key, and only that one counts
     };
     Kind kind;
     size_t line;      // the first is 1

@@ -121,7 +121,8 @@ TreeImage Comparable(TreeImage image, const TreeImage& start) {
     return image;
 }
 
-std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got, const Messages& log) {
+std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got,
+                                                 const Messages& log) {
     const auto failed = [&](const std::string& rows) {
         const Pattern inLastLine(" failed.*\\] " + rows);
         return std::any_of(log.begin(), log.end(),

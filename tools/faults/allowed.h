@@ -23,7 +23,8 @@ TreeImage Comparable(TreeImage image, const TreeImage& start);
 // row. Each table and file is as after one uninterrupted run or as after two, since some migrations work once
 // more on what they have made. What could not be written at first comes later: user-visible log entries may
 // come in any order, and the counts of them may be older than the last. The log of the runs tells which rows failed.
-std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got, const Messages& log);
+std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeImage& got,
+                                                 const Messages& log);
 
 // What a run that ended by itself has no business to leave: journals, temporary files, tables of its own.
 // Empty: nothing of the kind is in `end` and not in `start`.
