@@ -165,7 +165,7 @@ private:
             return;
         const Runs& runs = m_bench.Commands();
         const ProcessEnd last = ::Run(failed ? runs.first : runs.next, m_tree).end;
-        // Two migrations are marked as done, and succeed, also when they could not ask whether they are due.
+        // One migration succeeds, and is marked as done, also when it could not ask whether it is due.
         if (!failed && !Tells(ReadLog(m_tree), "settings.conf, skip.")) {
             Compare(m_bench.First(), last, "the next upgrade");
             return;
