@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -64,7 +65,8 @@ protected:
     }
 
     // An upgrade as main does it, of rows that are all due.
-    static int Upgrade(const std::vector<int (*)()>& functions, uint32_t oldBuild = 10) {
+    static int Upgrade(const std::vector<int (*)()>& functions, uint32_t oldBuild = 10,
+                       const std::function<bool()>& repair = {}, const Record::MissingReport& missing = {}) {
         VGDB::StartAnew();
         Record::Facts facts;
         const Record::State state = Record::Open(facts);
@@ -78,7 +80,7 @@ protected:
         }
         Walk walk(facts, state);
         const int result =
-            walk.Run({.oldBuild = oldBuild, .missing = {}, .before = {}, .rows = rows, .after = {}});
+            walk.Run({.oldBuild = oldBuild, .missing = missing, .before = repair, .rows = rows, .after = {}});
         g_changed = walk.HasChanged();
         return result;
     }
@@ -229,14 +231,9 @@ TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
         missing[DB_SYSTEM]["t"] = {"x"};
         return true;
     };
-    Record::Facts facts;
-    Walk walk(facts, Record::Open(facts));
-    EXPECT_EQ(-1, walk.Run({.oldBuild = 10,
-                            .missing = missing,
-                            .before = repair,
-                            .rows = {{.number = 0, .name = "A", .threshold = 20, .function = FailsHalfway}},
-                            .after = {}}));
+    EXPECT_EQ(-1, Upgrade({FailsHalfway}, 10, repair, missing));
     EXPECT_EQ("repaired\nkept\n", X());
+    Record::Facts facts;
     ASSERT_EQ(0, Record::Read(facts));
     EXPECT_EQ(missing, facts.missing);
 }
@@ -247,18 +244,9 @@ TEST_F(WalkTest, RepairsOnceMoreWhenTheDatabaseTakesWhatARowWrites) {
     const auto repair = [&] {
         return ++repairs == 4 && VGDB::Execute(DB_SYSTEM, "CREATE TABLE repaired(x);") == 0;
     };
-    const auto row = [](int number, int (*function)()) {
-        return WalkRow{.number = number, .name = kNames[number], .threshold = 20, .function = function};
-    };
     const auto writes = [] { return Insert("taken"); };
     const auto needsIt = [] { return VGDB::Execute(DB_SYSTEM, "INSERT INTO repaired VALUES(1);"); };
-    Record::Facts facts;
-    Walk walk(facts, Record::Open(facts));
-    EXPECT_EQ(-1, walk.Run({.oldBuild = 10,
-                            .missing = {},
-                            .before = repair,
-                            .rows = {row(0, needsIt), row(1, writes), row(2, needsIt), row(3, writes)},
-                            .after = {}}));
+    EXPECT_EQ(-1, Upgrade({needsIt, writes, needsIt, writes}, 10, repair));
     EXPECT_EQ(4, repairs);
     EXPECT_EQ("taken\ntaken\n", X());
     EXPECT_EQ("failed|A|20\n", Record());

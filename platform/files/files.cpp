@@ -206,26 +206,9 @@ int VGFolderRemoveFiles(const std::string& folder, std::string_view suffix) {
     if (!files || !files.List(names))
         return LogErrno("read", folder);
     int result = 0;
-    bool removed = false;
-    for (const std::string& name : names) {
-        struct stat status {};
-        if (!name.ends_with(suffix))
-            continue;
-        if (!files.Stat(name, status)) {
-            if (errno != ENOENT)
-                result = LogErrno("look up", files.PathOf(name));
-            continue;
-        }
-        if (!S_ISREG(status.st_mode))
-            continue;
-        AnnounceChange();
-        if (unlinkat(files.Fd(), name.c_str(), 0) == 0)
-            removed = true;
-        else
-            result = LogErrno("remove", files.PathOf(name));
-    }
-    if (removed && !FlushLater(files))
-        result = LogErrno("flush", folder);
+    for (const std::string& name : names)
+        if (name.ends_with(suffix) && RemoveOfType(files.PathOf(name), {S_IFREG}))
+            result = -1;
     return result;
 }
 

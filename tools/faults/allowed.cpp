@@ -144,19 +144,19 @@ std::vector<std::string> DifferencesAfterFailure(const Bench& bench, const TreeI
         WithoutRows(tables["table eventlabelsetting"], "event_type=4, source=0,");
         NameProfiles(tables);
         WithoutRows(tables["table privilegeprofile"], "System default admin");
-        // An event's filter comes to its table once, whether it was set by then or not.
-        if (filterCameLate)
-            WithoutRows(tables["table notificationevent"], "event_type=70,");
+        // The operation strings were made before a right was, or the levels had their new numbers by then.
+        static const Pattern operations("ina_adv_oper(ator='[01]*'|=-?[0-9]+)");
+        if (rightsCameLate)
+            for (std::string& row : tables["table privilegeprofile"])
+                row = operations.ReplaceIn(row, "");
         // The rights to cameras were made from the lists, and cameras are told by a model that has another name since.
         if (listsCameLate)
             tables.erase("table privilegepercamera");
         if (modelWasRenamed)
             WithoutRows(tables["table camera"], "GXV3662");
-        // And the operation strings were made before a right was, or the levels had their new numbers by then.
-        static const Pattern operations("ina_adv_oper(ator='[01]*'|=-?[0-9]+)");
-        if (rightsCameLate)
-            for (std::string& row : tables["table privilegeprofile"])
-                row = operations.ReplaceIn(row, "");
+        // An event's filter comes to its table once, whether it was set by then or not.
+        if (filterCameLate)
+            WithoutRows(tables["table notificationevent"], "event_type=70,");
         std::sort(tables["table notificationevent"].begin(), tables["table notificationevent"].end());
         std::erase_if(changed[kLogCounts].tables, [](const auto& table) { return IsTable(table.first); });
         return changed;
@@ -245,6 +245,12 @@ bool TellsDamage(std::string_view message, const std::string& database) {
            (message.find("malformed") != std::string_view::npos ||
             message.find("not a database") != std::string_view::npos ||
             message.find("Damaged") != std::string_view::npos);
+}
+
+TreeImage WithoutUnasked(TreeImage image, const Messages& log) {
+    if (Tells(log, "settings.conf, skip."))
+        WithoutRows(image[kMainDatabase].tables["table notificationevent"], "event_type=109,");
+    return image;
 }
 
 TreeImage WithoutDamaged(TreeImage image, const std::string& database) {

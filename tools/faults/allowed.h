@@ -47,6 +47,10 @@ void CheckStamp(const Bench& bench, const TreeImage& image, std::vector<std::str
 // The message tells that the database is damaged.
 bool TellsDamage(std::string_view message, const std::string& database);
 
+// Without the event of the one migration that succeeds, and is marked as done, also when it could not ask whether it is
+// due: where the log tells that it could not.
+TreeImage WithoutUnasked(TreeImage image, const Messages& log);
+
 // The image without what a damaged database, by its path below the tree, may cost: itself; the counts that
 // are made from it; of the others, when the migrations' guards and sources are in it, everything but the
 // schema.

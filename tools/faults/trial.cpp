@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -165,13 +166,15 @@ private:
             return;
         const Runs& runs = m_bench.Commands();
         const ProcessEnd last = ::Run(failed ? runs.first : runs.next, m_tree).end;
-        // One migration succeeds, and is marked as done, also when it could not ask whether it is due.
-        if (!failed && !Tells(ReadLog(m_tree), "settings.conf, skip.")) {
-            Compare(m_bench.First(), last, "the next upgrade");
+        const Messages log = ReadLog(m_tree);
+        if (!failed) {
+            CompareEnd(m_bench.First(), last, "the next upgrade");
+            CompareTree(m_bench.First(),
+                        [&](TreeImage seen) { return WithoutUnasked(std::move(seen), log); });
             return;
         }
-        CompareEnd(m_bench.First(), last, failed ? "the run after a failure" : "the next upgrade");
-        for (std::string& difference : DifferencesAfterFailure(m_bench, ReadTree(m_tree), ReadLog(m_tree)))
+        CompareEnd(m_bench.First(), last, "the run after a failure");
+        for (std::string& difference : DifferencesAfterFailure(m_bench, ReadTree(m_tree), log))
             Problem(std::move(difference));
     }
 
@@ -206,11 +209,9 @@ private:
             Problem("written to after its damage was told");
         if (traced.end.how != ProcessEnd::How::Exited)
             Problem("the run " + ToText(traced.end));
-        const auto others = [&](const TreeImage& image) {
-            return WithoutDamaged(Comparable(image, m_bench.StartImage()), database);
-        };
-        for (std::string& difference : Differences(others(m_bench.First().image), others(ReadTree(m_tree))))
-            Problem(std::move(difference));
+        CompareTree(m_bench.First(), [&](TreeImage seen) {
+            return WithoutDamaged(std::move(seen), m_point.damage->database);
+        });
     }
 
     // Once, whatever the first run has done.
@@ -240,15 +241,23 @@ private:
             Problem(run + " " + ToText(end) + ", the one without faults " + ToText(expected.end));
     }
 
-    std::vector<std::string> DifferencesFrom(const Outcome& expected, const TreeImage& image) const {
-        return Differences(Comparable(expected.image, m_bench.StartImage()),
-                           Comparable(image, m_bench.StartImage()));
+    // Of the part of each image that is to be the same.
+    template <class Part = std::identity>
+    std::vector<std::string> DifferencesFrom(const Outcome& expected, const TreeImage& image,
+                                             Part part = {}) const {
+        return Differences(part(Comparable(expected.image, m_bench.StartImage())),
+                           part(Comparable(image, m_bench.StartImage())));
+    }
+
+    template <class Part = std::identity>
+    void CompareTree(const Outcome& expected, Part part = {}) {
+        for (std::string& difference : DifferencesFrom(expected, ReadTree(m_tree), part))
+            Problem(std::move(difference));
     }
 
     void Compare(const Outcome& expected, const ProcessEnd& end, const std::string& run) {
         CompareEnd(expected, end, run);
-        for (std::string& difference : DifferencesFrom(expected, ReadTree(m_tree)))
-            Problem(std::move(difference));
+        CompareTree(expected);
     }
 
     const Bench& m_bench;
