@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/log/vgprintf.h"
+#include "platform/base/vgprintf.h"
 
 namespace CLI {
 class App;

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "control/completion.h"
-#include "control/snapshot.h"
+#include "control/snapshot/snapshot.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 
 namespace {
 

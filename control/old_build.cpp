@@ -3,7 +3,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 

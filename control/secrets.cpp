@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/support/json.h"
+#include "platform/base/json.h"
 
 namespace {
 

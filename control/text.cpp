@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include "fuzz/support/expect.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/tree.h"
-#include "platform/host/paths.h"
-#include "platform/support/json.h"
+#include "platform/base/json.h"
+#include "platform/base/paths.h"
 #include "upgrader/history.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

@@ -5,7 +5,7 @@
 #include "fuzz/support/expect.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/tree.h"
-#include "platform/support/json.h"
+#include "platform/base/json.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
 

@@ -6,7 +6,7 @@
 #include "fuzz/support/expect.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/tree.h"
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/record.h"
 

@@ -1,7 +1,7 @@
-#include "platform/account/priv_profile.h"
-#include "platform/account/priv_upgrade.h"
-#include "platform/account/vg_account.h"
-#include "platform/host/sdk_user.h"
+#include "platform/base/sdk_user.h"
+#include "platform/package/account/priv_profile.h"
+#include "platform/package/account/priv_upgrade.h"
+#include "platform/package/account/vg_account.h"
 #include "platform/vgdb/vgdb.h"
 #include "tests/support/system_tree.h"
 

@@ -1,5 +1,5 @@
-#include "platform/camera/camera.h"
-#include "platform/camera/resolution.h"
+#include "platform/package/camera.h"
+#include "platform/package/resolution.h"
 #include "tests/support/system_tree.h"
 
 namespace {

@@ -31,8 +31,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/paths.h"
-#include "platform/userlog/vglog.h"
+#include "platform/base/paths.h"
+#include "platform/package/vglog.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/missing_schema.h"
 #include "upgrader/registry.h"

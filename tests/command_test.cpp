@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "tests/support/other_upgrade.h"
 #include "tests/support/pattern.h"
 #include "tests/support/system_tree.h"

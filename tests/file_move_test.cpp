@@ -16,10 +16,10 @@
 #include <set>
 #include <string>
 
+#include "platform/base/strings.h"
 #include "platform/files/files.h"
 #include "platform/files/folder.h"
 #include "platform/files/rename_entry.h"
-#include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;

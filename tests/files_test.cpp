@@ -11,9 +11,9 @@
 #include <functional>
 #include <string>
 
+#include "platform/base/strings.h"
 #include "platform/files/change_owner.h"
 #include "platform/files/file_replacement.h"
-#include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;

@@ -10,9 +10,9 @@
 #include <functional>
 #include <string>
 
-#include "platform/host/paths.h"
-#include "platform/log/library_log.h"
-#include "platform/log/vgprintf.h"
+#include "platform/base/library_log.h"
+#include "platform/base/paths.h"
+#include "platform/base/vgprintf.h"
 #include "tests/support/pattern.h"
 #include "tests/support/system_tree.h"
 

@@ -1,8 +1,8 @@
 #include <string>
 
-#include "platform/notification/group_schedule.h"
-#include "platform/notification/system_schedule.h"
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
+#include "platform/package/notification/group_schedule.h"
+#include "platform/package/notification/system_schedule.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"

@@ -1,7 +1,7 @@
 #include <string>
 
-#include "platform/notification/home_mode_setting.h"
-#include "platform/notification/notification_filter.h"
+#include "platform/package/notification/home_mode_setting.h"
+#include "platform/package/notification/notification_filter.h"
 #include "tests/support/system_tree.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/migrations.h"
 #include "upgrader/once.h"

@@ -1,5 +1,5 @@
 // One law of paths: symbolic links lead where they would on a system whose root is the prefix.
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 
 #include <sys/stat.h>
 
@@ -10,8 +10,8 @@
 #include <set>
 #include <string>
 
-#include "platform/host/package_user.h"
-#include "platform/host/sdk_user.h"
+#include "platform/base/package_user.h"
+#include "platform/base/sdk_user.h"
 #include "platform/settings/settings.h"
 #include "tests/support/system_tree.h"
 

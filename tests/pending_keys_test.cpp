@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/first_change.h"
-#include "platform/host/paths.h"
+#include "platform/base/first_change.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
-#include "platform/support/strings.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;

@@ -16,10 +16,10 @@
 #include <set>
 #include <thread>
 
-#include "control/file_rows.h"
-#include "platform/host/paths.h"
-#include "platform/support/json.h"
-#include "platform/support/strings.h"
+#include "control/rehearse/file_rows.h"
+#include "platform/base/json.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "platform/vgdb/row_changes.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/history.h"

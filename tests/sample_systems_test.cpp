@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;

@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/settings/key_value_file.h"
 #include "tests/support/system_tree.h"
 

@@ -15,12 +15,12 @@
 #include <set>
 #include <thread>
 
-#include "control/keep_snapshot.h"
-#include "control/restore_snapshot.h"
-#include "control/snapshot.h"
-#include "control/tree_copy.h"
-#include "platform/host/paths.h"
-#include "platform/support/strings.h"
+#include "control/snapshot/keep.h"
+#include "control/snapshot/restore.h"
+#include "control/snapshot/snapshot.h"
+#include "control/snapshot/tree_copy.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/restore_mark.h"
 

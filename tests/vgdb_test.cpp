@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/host/first_change.h"
+#include "platform/base/first_change.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"

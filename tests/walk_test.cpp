@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/settings/settings.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/missing_schema.h"

@@ -8,13 +8,13 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/base/append_file.h"
+#include "platform/base/json.h"
+#include "platform/base/local_time.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "platform/files/file_io.h"
-#include "platform/host/append_file.h"
-#include "platform/host/local_time.h"
-#include "platform/host/paths.h"
 #include "platform/settings/settings.h"
-#include "platform/support/json.h"
-#include "platform/support/strings.h"
 #include "upgrader/log.h"
 
 namespace {

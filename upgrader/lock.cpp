@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 
 namespace {
 

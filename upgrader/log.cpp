@@ -2,7 +2,7 @@
 
 #include <cstdarg>
 
-#include "platform/log/vgprintf.h"
+#include "platform/base/vgprintf.h"
 
 void LogMessage(const LogSite& site, const char* format, ...) {
     va_list args;

@@ -22,10 +22,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/log/vgprintf.h"
+#include "platform/base/strings.h"
+#include "platform/base/vgprintf.h"
 #include "platform/settings/settings.h"
 #include "platform/settings/system.h"
-#include "platform/support/strings.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/history.h"
 #include "upgrader/lock.h"

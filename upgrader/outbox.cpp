@@ -5,7 +5,7 @@
 #include <span>
 #include <utility>
 
-#include "platform/host/first_change.h"
+#include "platform/base/first_change.h"
 #include "upgrader/log.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <map>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <list>
 #include <string_view>
 
-#include "platform/support/json.h"
-#include "platform/support/strings.h"
+#include "platform/base/json.h"
+#include "platform/base/strings.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/log.h"
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/package/vglog.h"
 #include "platform/settings/pending_keys.h"
-#include "platform/userlog/vglog.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace Record {

@@ -2,10 +2,8 @@
 
 #include <iterator>
 
-#include "platform/actionrule/actionrule.h"
-#include "platform/axisacs/axisacs.h"
-#include "platform/notification/noti_upgrade.h"
-#include "platform/recording/recording.h"
+#include "platform/package/counts.h"
+#include "platform/package/interfaces.h"
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
 #include "upgrader/migrations/noti_upgrade.h"

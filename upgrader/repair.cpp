@@ -5,8 +5,8 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/host/first_change.h"
-#include "platform/support/strings.h"
+#include "platform/base/first_change.h"
+#include "platform/base/strings.h"
 #include "upgrader/missing_schema.h"
 
 namespace {

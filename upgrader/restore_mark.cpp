@@ -1,7 +1,7 @@
 #include "upgrader/restore_mark.h"
 
+#include "platform/base/paths.h"
 #include "platform/files/file_io.h"
-#include "platform/host/paths.h"
 
 int FindUnfinishedRestore(std::string& name) {
     const int found = ReadWholeFile(ResolvePath(kRestoreMark), name);

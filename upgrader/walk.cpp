@@ -4,8 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include "platform/base/first_change.h"
 #include "platform/files/flush_later.h"
-#include "platform/host/first_change.h"
 #include "upgrader/log.h"
 #include "upgrader/outbox.h"
 

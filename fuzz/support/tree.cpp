@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "fuzz/support/expect.h"
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace fs = std::filesystem;

@@ -6,11 +6,11 @@
 
 #include <vector>
 
+#include "platform/base/first_change.h"
+#include "platform/base/library_log.h"
 #include "platform/files/file_io.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
-#include "platform/host/first_change.h"
-#include "platform/log/library_log.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/host/package_user.h"
+#include "platform/base/package_user.h"
 
 // Gives a regular file or a folder that root owns to the owner; set-id bits stay. Left alone is what somebody
 // else owns, a symbolic link (which is never followed) and anything else that is neither file nor folder, and

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/base/library_log.h"
 #include "platform/files/attributes.h"
 #include "platform/files/file_io.h"
-#include "platform/log/library_log.h"
 
 namespace {
 

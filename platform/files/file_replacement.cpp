@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "platform/base/disk_error.h"
+#include "platform/base/first_change.h"
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/files/attributes.h"
-#include "platform/host/disk_error.h"
-#include "platform/host/first_change.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
 
 namespace {
 

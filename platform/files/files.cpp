@@ -9,14 +9,14 @@
 #include <initializer_list>
 #include <vector>
 
+#include "platform/base/disk_error.h"
+#include "platform/base/first_change.h"
+#include "platform/base/library_log.h"
+#include "platform/base/umask_scope.h"
 #include "platform/files/copy_entry.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "platform/files/rename_entry.h"
-#include "platform/host/disk_error.h"
-#include "platform/host/first_change.h"
-#include "platform/host/umask_scope.h"
-#include "platform/log/library_log.h"
 
 namespace {
 

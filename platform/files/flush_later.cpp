@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
+#include "platform/base/disk_error.h"
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/files/file_io.h"
-#include "platform/host/disk_error.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "platform/host/disk_error.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
+#include "platform/base/disk_error.h"
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 
 int FindPlace(const std::string& path, Place& place, struct stat& status) {
     const std::filesystem::path entry = path;

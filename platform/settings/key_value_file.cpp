@@ -3,13 +3,13 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/library_log.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "platform/files/file_io.h"
-#include "platform/host/paths.h"
-#include "platform/log/library_log.h"
 #include "platform/settings/collected_keys.h"
 #include "platform/settings/key_value_text.h"
 #include "platform/settings/settings_file.h"
-#include "platform/support/strings.h"
 
 int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool /*reserved*/) {
     const std::string_view name = OrEmpty(key);

@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
+#include "platform/base/paths.h"
 #include "platform/files/file_io.h"
-#include "platform/host/paths.h"
 #include "platform/settings/collected_keys.h"
 #include "platform/settings/settings_file.h"
 

@@ -6,10 +6,10 @@
 #include <array>
 #include <cstring>
 
-#include "platform/host/paths.h"
-#include "platform/log/library_log.h"
+#include "platform/base/library_log.h"
+#include "platform/base/paths.h"
+#include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
-#include "platform/support/strings.h"
 
 int FindSetting(const char* key) {
     std::string value;

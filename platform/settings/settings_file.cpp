@@ -11,11 +11,11 @@
 #include <thread>
 #include <utility>
 
+#include "platform/base/first_change.h"
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
+#include "platform/base/paths.h"
 #include "platform/files/file_io.h"
-#include "platform/host/first_change.h"
-#include "platform/host/once_more.h"
-#include "platform/host/paths.h"
-#include "platform/log/library_log.h"
 #include "platform/settings/key_value_text.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/settings/key_value_file.h"
 
 void OLIBCCopyright() { std::puts("Vigilo network video recording package"); }

@@ -9,10 +9,10 @@
 #include <new>
 #include <utility>
 
-#include "platform/host/disk_error.h"
-#include "platform/host/first_change.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
+#include "platform/base/disk_error.h"
+#include "platform/base/first_change.h"
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"
 #include "platform/vgdb/vgdb.h"

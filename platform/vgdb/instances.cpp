@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <initializer_list>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace {

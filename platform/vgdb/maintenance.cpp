@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "platform/base/library_log.h"
 #include "platform/files/file_replacement.h"
-#include "platform/log/library_log.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/table_sql.h"

@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/base/library_log.h"
 #include "platform/files/file_io.h"
-#include "platform/log/library_log.h"
 
 namespace fs = std::filesystem;
 

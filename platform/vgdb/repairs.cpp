@@ -11,9 +11,9 @@
 #include <set>
 #include <string>
 
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/files/file_io.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/vgdb.h"
 

@@ -8,7 +8,7 @@
 #include <map>
 #include <set>
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 #include "platform/vgdb/statement.h"
 #include "platform/vgdb/table_sql.h"
 

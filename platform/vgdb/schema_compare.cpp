@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/files/file_io.h"
-#include "platform/host/once_more.h"
-#include "platform/log/library_log.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/rows.h"
 #include "platform/vgdb/statement.h"

@@ -1,6 +1,6 @@
 #include "platform/vgdb/vgdb.h"
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/read_only.h"

@@ -9,7 +9,7 @@
 #include <memory>
 #include <sstream>
 
-#include "platform/host/paths.h"
+#include "platform/base/paths.h"
 
 namespace fs = std::filesystem;
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 
 std::string QueryResult::String(const char* column) const { return OrEmpty(Text(column)); }
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/userlog/vglog.h"
+#include "platform/package/vglog.h"
 
 namespace implement {
 

@@ -5,7 +5,7 @@
 // 5. LogRecTimeChanges  tells the administrator which cameras and tasks got another time
 #include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
 
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
 
 namespace implement {
 

@@ -10,8 +10,8 @@
 #include <set>
 #include <string_view>
 
-#include "platform/camera/resolution.h"
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
+#include "platform/package/resolution.h"
 
 namespace implement {
 

@@ -1,9 +1,9 @@
 // Analytics tasks, their events and faces.
 #include <string>
 
+#include "platform/base/paths.h"
 #include "platform/files/files.h"
 #include "platform/files/place.h"
-#include "platform/host/paths.h"
 #include "platform/settings/settings.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"

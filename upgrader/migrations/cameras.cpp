@@ -2,8 +2,8 @@
 #include <list>
 #include <utility>
 
-#include "platform/camera/camera.h"
-#include "platform/notification/home_mode_setting.h"
+#include "platform/package/camera.h"
+#include "platform/package/notification/home_mode_setting.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/implement/integrate_external_profile_to_cam.h"

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "platform/host/sdk_user.h"
+#include "platform/base/sdk_user.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/eventlabel/event_label.h"
-#include "platform/support/json.h"
+#include "platform/base/json.h"
+#include "platform/package/event_label.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/migrations.h"
 

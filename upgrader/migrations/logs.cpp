@@ -1,7 +1,6 @@
 // The user-visible log and its limits.
-#include "platform/axisacs/axisacs.h"
-#include "platform/userlog/adv_log.h"
-#include "platform/userlog/recount.h"
+#include "platform/package/counts.h"
+#include "platform/package/interfaces.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 

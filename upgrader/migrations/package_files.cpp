@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/paths.h"
 #include "platform/files/files.h"
-#include "platform/host/paths.h"
 #include "upgrader/log.h"
 #include "upgrader/migrations.h"
 

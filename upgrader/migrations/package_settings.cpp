@@ -4,8 +4,8 @@
 #include <set>
 #include <string>
 
-#include "platform/host/paths.h"
-#include "platform/service/service.h"
+#include "platform/base/paths.h"
+#include "platform/package/interfaces.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "upgrader/log.h"

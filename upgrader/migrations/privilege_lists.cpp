@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/account/priv_rights.h"
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
+#include "platform/package/account/priv_rights.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"

@@ -2,9 +2,9 @@
 #include <initializer_list>
 #include <string>
 
-#include "platform/account/adv_oper.h"
-#include "platform/account/priv_profile.h"
-#include "platform/support/strings.h"
+#include "platform/base/strings.h"
+#include "platform/package/account/adv_oper.h"
+#include "platform/package/account/priv_profile.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"

@@ -1,6 +1,5 @@
 // Recordings and where they are kept.
-#include "platform/recording/recording.h"
-#include "platform/userlog/recount.h"
+#include "platform/package/counts.h"
 #include "upgrader/implement/integrate_external_pre_post_rec_time_to_cam.h"
 #include "upgrader/log.h"
 #include "upgrader/migrations.h"

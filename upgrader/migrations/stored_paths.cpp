@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/package_user.h"
+#include "platform/base/paths.h"
 #include "platform/files/files.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
-#include "platform/host/package_user.h"
-#include "platform/host/paths.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"

@@ -1,0 +1,23 @@
+// Taking, proving and removing snapshots.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "control/snapshot/snapshot.h"
+
+// Told of the bytes that have been dealt with and of how many there are.
+using BytesOf = std::function<void(uint64_t done, uint64_t all)>;
+
+// Takes a snapshot, under the upgrade lock. A failure leaves nothing; a kill leaves one that is not complete.
+[[nodiscard]] int TakeSnapshot(const SnapshotPlace& place, const std::string& name,
+                               std::chrono::milliseconds patience, const BytesOf& progress,
+                               Snapshot& snapshot, std::string& problem);
+
+// What keeps the snapshot from being restored; empty when nothing does.
+std::vector<std::string> ProblemsOf(const Snapshot& snapshot, const BytesOf& progress);
+
+// Removes a snapshot, complete or not, under the upgrade lock.
+[[nodiscard]] int ForgetSnapshot(const Snapshot& snapshot, std::string& problem);

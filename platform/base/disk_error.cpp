@@ -1,0 +1,18 @@
+#include "platform/base/disk_error.h"
+
+#include <cerrno>
+
+namespace {
+
+unsigned g_diskErrors = 0;
+
+}  // namespace
+
+void NoteDiskError() { ++g_diskErrors; }
+
+void NoteErrno(int error) {
+    if (error == EIO)
+        NoteDiskError();
+}
+
+unsigned DiskErrors() { return g_diskErrors; }
