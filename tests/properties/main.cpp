@@ -1,0 +1,234 @@
+// Properties: what holds for an upgrade of any system. Each is tried on generated systems, by the real programs; one that
+// is broken is shown with the smallest system that was found to break it.
+//
+// Usage: vgproperties [SECONDS [SEED [PROPERTY]]]     shares the time out among the properties (60; 0: a seed of its own)
+//        vgproperties --system SEED FOLDER            lays the system of a seed into the folder, and prints its build
+//
+// Exit status: 0; 1 when a property is broken; 2 for a wrong command line.
+#include <json/json.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+
+#include "tests/properties/tree.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// All give what is wrong, "" when the property holds.
+
+// An upgrade from the new build finds nothing to do.
+std::string TwiceIsOnce(const System& system) {
+    const Tree tree(system);
+    tree.Upgrade(system.build);
+    const auto once = tree.Read();
+    tree.Upgrade(9760);
+    return Differences(once, tree.Read());
+}
+
+// What the package does not declare makes no difference, and stays.
+std::string ForeignDoesNotMatter(const System& system) {
+    const Tree with(system), without(system, Form::WithoutForeign);
+    const auto foreign = with.Read(Tree::What::Foreign);
+    with.Upgrade(system.build);
+    without.Upgrade(system.build);
+    return Differences(without.Read(Tree::What::Declared), with.Read(Tree::What::Declared)) +
+           Differences(foreign, with.Read(Tree::What::Foreign));
+}
+
+std::string OrderDoesNotMatter(const System& system) {
+    const Tree tree(system), reversed(system, Form::RowsReversed);
+    tree.Upgrade(system.build);
+    reversed.Upgrade(system.build);
+    return Differences(tree.Read(), reversed.Read());
+}
+
+Json::Value Parse(const std::string& text) {
+    Json::Value value;
+    std::istringstream in(text);
+    Json::CharReaderBuilder reader;
+    std::string errors;
+    if (!Json::parseFromStream(reader, in, &value, &errors))
+        throw std::runtime_error(errors + text);
+    return value;
+}
+
+// The last upgrade, null when it changed nothing.
+Json::Value History(const Tree& tree) {
+    const std::string all = tree.File("var/log/vigilo/vgupgrader.history.jsonl");
+    return all.empty() ? Json::Value() : Parse(all.substr(all.rfind('\n', all.size() - 2) + 1));
+}
+
+// The plan names each migration that changes something, and each object that the schema gets.
+std::string PlanForesees(const System& system) {
+    const Tree tree(system);
+    const Json::Value plan = Parse(tree.Control("plan " + std::to_string(system.build)).out);
+    const auto before = tree.Schema();
+    tree.Upgrade(system.build);
+    std::string wrong;
+    for (const Json::Value& migration : History(tree)["migrations"]) {
+        bool foreseen = migration["changes"].asInt() == 0;
+        for (const Json::Value& due : plan["migrations"])
+            foreseen |= due["row"] == migration["row"] && due["verdict"] == "runs";
+        if (!foreseen)
+            wrong += "not planned: " + migration["name"].asString() + '\n';
+    }
+    const auto after = tree.Schema();
+    for (const std::string& name : before)
+        if (!after.contains(name))
+            wrong += "gone: " + name + '\n';
+    std::set<std::string> planned;
+    for (const Json::Value& repair : plan["repair"]) {
+        const std::string database = repair["database"].asString() + ' ';
+        for (const std::string& table : repair["missing"].getMemberNames())
+            for (const Json::Value& column : repair["missing"][table])
+                planned.insert(database + table + '.' + column.asString());
+        for (const std::string& name : after)
+            if (name.starts_with(database + "index ") &&
+                repair["sql"].asString().find(name.substr(name.rfind(' '))) != std::string::npos)
+                planned.insert(name);
+    }
+    for (const std::string& name : after)
+        if (!before.contains(name) && !planned.contains(name) &&
+            !planned.contains(name.substr(0, name.find('.', name.find(' '))) + ".*"))
+            wrong += "not planned: " + name + '\n';
+    for (const std::string& name : planned)
+        if (!name.ends_with(".*") && !after.contains(name))
+            wrong += "planned in vain: " + name + '\n';
+    return wrong;
+}
+
+// What differs from a snapshot afterwards is what the rehearsal has shown.
+std::string RehearsalIsTheUpgrade(const System& system) {
+    const Tree tree(system);
+    tree.Control("snapshot before");
+    const std::string build = std::to_string(system.build);
+    const Json::Value rehearsed =
+        Parse(tree.Control("rehearse --upgrader " UPGRADER_PROGRAM " --full " + build).out);
+    const int status = tree.Upgrade(system.build);
+    const Json::Value differs = Parse(tree.Control("diff --full before").out);
+    std::string wrong;
+    if (rehearsed["status"].asInt() != status)
+        wrong = "status " + rehearsed["status"].asString() + ", then " + std::to_string(status) + '\n';
+    for (const char* member : {"databases", "settings", "owners"})
+        if (rehearsed[member] != differs[member])
+            wrong += "rehearsed: " + rehearsed[member].toStyledString() +
+                     "done: " + differs[member].toStyledString();
+    return wrong;
+}
+
+std::string RestoredIsAsBefore(const System& system) {
+    const Tree tree(system);
+    const auto before = tree.ReadBytes();
+    tree.Control("snapshot before");
+    tree.Upgrade(system.build);
+    tree.Control("restore --yes before");
+    const auto after = tree.ReadBytes();
+    std::string wrong;
+    for (const auto& [name, bytes] : before)
+        if (!after.contains(name) || after.find(name)->second != bytes)
+            wrong += "differs: " + name + '\n';
+    return wrong + (after.size() == before.size() ? "" : "files that were not there\n");
+}
+
+// The upgrade that nothing disturbed.
+Tree::State Undisturbed(const System& system) {
+    const Tree tree(system);
+    tree.Upgrade(system.build);
+    return tree.Read();
+}
+
+// Killed at a call that changes a file, and run again, it ends as one that was not killed.
+std::string KilledIsAsNotKilled(const System& system) {
+    const int call = *rc::gen::resize(100, rc::gen::inRange(1, 400));
+    const Tree tree(system);
+    tree.Upgrade(system.build, "LD_PRELOAD=" FAULT_LIBRARY
+                               " VGFAULT_MODE=kill VGFAULT_OUT=/dev/null VGFAULT_AT=" +
+                                   std::to_string(call));
+    // Once it is stamped, it does not begin at the old build again.
+    const bool stamped =
+        tree.File("var/packages/Vigilo/etc/settings.conf").find("9.2.9-9760") != std::string::npos;
+    tree.Upgrade(stamped ? 9760 : system.build);
+    return Differences(Undisturbed(system), tree.Read());
+}
+
+struct Property {
+    const char* name;
+    std::string (*check)(const System& system);
+};
+
+constexpr Property kProperties[] = {
+    {"TwiceIsOnce", TwiceIsOnce},
+    {"ForeignDoesNotMatter", ForeignDoesNotMatter},
+    {"OrderDoesNotMatter", OrderDoesNotMatter},
+    {"PlanForesees", PlanForesees},
+    {"RehearsalIsTheUpgrade", RehearsalIsTheUpgrade},
+    {"RestoredIsAsBefore", RestoredIsAsBefore},
+    {"KilledIsAsNotKilled", KilledIsAsNotKilled},
+};
+
+// A finding may take as long to shrink.
+constexpr std::chrono::seconds kShrinking{120};
+
+bool Holds(const Property& property, std::chrono::milliseconds time) {
+    const auto end = Clock::now() + time;
+    int tried = 0;
+    bool broken = false;
+    auto shrunk = Clock::time_point::max();
+    const bool holds = rc::check(property.name, [&] {
+        if (Clock::now() > (broken ? shrunk : end))
+            return;
+        const System system = *Systems();
+        ++tried;
+        std::string wrong;
+        try {
+            wrong = property.check(system);
+        } catch (const std::runtime_error& error) {
+            wrong = error.what();
+        }
+        if (wrong.empty())
+            return;
+        if (!broken)
+            shrunk = Clock::now() + kShrinking;
+        broken = true;
+        RC_FAIL(wrong);
+    });
+    std::cout << property.name << ": " << tried << " systems" << std::endl;
+    return holds;
+}
+
+int LaySystem(unsigned long seed, const char* folder) {
+    const System system = Systems()(rc::Random(seed), 100).value();
+    Lay(system, folder);
+    std::cout << system.build << std::endl;
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string first = argc > 1 ? argv[1] : "60";
+    if (first == "--system" && argc == 4)
+        return LaySystem(std::strtoul(argv[2], nullptr, 10), argv[3]);
+    const double seconds = std::atof(first.c_str());
+    if (seconds <= 0) {
+        std::cerr << "Usage: vgproperties [SECONDS [SEED [PROPERTY]]] | --system SEED FOLDER\n";
+        return 2;
+    }
+    std::string seed = argc > 2 ? argv[2] : "0";
+    if (seed == "0")
+        seed = std::to_string(std::random_device()());
+    setenv("RC_PARAMS", ("seed=" + seed + " max_success=1000000").c_str(), 1);
+    std::cout << "seed " << seed << std::endl;
+    const std::string only = argc > 3 ? argv[3] : "";
+    const auto share = std::chrono::milliseconds(
+        static_cast<long>(seconds * 1000) / (only.empty() ? static_cast<long>(std::size(kProperties)) : 1));
+    bool hold = true;
+    for (const Property& property : kProperties)
+        if (only.empty() || only == property.name)
+            hold &= Holds(property, share);
+    return hold ? 0 : 1;
+}
