@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "control/commands.h"
-#include "control/names_text.h"
+#include "control/command.h"
 #include "control/text.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
@@ -161,10 +160,24 @@ std::string PrintPart(const Json::Value& checked, const char* kind) {
     return table.ToString();
 }
 
+class Check : public Command {
+public:
+    Check()
+        : Command("check", "Integrity and schema of the databases, and the settings files", Access::Reads) {
+        m_options = {{"--full", &m_full, "Read every index too (PRAGMA integrity_check)"}};
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+
+private:
+    bool m_full = false;
+};
+
 }  // namespace
 
-Outcome RunCheck(const Arguments& arguments) {
-    const char* const pragma = arguments.full ? "integrity_check" : "quick_check";
+Outcome Check::Run(const General& /*general*/) {
+    const char* const pragma = m_full ? "integrity_check" : "quick_check";
     Json::Value result(Json::objectValue);
     result["databases"] = Json::Value(Json::arrayValue);
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
@@ -179,6 +192,8 @@ Outcome RunCheck(const Arguments& arguments) {
     return Outcome::Done(std::move(result), hasProblems);
 }
 
-std::string PrintCheck(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string Check::Print(const Json::Value& result) const {
     return PrintPart(result["databases"], "database") + PrintPart(result["settings"], "file");
 }
+
+std::unique_ptr<Command> MakeCheck() { return std::make_unique<Check>(); }

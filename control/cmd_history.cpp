@@ -2,26 +2,43 @@
 #include <algorithm>
 #include <vector>
 
-#include "control/commands.h"
-#include "control/history_text.h"
+#include "control/command.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "upgrader/history.h"
 
-Outcome RunHistory(const Arguments& arguments) {
+namespace {
+
+class History : public Command {
+public:
+    History() : Command("history", "Past upgrades and restores, the last first", Access::Reads) {
+        m_options = {{"-n N", &m_newest, "The newest N alone", 1}};
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+
+private:
+    unsigned m_newest = 0;  // so many; 0 is all
+};
+
+}  // namespace
+
+Outcome History::Run(const General& /*general*/) {
     std::vector<Json::Value> objects;
     if (ReadHistory(objects))
         return Outcome::Refused("The history cannot be read: " + ResolvePath(kHistory));
-    if (arguments.newest > 0 && objects.size() > arguments.newest)
-        objects.erase(objects.begin(), objects.end() - static_cast<std::ptrdiff_t>(arguments.newest));
+    if (m_newest > 0 && objects.size() > m_newest)
+        objects.erase(objects.begin(), objects.end() - static_cast<std::ptrdiff_t>(m_newest));
     Json::Value newestFirst(Json::arrayValue);
     for (auto object = objects.rbegin(); object != objects.rend(); ++object)
         newestFirst.append(std::move(*object));
     return Outcome::Done(std::move(newestFirst));
 }
 
-std::string PrintHistory(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string History::Print(const Json::Value& result) const {
     if (result.empty())
         return "No upgrade and no restore is noted.\n";
     TextTable table({"when", "what", ">seconds", ">ran", ">failed", ">changes", "outcome"});
@@ -38,7 +55,9 @@ std::string PrintHistory(const Json::Value& result, const Arguments& /*arguments
                    std::to_string(totals.ran),
                    std::to_string(totals.failed),
                    std::to_string(totals.changes),
-                   {good ? "complete" : FailedRowsOf(object), good ? Tone::Good : Tone::Bad}});
+                   {good ? "complete" : FailedOf(object), good ? Tone::Good : Tone::Bad}});
     }
     return table.ToString();
 }
+
+std::unique_ptr<Command> MakeHistory() { return std::make_unique<History>(); }

@@ -1,11 +1,23 @@
 // migrations: the registry.
 #include <cstddef>
 
-#include "control/commands.h"
+#include "control/command.h"
 #include "control/text.h"
 #include "upgrader/registry.h"
 
-Outcome RunMigrations(const Arguments& /*arguments*/) {
+namespace {
+
+class Migrations : public Command {
+public:
+    Migrations() : Command("migrations", "Every migration, and what it concerns", Access::None) {}
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+};
+
+}  // namespace
+
+Outcome Migrations::Run(const General& /*general*/) {
     Json::Value rows(Json::arrayValue);
     for (size_t number = 0; number < kMigrationCount; ++number) {
         const MigrationInfo& info = InfoOfRow(number);
@@ -21,10 +33,12 @@ Outcome RunMigrations(const Arguments& /*arguments*/) {
     return Outcome::Done(std::move(rows));
 }
 
-std::string PrintMigrations(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string Migrations::Print(const Json::Value& result) const {
     TextTable table({">row", ">threshold", "state", "name", "concerns"});
     for (const Json::Value& row : result)
         table.Add({std::to_string(row["row"].asUInt()), std::to_string(row["threshold"].asUInt()),
                    row["state"].asString(), row["name"].asString(), row["concerns"].asString()});
     return table.ToString();
 }
+
+std::unique_ptr<Command> MakeMigrations() { return std::make_unique<Migrations>(); }

@@ -5,10 +5,9 @@
 #include <set>
 #include <utility>
 
-#include "control/commands.h"
-#include "control/names_text.h"
-#include "control/old_build.h"
+#include "control/command.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
@@ -150,15 +149,30 @@ std::string PrintDisk(const Json::Value& disks) {
     return Toned(Tone::Strong, "Disk") + ": what may be needed at the most\n" + table.ToString();
 }
 
+class PlanCommand : public Command {
+public:
+    PlanCommand() : Command("plan", "What an upgrade from OLD-BUILD would do now", Access::Reads) {
+        m_options = {{"[OLD-BUILD]", &m_oldBuild, kOldBuildHelp},
+                     {"--sql", &m_sql, "Print the statements of the schema repair alone"}};
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+
+private:
+    std::string m_oldBuild;
+    bool m_sql = false;
+};
+
 }  // namespace
 
-Outcome RunPlan(const Arguments& arguments) {
+Outcome PlanCommand::Run(const General& /*general*/) {
     Record::Facts facts;
     if (Record::Open(facts) == Record::State::SetAside)
         return Outcome::Refused("What an upgrade would do cannot be told: " + VGDB::GetDBPath(DB_SYSTEM) +
                                 " cannot be read (vgupgradectl check tells more).");
     uint32_t build = 0;
-    if (std::string error = FindOldBuild(arguments.oldBuild, facts, build); !error.empty())
+    if (std::string error = FindOldBuild(m_oldBuild, facts, build); !error.empty())
         return Outcome::Refused(std::move(error));
     Plan plan = PlanRows(build, facts);
     PlanRepair(plan);
@@ -166,8 +180,8 @@ Outcome RunPlan(const Arguments& arguments) {
     return Outcome::Done(ToJson(plan, facts));
 }
 
-std::string PrintPlan(const Json::Value& result, const Arguments& arguments) {
-    if (arguments.sql)
+std::string PlanCommand::Print(const Json::Value& result) const {
+    if (m_sql)
         return PrintSql(result["repair"]);
     std::string text = "Upgrade from build " + std::to_string(result["old_build"].asUInt()) + " to " +
                        Escaped(result["version"].asString()) + ", nothing is changed by this look.\n";
@@ -182,3 +196,5 @@ std::string PrintPlan(const Json::Value& result, const Arguments& arguments) {
                 Counted(result["owed_entries"].asUInt64(), "log entry", "log entries") + ".\n";
     return text + PrintRepair(result["repair"]) + PrintRows(result["migrations"]) + PrintDisk(result["disk"]);
 }
+
+std::unique_ptr<Command> MakePlan() { return std::make_unique<PlanCommand>(); }

@@ -15,14 +15,14 @@
 #include <map>
 #include <set>
 
-#include "control/commands.h"
-#include "control/old_build.h"
-#include "control/rehearse/file_rows.h"
+#include "control/command.h"
 #include "control/rehearse/page.h"
 #include "control/rehearse/rehearsal.h"
+#include "control/rehearse/text_form.h"
 #include "control/secrets.h"
 #include "control/snapshot/tree_files.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/json.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
@@ -312,12 +312,12 @@ std::string FindUpgrader(const std::string& given) {
 }
 
 // What the upgrade would do as far as it can be told beforehand; '' or why not.
-std::string MakePlan(const Arguments& arguments, uint32_t& build, Plan& plan, uint64_t& room) {
+std::string MakePlan(const std::string& oldBuild, uint32_t& build, Plan& plan, uint64_t& room) {
     VGDB::OpenReadOnly();
     Record::Facts facts;
     if (Record::Open(facts) == Record::State::SetAside)
         return VGDB::GetDBPath(DB_SYSTEM) + " cannot be read (vgupgradectl check tells more).";
-    if (std::string error = FindOldBuild(arguments.oldBuild, facts, build); !error.empty())
+    if (std::string error = FindOldBuild(oldBuild, facts, build); !error.empty())
         return error;
     plan = PlanRows(build, facts);
     PlanRepair(plan);
@@ -328,15 +328,40 @@ std::string MakePlan(const Arguments& arguments, uint32_t& build, Plan& plan, ui
     return "";
 }
 
+class Rehearse : public Command {
+public:
+    Rehearse() : Command("rehearse", "Runs the upgrade on a copy, and shows what it changes", Access::Asks) {
+        m_options = {{"[OLD-BUILD]", &m_oldBuild, kOldBuildHelp},
+                     {"--samples N", &m_samples, "Show so many rows of a table (3)"},
+                     {"--html FILE", &m_page, "Write it as a page, too"},
+                     {"--work DIR", &m_work, "Make the copy in this folder (beside the snapshots)"},
+                     {"--keep", &m_keep, "Leave the copy there"},
+                     {"--upgrader PATH", &m_upgrader, "Run this program (the vgupgrader beside this one)"}};
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override { return RehearsalText(result); }
+
+private:
+    std::string m_oldBuild;
+    unsigned m_samples = 3;
+    std::string m_page;
+    std::string m_work;
+    bool m_keep = false;
+    std::string m_upgrader;
+};
+
 }  // namespace
 
-Outcome RunRehearse(const Arguments& arguments) {
+Outcome Rehearse::Run(const General& general) {
     if (getuid() != geteuid() || getgid() != getegid())
         return Outcome::Refused("A rehearsal is not for a process with another user's rights.");
     std::error_code error;
-    const fs::path page = arguments.page.empty() ? fs::path() : fs::absolute(arguments.page, error);
+    if (!m_work.empty() && !fs::is_directory(m_work, error))
+        return Outcome::Refused("--work is no folder: " + m_work);
+    const fs::path page = m_page.empty() ? fs::path() : fs::absolute(m_page, error);
     if (error || (!page.empty() && access(page.parent_path().c_str(), W_OK) != 0))
-        return Outcome::Refused("Cannot write the page " + arguments.page + ": " + std::strerror(errno));
+        return Outcome::Refused("Cannot write the page " + m_page + ": " + std::strerror(errno));
     RemoveOnSignal removeOnSignal;
     Rehearsal rehearsal;
     Plan plan;
@@ -344,24 +369,26 @@ Outcome RunRehearse(const Arguments& arguments) {
     std::string problem;
     {
         UpgradeLock lock;
-        if (!lock.Acquire(arguments.wait))
+        if (!lock.Acquire(general.Patience()))
             return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
         // One that was waited for may have been killed.
         if (std::string snapshot; FindUnfinishedRestore(snapshot) != 0)
             return Outcome::Refused("The restore of snapshot " + snapshot +
                                     " is not finished. Finish it: vgupgradectl restore " + snapshot);
         uint64_t room = 0;
-        problem = MakePlan(arguments, build, plan, room);
+        problem = MakePlan(m_oldBuild, build, plan, room);
         VGDB::CloseAll();
-        if (!problem.empty() || rehearsal.Prepare(arguments.work, room, kBusyPatience, problem))
+        if (!problem.empty() || rehearsal.Prepare(m_work, room, kBusyPatience, problem))
             return Outcome::Refused(problem);
     }
-    if (rehearsal.Run(FindUpgrader(arguments.upgrader), std::to_string(build), problem))
+    if (rehearsal.Run(FindUpgrader(m_upgrader), std::to_string(build), problem))
         return Outcome::Refused(problem);
-    Json::Value result = ResultOf(rehearsal, plan, arguments.samples);
+    Json::Value result = ResultOf(rehearsal, plan, m_samples);
     if (!page.empty() && ReplaceFile(page, RehearsePage(result), kPageMode))
-        return Outcome::Refused("Cannot write the page " + arguments.page);
-    if (arguments.keep)
+        return Outcome::Refused("Cannot write the page " + m_page);
+    if (m_keep)
         result["kept"] = rehearsal.Keep();
     return Outcome::Done(std::move(result), rehearsal.Status() != 0);
 }
+
+std::unique_ptr<Command> MakeRehearse() { return std::make_unique<Rehearse>(); }

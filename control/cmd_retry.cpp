@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "control/commands.h"
-#include "control/failed_rows.h"
+#include "control/command.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/strings.h"
 #include "upgrader/history.h"
 #include "upgrader/log.h"
@@ -21,11 +21,11 @@
 
 namespace {
 
-std::vector<WalkRow> RowsToRun(const std::vector<FailedRow>& failed) {
+std::vector<WalkRow> RowsToRun(const std::vector<FailedMigration>& failed) {
     std::vector<WalkRow> rows;
     const auto again = [&failed](size_t number) {
         return std::any_of(failed.begin(), failed.end(),
-                           [number](const FailedRow& row) { return row.number == number; });
+                           [number](const FailedMigration& row) { return row.number == number; });
     };
     for (size_t number = 0; number < kMigrationCount; ++number)
         if (again(number) || MigrationRegistry[number].threshold == 0)
@@ -45,9 +45,19 @@ void LogRetry(const Walk& walk, double seconds) {
             names.c_str());
 }
 
+class Retry : public Command {
+public:
+    Retry() : Command("retry", "Runs the failed migrations again", Access::Locked) {
+        m_log = LogSink::PackageLog;
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+};
+
 }  // namespace
 
-Outcome RunRetry(const Arguments& /*arguments*/) {
+Outcome Retry::Run(const General& /*general*/) {
     const auto started = std::chrono::system_clock::now();
     const auto begin = std::chrono::steady_clock::now();
     SetPatienceBeforeWalk();
@@ -62,7 +72,7 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
     if (state == Record::State::Usable)
         Outbox::DeliverOwed(facts);
 
-    const std::vector<FailedRow> failed = FindFailedRows(facts);
+    const std::vector<FailedMigration> failed = FindFailed(facts);
     const bool hasRows = !failed.empty() && failed.front().number;
     Walk walk(facts, state);
     int result = 0;
@@ -92,13 +102,13 @@ Outcome RunRetry(const Arguments& /*arguments*/) {
     }
     Record::Facts left;
     const bool isRead = Record::Read(left) == 0;
-    object["failed"] = ToJson(FindFailedRows(left));
+    object["failed"] = ToJson(FindFailed(left));
     object["owed"] = Json::Int64{static_cast<long long>(left.keys.size()) + left.entries};
     const bool hasProblems = result < 0 || !isRead || left.Owes() || !left.failed.empty();
     return Outcome::Done(std::move(object), hasProblems);
 }
 
-std::string PrintRetry(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string Retry::Print(const Json::Value& result) const {
     std::string text;
     if (result["migrations"].empty()) {
         text = "Nothing to retry.\n";
@@ -127,3 +137,5 @@ std::string PrintRetry(const Json::Value& result, const Arguments& /*arguments*/
             '\n';
     return text;
 }
+
+std::unique_ptr<Command> MakeRetry() { return std::make_unique<Retry>(); }

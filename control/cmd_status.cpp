@@ -4,10 +4,9 @@
 // that was interrupted, rows that failed, effects that are owed.
 #include <vector>
 
-#include "control/commands.h"
-#include "control/failed_rows.h"
-#include "control/history_text.h"
+#include "control/command.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "upgrader/history.h"
 #include "upgrader/lock.h"
@@ -32,7 +31,7 @@ const char* InWords(Record::State state) {
 }
 
 // The command that brings the system on; null when there is nothing to type, or another process works on it.
-Json::Value NextOf(const Json::Value& status, const std::vector<FailedRow>& failed) {
+Json::Value NextOf(const Json::Value& status, const std::vector<FailedMigration>& failed) {
     if (!status["running"].isNull())
         return {};
     if (status["restoring"].isString())
@@ -71,9 +70,21 @@ std::string Sentence(const Json::Value& last) {
            (totals.failed == 0 ? "nothing failed." : std::to_string(totals.failed) + " failed.");
 }
 
+class Status : public Command {
+public:
+    Status()
+        : Command("status", "The last upgrade, what it has left, and the command to type next",
+                  Access::Reads) {
+        m_whileRestoring = true;
+    }
+
+    Outcome Run(const General& general) override;
+    std::string Print(const Json::Value& result) const override;
+};
+
 }  // namespace
 
-Outcome RunStatus(const Arguments& /*arguments*/) {
+Outcome Status::Run(const General& /*general*/) {
     Json::Value status(Json::objectValue);
     std::vector<Json::Value> history;
     (void)ReadHistory(history);  // logged
@@ -93,14 +104,14 @@ Outcome RunStatus(const Arguments& /*arguments*/) {
     status["owed_keys"] = Json::UInt64{facts.keys.size()};
     status["owed_entries"] = Json::Int64{facts.entries};
     status["owed"] = Json::Int64{static_cast<long long>(facts.keys.size()) + facts.entries};
-    const std::vector<FailedRow> failed = FindFailedRows(facts);
+    const std::vector<FailedMigration> failed = FindFailed(facts);
     status["failed"] = ToJson(failed);
     status["next"] = NextOf(status, failed);
     const bool hasProblems = HasProblems(status);
     return Outcome::Done(std::move(status), hasProblems);
 }
 
-std::string PrintStatus(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string Status::Print(const Json::Value& result) const {
     std::string text;
     const auto say = [&text](Tone tone, const std::string& line) { text += Toned(tone, line) + '\n'; };
     if (!result["running"].isNull())
@@ -138,3 +149,5 @@ std::string PrintStatus(const Json::Value& result, const Arguments& /*arguments*
         text += "Next: " + Toned(Tone::Strong, Escaped(result["next"].asString())) + '\n';
     return text;
 }
+
+std::unique_ptr<Command> MakeStatus() { return std::make_unique<Status>(); }

@@ -1,38 +1,35 @@
-// What a command of vgupgradectl is made of.
+// What a command of vgupgradectl is made of. Each is a class in a file of its own, cmd_NAME.cpp: its options, what it
+// does, how it prints. The comment at the head of that file is what the manual says.
 #pragma once
 
 #include <json/value.h>
 
 #include <chrono>
-#include <cstddef>
+#include <memory>
 #include <string>
 #include <utility>
+#include <variant>
+#include <vector>
 
 #include "platform/base/vgprintf.h"
 
-namespace CLI {
-class App;
-}
+// An option or an argument, as data. `words` are those of a synopsis: "--full", "--to DIR", "-n N"; an argument is
+// "NAME", or "[NAME]" when it may be left out. The word behind an option also tells the completion what stands there:
+// DIR, FILE, SNAPSHOT, or one of several texts, "prometheus|plugin".
+struct Option {
+    const char* words;
+    std::variant<bool*, unsigned*, std::string*> value;  // '' and a number that was set before: not given
+    const char* help;
+    unsigned least = 0;  // of a number
+};
 
-// What the command line gives; each command uses what its own options fill.
-struct Arguments {
+// What every command takes.
+struct General {
+    std::string root;  // --root, as it was given
     bool json = false;
-    std::chrono::seconds wait{600};  // for the upgrade lock
+    unsigned wait = 600;  // seconds, for the upgrade lock
 
-    std::string oldBuild;  // as it was given; FindOldBuild reads it
-    bool sql = false;      // plan: the repair alone
-    unsigned newest = 0;   // history: so many; 0 is all
-    bool full = false;     // check
-
-    std::string name;    // of a snapshot
-    std::string folder;  // where the snapshots are, when not in the package's own folder
-    bool yes = false;    // restore: without asking
-
-    size_t samples = 3;    // rehearse: rows a table
-    std::string page;      // and the page to write
-    std::string work;      // the folder to work in
-    bool keep = false;     // and whether it stays
-    std::string upgrader;  // the program to run; '': the one beside this
+    std::chrono::seconds Patience() const { return std::chrono::seconds(wait); }
 };
 
 // How a command ends.
@@ -57,14 +54,34 @@ enum class Access {
     Asks,    // it takes the upgrade lock itself, for as long as it needs it
 };
 
-struct Command {
-    const char* name;
-    const char* help;  // one line
-    Access access;
-    LogSink log;                                              // where the messages of the libraries go
-    bool whileRestoring;                                      // it runs while a restore is unfinished
-    void (*addOptions)(CLI::App& app, Arguments& arguments);  // null: it has none
-    Outcome (*run)(const Arguments& arguments);
-    // The result for people: lines of at most 100 columns (see text.h), made from the JSON value alone.
-    std::string (*print)(const Json::Value& result, const Arguments& arguments);
+class Command {
+public:
+    Command(const char* name, const char* help, Access access)
+        : m_name(name), m_help(help), m_access(access) {}
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+    virtual ~Command() = default;
+
+    virtual Outcome Run(const General& general) = 0;
+    // The result for people, made from the JSON value and the options alone (see text.h).
+    virtual std::string Print(const Json::Value& result) const = 0;
+
+    const char* Name() const { return m_name; }
+    const char* Help() const { return m_help; }  // one line
+    Access NeedsAccess() const { return m_access; }
+    LogSink Log() const { return m_log; }
+    bool RunsWhileRestoring() const { return m_whileRestoring; }
+    const std::vector<Option>& Options() const { return m_options; }
+
+protected:
+    LogSink m_log = LogSink::StandardError;  // where the messages of the libraries go
+    bool m_whileRestoring = false;           // it runs while a restore is unfinished
+    std::vector<Option> m_options;
+
+private:
+    const char* m_name;
+    const char* m_help;
+    Access m_access;
 };
+
+using Commands = std::vector<std::unique_ptr<Command>>;

@@ -16,13 +16,12 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "control/command.h"
 #include "control/command_line.h"
-#include "control/commands.h"
 #include "control/text.h"
 #include "platform/base/json.h"
 #include "platform/base/paths.h"
@@ -33,36 +32,32 @@
 #include "upgrader/lock.h"
 #include "upgrader/restore_mark.h"
 
+// The commands in the order of the help. To add one: a file cmd_NAME.cpp, and a line here.
+#define COMMANDS(COMMAND) \
+    COMMAND(Status)       \
+    COMMAND(Plan)         \
+    COMMAND(Rehearse)     \
+    COMMAND(History)      \
+    COMMAND(Retry)        \
+    COMMAND(Snapshot)     \
+    COMMAND(Snapshots)    \
+    COMMAND(Verify)       \
+    COMMAND(Restore)      \
+    COMMAND(Forget)       \
+    COMMAND(Check)        \
+    COMMAND(Migrations)
+
+#define DECLARE(Name) std::unique_ptr<Command> Make##Name();
+COMMANDS(DECLARE)
+
 namespace {
 
-constexpr LogSink kToTerminal = LogSink::StandardError;
-constexpr LogSink kToLog = LogSink::PackageLog;
-
-constexpr Command kCommands[] = {
-    {"status", "The last upgrade, what it has left, and the command to type next", Access::Reads, kToTerminal,
-     true, nullptr, RunStatus, PrintStatus},
-    {"plan", "What an upgrade from OLD-BUILD would do now", Access::Reads, kToTerminal, false, AddPlanOptions,
-     RunPlan, PrintPlan},
-    {"rehearse", "Runs the upgrade on a copy, and shows what it changes", Access::Asks, kToTerminal, false,
-     AddRehearseOptions, RunRehearse, PrintRehearse},
-    {"history", "Past upgrades and restores, the last first", Access::Reads, kToTerminal, false,
-     AddHistoryOptions, RunHistory, PrintHistory},
-    {"retry", "Runs the failed migrations again", Access::Locked, kToLog, false, nullptr, RunRetry,
-     PrintRetry},
-    {"snapshot", "Saves what an upgrade can change in place", Access::Locked, kToLog, false,
-     AddSnapshotOptions, RunSnapshot, PrintSnapshot},
-    {"snapshots", "The snapshots, the newest first", Access::Reads, kToTerminal, false, AddSnapshotsOptions,
-     RunSnapshots, PrintSnapshots},
-    {"verify", "Proves that a snapshot is as it was saved", Access::Reads, kToTerminal, false,
-     AddVerifyOptions, RunVerify, PrintVerify},
-    {"restore", "Brings a snapshot back", Access::Asks, kToLog, true, AddRestoreOptions, RunRestore,
-     PrintRestore},
-    {"forget", "Removes a snapshot", Access::Locked, kToLog, false, AddForgetOptions, RunForget, PrintForget},
-    {"check", "Integrity and schema of the databases, and the settings files", Access::Reads, kToTerminal,
-     false, AddCheckOptions, RunCheck, PrintCheck},
-    {"migrations", "Every migration, and what it concerns", Access::None, kToTerminal, false, nullptr,
-     RunMigrations, PrintMigrations},
-};
+Commands AllCommands() {
+    Commands commands;
+#define MAKE(Name) commands.push_back(Make##Name());
+    COMMANDS(MAKE)
+    return commands;
+}
 
 constexpr const char* kProgram = "vgupgradectl";
 
@@ -112,18 +107,18 @@ bool IsFolder(const std::string& path) {
 }
 
 // "" when the tree is there; else what is wrong. Has to run before anything looks up a path.
-std::string FindTree(const std::optional<std::string>& root, Access access) {
-    if (root) {
-        if (!IsFolder(*root))
-            return "No such folder: " + *root;
+std::string FindTree(const std::string& root, Access access) {
+    if (!root.empty()) {
+        if (!IsFolder(root))
+            return "No such folder: " + root;
         std::error_code error;
-        const std::string absolute = std::filesystem::absolute(*root, error);
+        const std::string absolute = std::filesystem::absolute(root, error);
         if (error || setenv("VG_SYSROOT", absolute.c_str(), 1) != 0)
-            return "Cannot use the folder: " + *root;
+            return "Cannot use the folder: " + root;
         if (!HasSysRoot() && absolute.find_first_not_of('/') != std::string::npos)
             return "--root is not for a process with another user's rights.";
     }
-    if (!root && access == Access::None)
+    if (root.empty() && access == Access::None)
         return "";
     const std::string target = ResolvePath(kTargetDir);
     if (!IsFolder(target))
@@ -131,45 +126,47 @@ std::string FindTree(const std::optional<std::string>& root, Access access) {
     return "";
 }
 
-Outcome RunCommand(const Command& command, const Arguments& arguments) {
+Outcome RunCommand(Command& command, const General& general) {
     UpgradeLock lock;
-    if (command.access == Access::Locked && !lock.Acquire(arguments.wait))
+    if (command.NeedsAccess() == Access::Locked && !lock.Acquire(general.Patience()))
         return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
     // Under the lock: a restore that was waited for may have been killed.
     std::string snapshot;
-    if (const int restoring = command.whileRestoring ? 0 : FindUnfinishedRestore(snapshot); restoring < 0)
+    if (const int restoring = command.RunsWhileRestoring() ? 0 : FindUnfinishedRestore(snapshot);
+        restoring < 0)
         return Outcome::Refused("It cannot be told whether a restore is unfinished.");
     else if (restoring > 0)
         return Outcome::Refused("The restore of snapshot " + snapshot +
                                 " is not finished. Finish it: " + kProgram + " restore " + snapshot);
-    if (command.access == Access::Reads)
+    if (command.NeedsAccess() == Access::Reads)
         VGDB::OpenReadOnly();
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
-    Outcome outcome = command.run(arguments);
+    Outcome outcome = command.Run(general);
     VGDB::CloseAll();
     return outcome;
 }
 
 // `json` holds also when the rest of the line makes no sense.
 int Run(int argc, char* argv[], bool json) {
-    const Request request = ReadCommandLine(argc, argv, kProgram, kCommands);
+    SetColour(IsColourWanted());
+    const Commands commands = AllCommands();
+    const Request request = ReadCommandLine(argc, argv, kProgram, commands);
     if (!request.error.empty())
         return PrintError(request.error, json);
     if (!request.command)
         return Print(request.answer, 0);
-    const Command& command = *request.command;
+    Command& command = *request.command;
 
     umask(077);  // the package's folders may be shared
-    SetColour(IsColourWanted());
-    SetLogProgram(kProgram, command.log);
-    if (const std::string error = FindTree(request.root, command.access); !error.empty())
+    SetLogProgram(kProgram, command.Log());
+    if (const std::string error = FindTree(request.general.root, command.NeedsAccess()); !error.empty())
         return PrintError(error, json);
-    const Outcome outcome = RunCommand(command, request.arguments);
+    const Outcome outcome = RunCommand(command, request.general);
     SetProgressLine("");
     if (!outcome.error.empty())
         return PrintError(outcome.error, json);
     return json ? PrintJson(outcome.result, outcome.status)
-                : Print(command.print(outcome.result, request.arguments), outcome.status);
+                : Print(command.Print(outcome.result), outcome.status);
 }
 
 }  // namespace

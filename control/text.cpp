@@ -1,5 +1,6 @@
 #include "control/text.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,8 @@ namespace {
 
 bool g_colour = false;
 
+constexpr size_t kTextWidth = 100;  // where there is no terminal
+constexpr size_t kNarrowestTerminal = 40;
 constexpr size_t kGap = 2;
 constexpr size_t kNarrowest = 20;  // a last column that is wrapped has at least that width
 
@@ -74,12 +77,37 @@ std::vector<std::string> Wrapped(std::string_view text, size_t width) {
     return lines;
 }
 
+constexpr size_t kManyColumns = 12;  // of one table in a list of names
+
+std::string TableOf(const std::string& column) { return column.substr(0, column.find('.') + 1); }
+
+std::string InShort(const std::vector<std::string>& names) {
+    std::vector<std::string> shown;
+    for (size_t begin = 0, end = 0; begin < names.size(); begin = end) {
+        const std::string table = TableOf(names[begin]);
+        for (end = begin + 1; end < names.size() && !table.empty() && TableOf(names[end]) == table;)
+            ++end;
+        if (end - begin > kManyColumns)
+            shown.push_back(table + "* (" + std::to_string(end - begin) + ")");
+        else
+            shown.insert(shown.end(), names.begin() + static_cast<std::ptrdiff_t>(begin),
+                         names.begin() + static_cast<std::ptrdiff_t>(end));
+    }
+    return JoinStrings(shown, ", ");
+}
+
 }  // namespace
 
 bool IsColourWanted() {
     const char* const no = std::getenv("NO_COLOR");
     const char* const terminal = std::getenv("TERM");
     return isatty(STDOUT_FILENO) && !(no && *no) && !(terminal && std::string_view(terminal) == "dumb");
+}
+
+size_t TextWidth() {
+    winsize size{};
+    const bool isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isTerminal ? std::max(size_t{size.ws_col}, kNarrowestTerminal) : kTextWidth;
 }
 
 void SetColour(bool on) { g_colour = on; }
@@ -133,6 +161,13 @@ std::string InBytes(unsigned long long bytes) {
     return StringPrintf("%.1f %s", value, kUnits[unit]);
 }
 
+std::string Paragraph(const std::string& text, Tone tone) {
+    std::string lines;
+    for (const std::string& line : Wrapped(text, TextWidth()))
+        lines += Toned(tone, line) + '\n';
+    return lines;
+}
+
 TextTable::TextTable(std::vector<std::string> titles, size_t indent) : m_indent(indent) {
     for (std::string& title : titles) {
         const bool right = title.starts_with('>');
@@ -157,7 +192,7 @@ void TextTable::AppendLine(const std::vector<Cell>& row, const std::vector<size_
         begin += widths[i] + kGap;
     }
     const Cell& last = row.back();
-    const size_t room = std::max(kNarrowest, kTextWidth - std::min(kTextWidth, begin));
+    const size_t room = std::max(kNarrowest, TextWidth() - std::min(TextWidth(), begin));
     for (const std::string& part : Wrapped(last.text, room)) {
         const size_t fill = m_columns.back().right ? std::min(room, widths.back()) - WidthOf(part) : 0;
         line += std::string(fill, ' ') + Toned(last.tone, part);
@@ -182,4 +217,27 @@ std::string TextTable::ToString() const {
     for (const std::vector<Cell>& row : m_rows)
         AppendLine(row, widths, text);
     return text;
+}
+
+std::vector<std::string> GroupedByKind(const std::vector<std::string>& texts, const std::string& separator) {
+    std::vector<std::string> grouped, names;
+    std::string kind;
+    const auto end = [&] {
+        if (!names.empty())
+            grouped.push_back(kind + InShort(names));
+        names.clear();
+    };
+    for (const std::string& text : texts) {
+        const size_t at = text.find(separator);
+        const size_t size = at == std::string::npos ? 0 : at + separator.size();
+        if (size == 0 || text.substr(0, size) != kind)
+            end();
+        kind = text.substr(0, size);
+        if (size > 0)
+            names.push_back(text.substr(size));
+        else
+            grouped.push_back(text);
+    }
+    end();
+    return grouped;
 }

@@ -1,4 +1,4 @@
-// Text for people: aligned, at most 100 columns wide, coloured where the terminal shows it.
+// Text for people: aligned, within the width of the terminal, coloured where the terminal shows it.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,8 @@
 #include <string_view>
 #include <vector>
 
-inline constexpr size_t kTextWidth = 100;
+// How long a line may be: the terminal's width, or 100 columns elsewhere.
+size_t TextWidth();
 
 enum class Tone { Plain, Good, Bad, Strong, Faint };
 
@@ -29,6 +30,13 @@ std::string Counted(unsigned long long count, std::string_view one, std::string_
 
 // "17 B", "4.2 MiB".
 std::string InBytes(unsigned long long bytes);
+
+// A sentence in a tone, as lines within the width. What is data in it has been escaped.
+std::string Paragraph(const std::string& text, Tone tone = Tone::Plain);
+
+// "KIND: NAME" texts, or "KIND NAME" ones with the separator " ": one text a kind, in their order, its names joined
+// by commas. Where a table has many columns there, it stands with their number.
+std::vector<std::string> GroupedByKind(const std::vector<std::string>& texts, const std::string& separator);
 
 // Columns as wide as their widest cell, two blanks between them; the last one is wrapped at words within the
 // width. Cells are escaped here.

@@ -1,5 +1,5 @@
 // The reader of the history of upgrades, and what is told of its objects. Input: the file.
-#include "control/history_text.h"
+#include "control/upgrades.h"
 #include "fuzz/support/expect.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/tree.h"
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Expect(object.isObject(), "objects only");
         const RunTotals totals = TotalsOf(object);
         Expect(totals.failed <= totals.ran, "what failed has run");
-        (void)(WhatOf(object) + RestoredOf(object) + FailedRowsOf(object) + TextOf(object, "started"));
+        (void)(WhatOf(object) + RestoredOf(object) + FailedOf(object) + TextOf(object, "started"));
     }
     if (objects.empty() || JsonWrite(objects.back(), true, 15).empty())
         return 0;

@@ -16,7 +16,6 @@
 #include <set>
 #include <thread>
 
-#include "control/rehearse/file_rows.h"
 #include "platform/base/json.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"

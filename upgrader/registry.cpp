@@ -1,5 +1,6 @@
 #include "upgrader/registry.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "platform/package/counts.h"
@@ -58,4 +59,12 @@ const MigrationInfo& InfoOfRow(size_t row) {
 const char* StateName(MigrationState state) {
     static constexpr const char* kNames[] = {"body", "partial", "library", "flag", "empty"};
     return kNames[static_cast<size_t>(state)];
+}
+
+bool WorksOnOtherFiles(std::string_view name) {
+    static constexpr std::string_view kNames[] = {
+#define FILES(function) #function,
+#include "upgrader/registry.def"
+    };
+    return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
 }

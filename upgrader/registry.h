@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // One row: the migration runs when the old build lies strictly below the threshold, or always when the
 // threshold is 0. A migration returns 0 (or a positive value) for success and a negative value for failure.
@@ -41,3 +42,6 @@ const MigrationInfo& InfoOfRow(size_t row);
 
 // "body", "partial", "library", "flag" or "empty".
 const char* StateName(MigrationState state);
+
+// Whether the migration works on files that no copy of the databases and settings holds.
+bool WorksOnOtherFiles(std::string_view name);

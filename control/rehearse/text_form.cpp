@@ -1,8 +1,7 @@
-// A rehearsal as text.
+#include "control/rehearse/text_form.h"
+
 #include <utility>
 
-#include "control/commands.h"
-#include "control/names_text.h"
 #include "control/rehearse/page.h"
 #include "control/text.h"
 #include "platform/base/strings.h"
@@ -101,7 +100,7 @@ std::string PrintRows(const std::string& title, const Json::Value& rows) {
 
 }  // namespace
 
-std::string PrintRehearse(const Json::Value& result, const Arguments& /*arguments*/) {
+std::string RehearsalText(const Json::Value& result) {
     const int status = result["status"].asInt();
     std::string text = "Rehearsed on a copy: upgrade from build " +
                        std::to_string(result["old_build"].asUInt()) +

@@ -1,0 +1,30 @@
+#include "control/snapshot/command.h"
+
+#include "control/text.h"
+#include "platform/base/strings.h"
+#include "platform/base/vgprintf.h"
+
+Option PlaceOption(std::string* folder, const char* help) { return {"--to DIR", folder, help}; }
+
+Outcome Find(const std::string& folder, const std::string& name, SnapshotPlace& place, Snapshot& snapshot) {
+    std::string problem;
+    if (FindSnapshotPlace(folder, place, problem) || FindSnapshot(place, name, snapshot, problem))
+        return Outcome::Refused(problem);
+    return Outcome::Done({});
+}
+
+BytesOf ShowBytes(const char* what) {
+    return [what](uint64_t done, uint64_t all) {
+        SetProgressLine(StringPrintf("%s %3d %% of %s", what,
+                                     all == 0 ? 100 : static_cast<int>(done * 100 / all),
+                                     InBytes(all).c_str()));
+    };
+}
+
+std::string Described(const Json::Value& object) {
+    const auto text = [&object](const char* member) {
+        return object[member].isString() ? Escaped(object[member].asString()) : "?";
+    };
+    return text("name") + ", taken " + text("taken") + " from version " + text("version") + ", " +
+           InBytes(object["bytes"].asUInt64());
+}
