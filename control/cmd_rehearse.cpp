@@ -207,7 +207,7 @@ void CompareSettings(const std::string& path, const std::string& before, const s
     std::string content;
     for (const auto& [file, found] : {std::pair(before, &values[0]), std::pair(after, &values[1])})
         if (ReadWholeFile(file, content) > 0)
-            *found = AllValues(content);
+            *found = KeyValueText(content).All();
     std::map<std::string, std::string> keys = values[0];
     keys.insert(values[1].begin(), values[1].end());
     for (const auto& [key, any] : keys) {

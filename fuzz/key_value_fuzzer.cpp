@@ -53,29 +53,34 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string value = TakeLine(input);
     const std::string text(input);
 
-    const std::map<std::string, std::string> values = AllValues(text);
+    const KeyValueText file(text);
+    const std::map<std::string, std::string> values = file.All();
     for (const auto& [name, held] : values)
-        Expect(FindValue(text, name) == held, "all values are those that are found");
+        Expect(file.Find(name) == held, "all values are those that are found");
     for (const LineProblem& problem : FindLineProblems(text))
         Expect(!InWords(problem).empty() && problem.line > 0, "a problem has words and a line");
     if (!IsStorableKey(key)) {
-        Expect(!FindValue(text, key), "a key that cannot be stored has no value");
+        Expect(!file.Find(key), "a key that cannot be stored has no value");
         return 0;
     }
 
-    const std::string less = WithoutKeys(text, {key});
-    Expect(!FindValue(less, key), "a key that was removed is gone");
-    Expect(AllValues(less) == Without(values, key), "removing leaves the other keys");
+    const KeyChange removal{.file = {}, .key = key, .value = std::nullopt};
+    const std::string less = file.With({removal});
+    Expect(KeyValueText(less).Has(removal), "a key that was removed is gone");
+    Expect(KeyValueText(less).All() == Without(values, key), "removing leaves the other keys");
     Expect(AreLinesOf(WholeLines(less), WholeLines(text)), "removing leaves lines as they are");
     if (!values.contains(key))
         Expect(less == text, "removing what is not there changes nothing");
 
     if (!IsStorableValue(value))
         return 0;
-    const std::string edited = WithValue(text, key, value);
-    Expect(FindValue(edited, key) == value, "a value that was set reads back");
-    Expect(WithValue(edited, key, value) == edited, "setting it again changes nothing");
-    Expect(Without(AllValues(edited), key) == Without(values, key), "setting leaves the other keys");
+    const KeyChange change{.file = {}, .key = key, .value = value};
+    const std::string edited = file.With({change});
+    Expect(file.Has(change) == (edited == text), "what is there already is known");
+    const KeyValueText again(edited);
+    Expect(again.Find(key) == value, "a value that was set reads back");
+    Expect(again.With({change}) == edited, "setting it again changes nothing");
+    Expect(Without(again.All(), key) == Without(values, key), "setting leaves the other keys");
     Expect(DiffersInOneLine(edited, text), "setting changes one line");
     return 0;
 }

@@ -224,7 +224,7 @@ TEST_F(HostUserTest, FindsUsersOfTheTreeByUid) {
     for (const auto& [uid, name] :
          {Case{0, "root"}, {1000, "Jos\xc3\xa9 d'Or"}, {4294967295U, longName}, {12, "last"}}) {
         ORVAUSER* user = nullptr;
-        ASSERT_EQ(0, SDKUser::UserGetByUID(uid, user)) << uid;
+        ASSERT_EQ(1, SDKUser::UserGetByUID(uid, user)) << uid;
         EXPECT_EQ(name, user->name);
         SDKUser::UserFree(user);
         EXPECT_EQ(nullptr, user);
@@ -233,13 +233,20 @@ TEST_F(HostUserTest, FindsUsersOfTheTreeByUid) {
 
     ORVAUSER stale;
     ORVAUSER* user = &stale;
-    EXPECT_EQ(-1, SDKUser::UserGetByUID(10, user));
+    EXPECT_EQ(0, SDKUser::UserGetByUID(10, user));
     EXPECT_EQ(nullptr, user);
 }
 
 TEST_F(HostUserTest, TreeWithoutUsersHasNone) {
     ORVAUSER* user = nullptr;
+    EXPECT_EQ(0, SDKUser::UserGetByUID(0, user));
+}
+
+TEST_F(HostUserTest, AListThatCannotBeReadIsNotOneWithoutUsers) {
+    std::filesystem::create_directories(Path("/etc/passwd"));
+    ORVAUSER* user = nullptr;
     EXPECT_EQ(-1, SDKUser::UserGetByUID(0, user));
+    EXPECT_EQ(nullptr, user);
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ protected:
 
     static std::string PasswdName(unsigned uid) {
         ORVAUSER* user = nullptr;
-        const std::string name = SDKUser::UserGetByUID(uid, user) == 0 ? user->name : "(none)";
+        const std::string name = SDKUser::UserGetByUID(uid, user) == 1 ? user->name : "(none)";
         SDKUser::UserFree(user);
         return name;
     }

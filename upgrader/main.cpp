@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/base/vgprintf.h"
 #include "platform/settings/settings.h"
@@ -60,8 +61,14 @@ bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// A stamp that cannot be written changes nothing; the library has logged it.
-void StampVersion() { (void)SetSettingConfValue("vg_upgrader_version", GetVGPkgVersion(true)); }
+// A stamp that cannot be written changes nothing; the library has logged it. Nor does one that is not known.
+void StampVersion() {
+    std::string version;
+    if (FindVGPkgVersion(version) == 0)
+        (void)SetSettingConfValue("vg_upgrader_version", version);
+    else
+        UPG_LOG("No version is stamped, since %s cannot be read.\n", ResolvePath(kPackageConf).c_str());
+}
 
 void LogDiskNeeds(const Plan& plan, const LogSite& site) {
     for (const DiskNeed& disk : plan.disk)

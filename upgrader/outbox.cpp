@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/base/first_change.h"
+#include "platform/settings/settings_files.h"
 #include "upgrader/log.h"
 
 namespace {
@@ -32,7 +33,7 @@ int DeliverKeys(const std::vector<KeyChange>& owed, std::string& strike) {
         byFile[change.file].push_back(change);
     int result = 0;
     for (const auto& [file, changes] : byFile) {
-        if (PendingKeys::Apply(changes)) {
+        if (SettingsFiles::Current().Apply(changes)) {
             UPG_LOG(kStaysOwed, ("keys of " + file).c_str());
             result = -1;
         } else {
@@ -137,16 +138,16 @@ int DeliverEntries(const Record::Facts& facts, std::string& strike) {
 
 void Outbox::Collect(const std::vector<KeyChange>& owed) {
     Stop();
-    PendingKeys::Collect(owed);
+    SettingsFiles::Current().Collect(owed);
 }
 
 void Outbox::Stop() {
-    PendingKeys::Stop();
+    SettingsFiles::Current().Stop();
     (void)VGLogTake();  // forgotten
 }
 
 int Outbox::Note() {
-    const std::vector<KeyChange> keys = PendingKeys::Take();
+    const std::vector<KeyChange> keys = SettingsFiles::Current().Take();
     const std::vector<UserLogEntry> entries = VGLogTake();
     if (keys.empty() && entries.empty())
         return 0;
@@ -173,8 +174,8 @@ std::string Outbox::PlaceSql() {
 }
 
 void Outbox::WriteDirectly() {
-    if (const std::vector<KeyChange> keys = PendingKeys::Take(); !keys.empty())
-        (void)PendingKeys::Apply(keys);  // logged there
+    if (const std::vector<KeyChange> keys = SettingsFiles::Current().Take(); !keys.empty())
+        (void)SettingsFiles::Current().Apply(keys);  // logged there
     const std::vector<UserLogEntry> entries = VGLogTake();
     if (!entries.empty() && (VGLogFind() <= 0 || VGLogWrite(entries)))
         LogLost(entries.size());

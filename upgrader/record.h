@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/package/vglog.h"
-#include "platform/settings/pending_keys.h"
+#include "platform/settings/key_value_text.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace Record {

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <filesystem>
 #include <mutex>
 #include <thread>
@@ -23,6 +22,7 @@
 #include "platform/base/strings.h"
 #include "platform/base/vgprintf.h"
 #include "platform/files/attributes.h"
+#include "platform/files/copy.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 
@@ -79,48 +79,6 @@ void RemoveLeftovers(const Folder& place) {
             (void)VGFolderRemove(place.PathOf(name));  // what stays is logged, and in nobody's way
     }
 }
-
-// Copies all below a folder, with owners, modes and times of the files.
-class FolderCopy {
-public:
-    bool Run(const std::string& from, const std::string& to) {
-        return Add(Folder::Open(from), Folder::Open(to)) && !CopyFiles(m_copies, [](uint64_t) {});
-    }
-
-private:
-    bool Add(Folder from, Folder to) {
-        std::vector<std::string> names;
-        if (!from || !to || !from.List(names))
-            return false;
-        m_folders.push_back(std::move(to));
-        const Folder& target = m_folders.back();
-        for (const std::string& name : names) {
-            struct stat status {};
-            if (!from.Stat(name, status))
-                return false;
-            if (S_ISDIR(status.st_mode)) {
-                Folder below = from.OpenFolder(name);
-                if (!below || mkdirat(target.Fd(), name.c_str(), kFolderMode) != 0)
-                    return false;
-                Folder made = target.OpenFolder(name);
-                if (!made || !CopyOwnerAndMode(below.Fd(), status, made.Fd()) ||
-                    !Add(std::move(below), std::move(made)))
-                    return false;
-            } else {
-                m_files.push_back(from.OpenFile(name));
-                if (!m_files.back())
-                    return false;
-                m_copies.push_back(
-                    {.from = m_files.back().Get(), .to = &target, .name = name, .isKept = false});
-            }
-        }
-        return true;
-    }
-
-    std::deque<Folder> m_folders;
-    std::deque<UniqueFd> m_files;
-    std::vector<FileCopy> m_copies;
-};
 
 // Makes a folder of the copy, and those above it, as they are on the system; 0755 where there is none.
 bool MakeFolderOf(const std::string& root, const std::string& path) {
@@ -215,7 +173,7 @@ int Rehearsal::MakeFolder(const std::string& place, std::string& problem) {
     g_folder = m_folder = path;
     m_lock = UniqueFd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_lock || (flock(m_lock.Get(), LOCK_EX | LOCK_NB) != 0 && !IsNotSupported(errno)) ||
-        mkdir(Before().c_str(), kFolderMode) != 0 || mkdir(After().c_str(), kFolderMode) != 0) {
+        mkdir(Before().c_str(), kFolderMode) != 0) {
         problem = Reason(m_folder);
         return -1;
     }
@@ -235,19 +193,19 @@ int Rehearsal::CopyTwice(uint64_t room, std::chrono::milliseconds patience, std:
         return -1;
 
     const Folder before = Folder::Open(Before());
-    const Folder after = Folder::Open(After());
+    const Folder both = Folder::Open(m_folder);
     bool shares = false;
     for (const TreeCopy::File& file : copy.files) {
         const UniqueFd open = file.bytes > 0 ? before.OpenFile(file.path) : UniqueFd();
         if (!open)
             continue;
-        shares = CanShareBlocks(open.Get(), after);
+        shares = CanShareBlocks(open.Get(), both);
         break;
     }
-    problem = FindRoom(after, room + (shares ? 0 : copy.bytes));
+    problem = FindRoom(both, room + (shares ? 0 : copy.bytes));
     if (!problem.empty())
         return -1;
-    if (!FolderCopy().Run(Before(), After())) {
+    if (CopyEntry(both, "before", both, "after", EntryCopy::Passing)) {
         problem = Reason("Cannot copy to " + After());
         return -1;
     }

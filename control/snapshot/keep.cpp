@@ -9,6 +9,7 @@
 #include <map>
 
 #include "control/snapshot/sha256.h"
+#include "control/snapshot/sums.h"
 #include "control/snapshot/tree_copy.h"
 #include "platform/base/local_time.h"
 #include "platform/files/file_replacement.h"

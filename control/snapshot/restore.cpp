@@ -12,6 +12,7 @@
 #include <set>
 #include <vector>
 
+#include "control/snapshot/sums.h"
 #include "control/snapshot/tree_copy.h"
 #include "control/snapshot/tree_files.h"
 #include "platform/base/local_time.h"
@@ -161,24 +162,24 @@ private:
 
     bool CopyBeside() {
         uint64_t done = 0;
-        std::vector<FileCopy> copies;
-        for (const File& file : m_files)
-            copies.push_back({.from = file.source.Get(), .to = file.folder, .name = file.name + kBeside});
-        const FileCopy* const failed = CopyFiles(copies, [&](uint64_t bytes) {
+        const auto progress = [&](uint64_t bytes) {
             done += bytes;
             if (m_progress)
                 m_progress(done, m_snapshot.bytes);
-        });
-        if (failed) {
-            errno = failed->error;
-            return Fail(Reason("Cannot copy to " + failed->to->PathOf(failed->name)));
+        };
+        std::vector<UniqueFd> copies;
+        for (const File& file : m_files) {
+            std::string sum;
+            copies.push_back(
+                CopyWithSum(file.source.Get(), *file.folder, file.name + kBeside, progress, sum));
+            if (!copies.back())
+                return Fail(Reason("Cannot copy to " + file.folder->PathOf(file.name + kBeside)));
+            if (sum != file.sum)
+                return Fail("The snapshot is damaged: " + file.path + " is not what it was");
         }
         for (size_t i = 0; i < copies.size(); ++i)
-            if (copies[i].sum != m_files[i].sum)
-                return Fail("The snapshot is damaged: " + m_files[i].path + " is not what it was");
-        for (const FileCopy& one : copies)
-            if (!Flush(one.copy.Get()))
-                return Fail(Reason("Cannot flush " + one.to->PathOf(one.name)));
+            if (!Flush(copies[i].Get()))
+                return Fail(Reason("Cannot flush " + m_files[i].folder->PathOf(m_files[i].name + kBeside)));
         return FlushFolders();
     }
 

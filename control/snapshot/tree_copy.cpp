@@ -9,10 +9,12 @@
 #include <filesystem>
 #include <map>
 
+#include "control/snapshot/sums.h"
 #include "control/snapshot/tree_files.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/files/attributes.h"
+#include "platform/files/copy.h"
 
 namespace fs = std::filesystem;
 
@@ -108,27 +110,28 @@ private:
 
     bool CopyAll() {
         uint64_t done = 0;
+        const auto progress = [&](uint64_t bytes) {
+            done += bytes;
+            if (m_way.progress)
+                m_way.progress(done, m_copy.bytes);
+        };
         for (const Source& source : m_sources) {
             const fs::path path = source.path;
             const Folder* const folder = FolderFor(path.parent_path());
             if (!folder)
                 return false;
-            m_copies.push_back(
-                {.from = source.fd, .to = folder, .name = path.filename(), .isKept = m_way.durable});
+            const std::string name = path.filename();
+            std::string sum;
+            UniqueFd copy = m_way.durable ? CopyWithSum(source.fd, *folder, name, progress, sum)
+                                          : CopyFile(source.fd, *folder, name);
+            if (!copy)
+                return Fail(Reason("Cannot copy " + folder->PathOf(name)));
+            const auto bytes = static_cast<uint64_t>(source.status.st_size);
+            if (!m_way.durable)
+                progress(bytes);
+            m_copy.files.push_back({.path = source.path.substr(1), .sum = sum, .bytes = bytes});
+            m_copies.push_back(std::move(copy));
         }
-        const FileCopy* const failed = CopyFiles(m_copies, [&](uint64_t bytes) {
-            done += bytes;
-            if (m_way.progress)
-                m_way.progress(done, m_copy.bytes);
-        });
-        if (failed) {
-            errno = failed->error;
-            return Fail(Reason("Cannot copy " + failed->to->PathOf(failed->name)));
-        }
-        for (size_t i = 0; i < m_sources.size(); ++i)
-            m_copy.files.push_back({.path = m_sources[i].path.substr(1),
-                                    .sum = m_copies[i].sum,
-                                    .bytes = static_cast<uint64_t>(m_sources[i].status.st_size)});
         return true;
     }
 
@@ -153,8 +156,8 @@ private:
     }
 
     bool Flush() {
-        for (const FileCopy& one : m_copies)
-            if (!::Flush(one.copy.Get()))
+        for (const UniqueFd& one : m_copies)
+            if (!::Flush(one.Get()))
                 return Fail(Reason("Cannot flush the copy"));
         for (const auto& [path, folder] : m_folders)
             if (!folder.Sync())
@@ -169,7 +172,7 @@ private:
     std::vector<UniqueFd> m_open;
     std::vector<Source> m_sources;
     std::map<std::string, Folder> m_folders;  // of the copy, by the package's path
-    std::vector<FileCopy> m_copies;           // of the sources
+    std::vector<UniqueFd> m_copies;           // not yet flushed
 };
 
 }  // namespace

@@ -3,10 +3,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "control/snapshot/file_copy.h"
+#include "platform/files/folder.h"
 #include "platform/vgdb/held_databases.h"
 
 struct TreeCopyWay {

@@ -12,10 +12,13 @@
 int OpenForAppend(std::string_view absolutePath, int access) {
     // Not blocking, since nothing may read from a FIFO in the file's place.
     const int flags = access | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    const int fd = open(ResolvePath(absolutePath).c_str(), flags);
+    std::string path;
+    if (ResolveForWriting(absolutePath, path))
+        return -1;
+    const int fd = open(path.c_str(), flags | O_NOFOLLOW);
     if (fd >= 0 || errno != ENOENT)
         return fd;
-    const std::string path = ResolveEntry(absolutePath);
+    path = ResolveEntry(absolutePath);
     std::error_code ignored;  // the open tells
     {
         const UmaskScope mask(0022);

@@ -11,7 +11,7 @@ unsigned g_diskErrors = 0;
 void NoteDiskError() { ++g_diskErrors; }
 
 void NoteErrno(int error) {
-    if (error == EIO)
+    if (error == EIO || error == ENFILE || error == EMFILE || error == ENOMEM)
         NoteDiskError();
 }
 

@@ -1,11 +1,11 @@
-// Whether the disk has failed this process. What a failing disk has stopped can be tried once more; what
-// failed for another reason would only fail again.
+// Whether something that may pass has failed this process: the disk, or a lack of descriptors or memory. What it has
+// stopped can be tried once more; what failed for another reason would only fail again.
 #pragma once
 
 void NoteDiskError();
 
-// Notes a disk error when the errno value is one.
+// The same when the errno value is such an error.
 void NoteErrno(int error);
 
-// How often the disk has failed so far.
+// How often that has been so far.
 unsigned DiskErrors();

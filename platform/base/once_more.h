@@ -3,8 +3,8 @@
 
 #include "platform/base/disk_error.h"
 
-// Runs a call that gives 0 on success. When it fails and the disk has failed meanwhile (see disk_error.h), it
-// is run once more: a disk may fail for a moment.
+// Runs a call that gives 0 on success. When it fails and something that may pass has failed meanwhile (see
+// disk_error.h), it is run once more.
 template <class Call>
 int OnceMore(Call call) {
     const unsigned before = DiskErrors();

@@ -1,5 +1,6 @@
 #include "platform/base/paths.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -48,7 +49,15 @@ std::string Unreachable(std::string_view absolutePath) {
     return path.append(absolutePath.substr(absolutePath.rfind('/')));
 }
 
-std::string Resolve(std::string_view absolutePath, bool followsLast) {
+bool BelongsToUs(const std::string& link) {
+    struct stat status {};
+    return lstat(link.c_str(), &status) == 0 && (status.st_uid == 0 || status.st_uid == geteuid());
+}
+
+enum class LastLink { Stays, IsFollowed, IsFollowedWhenOurs };
+
+// '' for a link that is not followed although it should be.
+std::string Resolve(std::string_view absolutePath, LastLink last) {
     std::string resolved;            // below the prefix and free of links
     std::string rest(absolutePath);  // still to be looked at
     for (int links = 0; !rest.empty();) {
@@ -65,13 +74,16 @@ std::string Resolve(std::string_view absolutePath, bool followsLast) {
         }
         const std::string entry = resolved + '/' + name;
         std::string target;
-        const int isLink = followsLast || !rest.empty() ? ReadLink(SysRoot() + entry, target) : 0;
+        const bool isLast = rest.empty();
+        const int isLink = last == LastLink::Stays && isLast ? 0 : ReadLink(SysRoot() + entry, target);
         if (isLink < 0 || (isLink > 0 && ++links > kMaxLinks))
             return Unreachable(absolutePath);
         if (isLink == 0) {
             resolved = entry;
             continue;
         }
+        if (isLast && last == LastLink::IsFollowedWhenOurs && !BelongsToUs(SysRoot() + entry))
+            return "";
         if (target.starts_with('/'))
             resolved.clear();
         rest.insert(0, target);
@@ -83,6 +95,13 @@ std::string Resolve(std::string_view absolutePath, bool followsLast) {
 
 bool HasSysRoot() { return !SysRoot().empty(); }
 
-std::string ResolvePath(std::string_view absolutePath) { return Resolve(absolutePath, true); }
+std::string ResolvePath(std::string_view absolutePath) { return Resolve(absolutePath, LastLink::IsFollowed); }
 
-std::string ResolveEntry(std::string_view absolutePath) { return Resolve(absolutePath, false); }
+std::string ResolveEntry(std::string_view absolutePath) { return Resolve(absolutePath, LastLink::Stays); }
+
+int ResolveForWriting(std::string_view absolutePath, std::string& path) {
+    path = Resolve(absolutePath, LastLink::IsFollowedWhenOurs);
+    if (path.empty())
+        errno = EPERM;
+    return path.empty() ? -1 : 0;
+}

@@ -28,7 +28,12 @@ bool HasSysRoot();
 // one that the system refuses as too long whatever is done with it: it leads nowhere, and does not look like
 // a file that is missing.
 //
-// Every path that reaches a system call has gone through here or ResolveEntry exactly once.
+// The same as ResolvePath for a path that is about to be written: a link in its last place is followed only when it
+// belongs to root or to the user who runs the program, since anybody else could lead it anywhere. Returns 0; -1 with
+// EPERM.
+[[nodiscard]] int ResolveForWriting(std::string_view absolutePath, std::string& path);
+
+// Every path that reaches a system call has gone through one of these functions exactly once.
 std::string ResolvePath(std::string_view absolutePath);
 
 // The same, with the last component left as it is, link or not; with a "/" behind it, it is followed too.

@@ -11,13 +11,16 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/library_log.h"
+#include "platform/base/once_more.h"
 #include "platform/base/paths.h"
 
 namespace {
 
 constexpr std::string_view kPasswd = "/etc/passwd";
 
-std::optional<std::string> NameInSystem(uid_t uid) {
+// Each returns 0, also when there is no such user, or -1 and errno.
+int FindInSystem(uid_t uid, std::optional<std::string>& name) {
     std::vector<char> buffer(1024);
     passwd entry{};
     passwd* found = nullptr;
@@ -27,9 +30,12 @@ std::optional<std::string> NameInSystem(uid_t uid) {
         if (error == ERANGE)
             buffer.resize(buffer.size() * 2);
     }
-    if (error != 0 || !found)
-        return std::nullopt;
-    return found->pw_name;
+    if (error == 0 && found)
+        name = found->pw_name;
+    errno = error;
+    // Some databases answer so when they know no such user.
+    const bool isNone = error == ENOENT || error == ESRCH || error == EBADF || error == EPERM;
+    return error == 0 || isNone ? 0 : -1;
 }
 
 struct CloseStream {
@@ -37,16 +43,21 @@ struct CloseStream {
 };
 
 // The + and - lines of network databases are no users.
-std::optional<std::string> NameInFile(const std::string& path, uid_t uid) {
+int FindInFile(const std::string& path, uid_t uid, std::optional<std::string>& name) {
     // Not blocking, since a FIFO in the file's place would stop the upgrade for good.
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (fd < 0)
-        return std::nullopt;
+        return errno == ENOENT || errno == ENOTDIR ? 0 : -1;
     const std::unique_ptr<std::FILE, CloseStream> file(fdopen(fd, "r"));
-    while (const passwd* const entry = file ? fgetpwent(file.get()) : nullptr)
-        if (entry->pw_uid == uid && !std::strchr("+-", entry->pw_name[0]))
-            return entry->pw_name;
-    return std::nullopt;
+    if (!file)
+        return -1;
+    while (const passwd* const entry = fgetpwent(file.get())) {
+        if (entry->pw_uid == uid && !std::strchr("+-", entry->pw_name[0])) {
+            name = entry->pw_name;
+            return 0;
+        }
+    }
+    return std::ferror(file.get()) ? -1 : 0;
 }
 
 }  // namespace
@@ -55,12 +66,16 @@ namespace SDKUser {
 
 int UserGetByUID(unsigned int uid, ORVAUSER*& user) {
     user = nullptr;
-    std::optional<std::string> name =
-        HasSysRoot() ? NameInFile(ResolvePath(kPasswd), uid) : NameInSystem(uid);
-    if (!name)
-        return -1;
+    std::optional<std::string> name;
+    const int failed = OnceMore([&] {
+        const int result =
+            HasSysRoot() ? FindInFile(ResolvePath(kPasswd), uid, name) : FindInSystem(uid, name);
+        return result ? LogErrno("look up a user in", std::string(kPasswd)) : 0;
+    });
+    if (failed || !name)
+        return failed ? -1 : 0;
     user = new ORVAUSER{std::move(*name), uid};
-    return 0;
+    return 1;
 }
 
 void UserFree(ORVAUSER*& user) {

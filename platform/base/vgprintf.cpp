@@ -130,5 +130,6 @@ int LogErrno(const char* what, const std::string& path, int line, const char* fu
     const int error = errno;
     NoteErrno(error);
     LibraryLog(line, function, "Failed to %s %s. [%s]\n", what, path.c_str(), std::strerror(error));
+    errno = error;  // the caller may tell it too
     return -1;
 }

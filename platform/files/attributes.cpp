@@ -3,6 +3,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -29,6 +30,14 @@ void CopyExtendedAttributes(int from, int to) {
     }
 }
 
+// What the folder's default access list has given to a new entry, before its mode makes any of it count.
+bool DropInheritedAccess(int fd) {
+    for (const char* const name : {"system.posix_acl_access", "system.posix_acl_default"})
+        if (fremovexattr(fd, name) != 0 && errno != ENODATA && errno != ENOTSUP && errno != EINVAL)
+            return false;
+    return true;
+}
+
 }  // namespace
 
 // The owner first: a change of owner clears the set-id bits of the mode.
@@ -39,7 +48,7 @@ bool CopyOwnerAndMode(int from, const struct stat& status, int to) {
     if ((own.st_uid != status.st_uid || own.st_gid != status.st_gid) &&
         fchown(to, status.st_uid, status.st_gid) != 0)
         return false;
-    if (fchmod(to, status.st_mode & 07777) != 0)
+    if (!DropInheritedAccess(to) || fchmod(to, status.st_mode & 07777) != 0)
         return false;
     CopyExtendedAttributes(from, to);
     return true;

@@ -67,6 +67,8 @@ bool FileReplacement::Write(std::string_view content, const UniqueFd& oldFile, m
     return fstat(oldFile.Get(), &old) == 0 && CopyOwnerAndMode(oldFile.Get(), old, m_file.Get());
 }
 
+bool FileReplacement::Append(std::string_view content) { return IsOurs() && WriteAll(m_file.Get(), content); }
+
 bool FileReplacement::FlushContent() { return Flush(m_file.Get()); }
 
 bool FileReplacement::Rename() {

@@ -28,6 +28,9 @@ public:
     // owner, mode, access lists and other attributes of the old one, or gets the mode where there is none.
     bool Write(std::string_view content, const UniqueFd& oldFile, mode_t modeOfNew);
 
+    // Writes more behind what was written.
+    bool Append(std::string_view content);
+
     // Brings what was written to the disk.
     bool FlushContent();
 

@@ -13,7 +13,7 @@
 #include "platform/base/first_change.h"
 #include "platform/base/library_log.h"
 #include "platform/base/umask_scope.h"
-#include "platform/files/copy_entry.h"
+#include "platform/files/copy.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "platform/files/rename_entry.h"

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -43,15 +44,18 @@ bool Keep(std::map<Key, Waiting>& waiting, const Key& key, const Folder& folder,
 template <class Key>
 int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
     int result = 0;
-    for (const auto& [key, one] : std::exchange(waiting, {})) {
+    for (auto next = waiting.begin(); next != waiting.end();) {
+        const Waiting& one = next->second;
         const auto call = [&, fd = one.folder.Get()] {
             if (flush(fd))
                 return 0;
             NoteErrno(errno);
             return -1;
         };
-        if (OnceMore(call))
+        const bool failed = OnceMore(call) != 0;
+        if (failed)
             result = LogErrno("flush", one.path);
+        next = failed ? std::next(next) : waiting.erase(next);
     }
     return result;
 }

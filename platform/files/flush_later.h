@@ -11,5 +11,5 @@ bool FlushLater(const Folder& folder);
 bool FlushFileSystemLater(const Folder& folder);
 
 // Flushes what waits. A program calls it before it notes elsewhere that the changes are made. Returns 0, or -1 when
-// something could not be flushed (logged).
+// something could not be flushed (logged), which then still waits.
 [[nodiscard]] int VGFilesFlush();

@@ -1,27 +1,19 @@
 #include "platform/settings/key_value_file.h"
 
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "platform/base/library_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
-#include "platform/files/file_io.h"
-#include "platform/settings/collected_keys.h"
 #include "platform/settings/key_value_text.h"
-#include "platform/settings/settings_file.h"
+#include "platform/settings/settings_files.h"
 
 int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool /*reserved*/) {
-    const std::string_view name = OrEmpty(key);
     std::optional<std::string> found;
-    if (const KeyChange* const change = CollectedKeys::Find(path, name)) {
-        found = change->value;
-    } else {
-        std::string content;
-        if (ReadWholeFile(ResolvePath(path), content) < 0)
-            return -1;
-        found = FindValue(content, name);
-    }
+    if (SettingsFiles::Current().Find(path, OrEmpty(key), found))
+        return -1;
     if (!found)
         return 0;
     value = std::move(*found);
@@ -29,11 +21,7 @@ int VGFileGetVal(std::string_view path, const char* key, std::string& value, boo
 }
 
 int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values) {
-    std::string content;
-    if (ReadWholeFile(ResolvePath(path), content) < 0)
-        return -1;
-    values = AllValues(WithChanges(std::move(content), CollectedKeys::Of(path)));
-    return 0;
+    return SettingsFiles::Current().FindAll(path, values);
 }
 
 int VGFileSetVal(std::string_view path, const char* key, const char* value, bool /*reserved1*/,
@@ -55,7 +43,7 @@ int VGFileStoreVal(std::string_view path, const char* key, const std::string& va
                    ResolvePath(file).c_str());
         return -1;
     }
-    return CollectedKeys::Write(file, {{.file = file, .key = name, .value = value}});
+    return SettingsFiles::Current().Write(file, {{.file = file, .key = name, .value = value}});
 }
 
 int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, bool /*reserved*/) {
@@ -69,5 +57,5 @@ int VGFileRemoveKeys(std::string_view path, const std::set<std::string>& keys, b
         }
         changes.push_back({.file = file, .key = key, .value = std::nullopt});
     }
-    return CollectedKeys::Write(file, changes);
+    return SettingsFiles::Current().Write(file, changes);
 }

@@ -8,16 +8,12 @@
 // A key is not empty, does not begin with # and has no blanks, quotes, = or control characters; a value has
 // no line break (LF or CR) and no NUL. No file holds another key; another key or value is not written.
 //
-// Writing. The writer holds the file's lock, replaces the file as a whole (temporary file in the same folder
-// with the old one's mode and owner, flushed, renamed, folder flushed) and changes nothing when there is
-// nothing to change. A process killed at any instant leaves the old file or the new one. Of a symbolic link
-// the target is replaced.
 // A file that does not exist is created by the first write, with mode 0644; it reads as empty. Its folder is
-// not created.
+// not created. A write changes nothing when there is nothing to change; how it changes a file, and when keys are
+// collected instead, is told in settings_files.h. A process killed at any instant leaves the old file or the new one.
 //
-// Where the disk fails for a moment, a read or a write is tried once more. While keys are collected (see
-// pending_keys.h), writes change no file. Paths are absolute paths of the package, which the library resolves.
-// Failures are logged here, never with a value.
+// Where the disk fails for a moment, a read or a write is tried once more. Paths are absolute paths of the package,
+// which the library resolves. Failures are logged here, never with a value.
 #pragma once
 
 #include <map>

@@ -1,6 +1,8 @@
 #include "platform/settings/key_value_text.h"
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 namespace {
 
@@ -66,16 +68,6 @@ std::optional<std::string> Unquoted(std::string_view text) {
 // something follows it) is an unquoted value like any other.
 std::string DecodeValue(std::string_view text) { return Unquoted(text).value_or(std::string(text)); }
 
-void AppendPair(std::string& text, std::string_view key, std::string_view value) {
-    text.append(key).append("=\"");
-    for (const char c : value) {
-        if (c == '"' || c == '\\')
-            text += '\\';
-        text += c;
-    }
-    text += '"';
-}
-
 bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
 }  // namespace
@@ -90,62 +82,88 @@ bool IsStorableValue(std::string_view value) {
     return value.find_first_of(std::string_view("\n\r\0", 3)) == std::string_view::npos;
 }
 
-std::optional<std::string> FindValue(std::string_view text, std::string_view key) {
-    if (!IsStorableKey(key))
-        return std::nullopt;
-    for (Line line; NextLine(text, line);) {
-        if (line.key == key)
-            return DecodeValue(line.value);
+std::string KeyValueLine(std::string_view key, std::string_view value) {
+    std::string line(key);
+    line += "=\"";
+    for (const char c : value) {
+        if (c == '"' || c == '\\')
+            line += '\\';
+        line += c;
     }
-    return std::nullopt;
+    return line += '"';
 }
 
-std::map<std::string, std::string> AllValues(std::string_view text) {
-    std::map<std::string, std::string> values;
-    for (Line line; NextLine(text, line);) {
-        if (IsStorableKey(line.key))
-            values.try_emplace(std::string(line.key), DecodeValue(line.value));
+KeyValueText::KeyValueText(std::string text) : m_text(std::move(text)) {
+    std::string_view rest = m_text;
+    for (Line line; NextLine(rest, line);) {
+        if (!IsStorableKey(line.key))
+            continue;
+        const auto [held, isNew] = m_keys.try_emplace(line.key, Held{.value = line.value});
+        held->second.isRepeated = held->second.isRepeated || !isNew;
     }
+}
+
+std::optional<std::string> KeyValueText::Find(std::string_view key) const {
+    const auto held = m_keys.find(key);
+    if (held == m_keys.end())
+        return std::nullopt;
+    return DecodeValue(held->second.value);
+}
+
+std::map<std::string, std::string> KeyValueText::All() const {
+    std::map<std::string, std::string> values;
+    for (const auto& [key, held] : m_keys)
+        values.emplace(key, DecodeValue(held.value));
     return values;
 }
 
-std::string WithValue(std::string_view text, std::string_view key, std::string_view value) {
-    std::string result;
-    result.reserve(text.size() + key.size() + value.size() + 8);
-    bool stands = false;
-    std::string_view lineBreak;
-    for (Line line; NextLine(text, line);) {
-        if (lineBreak.empty())
-            lineBreak = line.ending;
-        if (line.key != key) {
-            result += line.whole;
-        } else if (!stands) {
-            stands = true;
-            if (DecodeValue(line.value) == value) {
-                result += line.whole;
-            } else {
-                AppendPair(result, key, value);
-                result += line.ending;
-            }
-        }
-    }
-    if (!stands) {
-        if (lineBreak != "\r\n")
-            lineBreak = "\n";
-        if (!result.empty() && !result.ends_with('\n'))
-            result += lineBreak;
-        AppendPair(result, key, value);
-        result += lineBreak;
-    }
-    return result;
+bool KeyValueText::Has(const KeyChange& change) const {
+    const auto held = m_keys.find(change.key);
+    if (held == m_keys.end() || !change.value)
+        return held == m_keys.end() && !change.value;
+    return !held->second.isRepeated && DecodeValue(held->second.value) == *change.value;
 }
 
-std::string WithoutKeys(std::string_view text, const std::set<std::string>& keys) {
+std::string KeyValueText::With(const std::vector<KeyChange>& changes) const {
+    struct Wanted {
+        const std::optional<std::string>* value;
+        bool stands = false;
+    };
+    std::unordered_map<std::string_view, Wanted> wanted;
+    size_t room = m_text.size();
+    for (const KeyChange& change : changes) {
+        wanted[change.key].value = &change.value;
+        room += change.key.size() + change.value.value_or("").size() + 8;
+    }
     std::string result;
-    result.reserve(text.size());
-    for (Line line; NextLine(text, line);) {
-        if (!keys.contains(std::string(line.key)))
+    result.reserve(room);
+    std::string_view lineBreak;
+    std::string_view rest = m_text;
+    for (Line line; NextLine(rest, line);) {
+        if (lineBreak.empty())
+            lineBreak = line.ending;
+        const auto change = wanted.find(line.key);
+        if (change == wanted.end()) {
             result += line.whole;
+            continue;
+        }
+        const std::optional<std::string>& value = *change->second.value;
+        if (!value || std::exchange(change->second.stands, true))
+            continue;
+        if (DecodeValue(line.value) == *value)
+            result += line.whole;
+        else
+            result.append(KeyValueLine(line.key, *value)).append(line.ending);
+    }
+    if (lineBreak != "\r\n")
+        lineBreak = "\n";
+    for (const KeyChange& change : changes) {
+        Wanted& one = wanted.at(change.key);
+        if (!*one.value || std::exchange(one.stands, true))
+            continue;
+        if (!result.empty() && !result.ends_with('\n'))
+            result += lineBreak;
+        result.append(KeyValueLine(change.key, **one.value)).append(lineBreak);
     }
     return result;
 }

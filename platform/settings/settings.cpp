@@ -55,9 +55,16 @@ int SetSettingEnabled(const char* key, bool value, bool /*reserved*/) {
 
 std::string Bool2String(bool value) { return value ? "true" : "false"; }
 
+int FindVGPkgVersion(std::string& version) {
+    version.clear();
+    const int found = VGFileGetVal(kPackageConf, "version", version);
+    if (version.empty())
+        version = kBuiltVersion;
+    return found < 0 ? -1 : 0;
+}
+
 std::string GetVGPkgVersion(bool withBuild) {
     std::string version;
-    if (VGFileGetVal(kPackageConf, "version", version) <= 0 || version.empty())
-        version = kBuiltVersion;
+    (void)FindVGPkgVersion(version);
     return withBuild ? version : version.substr(0, version.rfind('-'));
 }

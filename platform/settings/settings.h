@@ -31,6 +31,10 @@ std::string Bool2String(bool value);
 // The package version that this build is part of.
 extern const char* const kBuiltVersion;
 
-// The version of the installed package ("9.2.9-9760"; without the build number when withBuild is false):
-// the key "version" of package.conf, or the version compiled in when the file does not tell.
+// The version of the installed package ("9.2.9-9760"): the key "version" of package.conf, or the version compiled in
+// when the file does not tell. Returns 0; -1 (logged) when the file cannot be read.
+[[nodiscard]] int FindVGPkgVersion(std::string& version);
+
+// The same for those who only show it, without the build number when withBuild is false; the version compiled in also
+// when the file cannot be read.
 std::string GetVGPkgVersion(bool withBuild);

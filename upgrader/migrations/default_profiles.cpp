@@ -80,7 +80,10 @@ int NameUserProfiles(LogSite site = LogSite::Here()) {
         if (names.empty() && LoadNames(names, site))
             return -1;
         ORVAUSER* user = nullptr;
-        if (SDKUser::UserGetByUID(uid, user)) {
+        const int found = SDKUser::UserGetByUID(uid, user);
+        if (found < 0)
+            return -1;  // logged; who cannot be asked for is not absent
+        if (found == 0) {
             LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
             continue;
         }

@@ -1,6 +1,8 @@
-#include "platform/files/copy_entry.h"
+#include "platform/files/copy.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -14,21 +16,10 @@
 
 namespace {
 
-constexpr size_t kBlockSize = 256 * 1024;
+constexpr size_t kBlockSize = 1024 * 1024;
 
 int LogNotCopied(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName) {
     return LogErrno("copy", from.PathOf(name) + " to " + to.PathOf(copyName));
-}
-
-bool CopyContent(int from, int to) {
-    std::vector<char> block(kBlockSize);
-    for (;;) {
-        const ssize_t count = ReadBlock(from, block);
-        if (count <= 0)
-            return count == 0;
-        if (!WriteAll(to, {block.data(), static_cast<size_t>(count)}))
-            return false;
-    }
 }
 
 bool CopyAttributes(int from, const struct stat& status, int to) {
@@ -47,14 +38,14 @@ bool IsUnchanged(int fd, const struct stat& before) {
     return false;
 }
 
-bool CopyFile(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName) {
+bool CopyOpenFile(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName,
+                  EntryCopy how) {
     const UniqueFd source = from.OpenFile(name);
     struct stat status {};
     if (!source || fstat(source.Get(), &status) != 0)
         return false;
-    const UniqueFd copy(openat(to.Fd(), copyName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    return copy && CopyContent(source.Get(), copy.Get()) && IsUnchanged(source.Get(), status) &&
-           CopyAttributes(source.Get(), status, copy.Get()) && Flush(copy.Get());
+    const UniqueFd copy = CopyFile(source.Get(), to, copyName);
+    return copy && (how == EntryCopy::Passing || (IsUnchanged(source.Get(), status) && Flush(copy.Get())));
 }
 
 bool CopyLink(const Folder& from, const std::string& name, const struct stat& status, const Folder& to,
@@ -67,7 +58,7 @@ bool CopyLink(const Folder& from, const std::string& name, const struct stat& st
 }
 
 int CopyFolder(const Folder& from, const std::string& name, const struct stat& status, const Folder& to,
-               const std::string& copyName) {
+               const std::string& copyName, EntryCopy how) {
     std::vector<std::string> names;
     const Folder source = from.OpenFolder(name);
     if (!source || !source.List(names) || mkdirat(to.Fd(), copyName.c_str(), 0700) != 0)
@@ -76,10 +67,10 @@ int CopyFolder(const Folder& from, const std::string& name, const struct stat& s
     if (!copy)
         return LogNotCopied(from, name, to, copyName);
     for (const std::string& child : names) {
-        if (CopyEntry(source, child, copy, child))
+        if (CopyEntry(source, child, copy, child, how))
             return -1;
     }
-    if (!CopyAttributes(source.Fd(), status, copy.Fd()) || !copy.Sync())
+    if (!CopyAttributes(source.Fd(), status, copy.Fd()) || (how == EntryCopy::Durable && !copy.Sync()))
         return LogNotCopied(from, name, to, copyName);
     return 0;
 }
@@ -99,13 +90,47 @@ bool HaveSameBytes(int first, int second) {
 
 }  // namespace
 
-int CopyEntry(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName) {
+UniqueFd CopyFile(int from, const Folder& to, const std::string& name, const BlockSink& sink) {
+    struct stat status {};
+    if (fstat(from, &status) != 0)
+        return UniqueFd();
+    UniqueFd copy(openat(to.Fd(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!copy)
+        return copy;
+    const bool isShared = ioctl(copy.Get(), FICLONE, from) == 0;
+    const bool copied =
+        isShared ? !sink || ReadBlocks(copy.Get(), sink) : ReadBlocks(from, [&](std::string_view block) {
+            return WriteAll(copy.Get(), block) && (!sink || sink(block));
+        });
+    return copied && CopyAttributes(from, status, copy.Get()) ? std::move(copy) : UniqueFd();
+}
+
+bool ReadBlocks(int fd, const BlockSink& sink) {
+    (void)posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    std::vector<char> block(kBlockSize);
+    for (off_t at = 0;;) {
+        const ssize_t count = RetryInterrupted([&] { return pread(fd, block.data(), block.size(), at); });
+        if (count <= 0)
+            return count == 0;
+        if (!sink({block.data(), static_cast<size_t>(count)}))
+            return false;
+        at += count;
+    }
+}
+
+bool CanShareBlocks(int from, const Folder& to) {
+    const UniqueFd trial(openat(to.Fd(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    return trial && ioctl(trial.Get(), FICLONE, from) == 0;
+}
+
+int CopyEntry(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName,
+              EntryCopy how) {
     struct stat status {};
     if (!from.Stat(name, status))
         return LogNotCopied(from, name, to, copyName);
     if (S_ISDIR(status.st_mode))
-        return from.IsMountPoint(name, status) ? 0 : CopyFolder(from, name, status, to, copyName);
-    if ((S_ISREG(status.st_mode) && !CopyFile(from, name, to, copyName)) ||
+        return from.IsMountPoint(name, status) ? 0 : CopyFolder(from, name, status, to, copyName, how);
+    if ((S_ISREG(status.st_mode) && !CopyOpenFile(from, name, to, copyName, how)) ||
         (S_ISLNK(status.st_mode) && !CopyLink(from, name, status, to, copyName)))
         return LogNotCopied(from, name, to, copyName);
     return 0;
