@@ -13,7 +13,7 @@
 #include "platform/settings/key_value_text.h"
 #include "platform/vgdb/schema_compare.h"
 #include "platform/vgdb/vgdb.h"
-#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 
 namespace fs = std::filesystem;
 
@@ -54,7 +54,7 @@ std::string WhyUnreadable(VGDB::DBState state) {
 
 // SQLite's own findings, one a line.
 void CheckIntegrity(DB_INSTANCE db, const char* pragma, Problems& problems) {
-    QueryResult findings;
+    Rows findings;
     if (QuerySql(db, std::string("PRAGMA ") + pragma + ';', findings, "Failed to execute sql: %s\n")) {
         problems.emplace_back("is damaged, and cannot be read to its end");
         return;

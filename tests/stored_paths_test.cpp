@@ -191,9 +191,8 @@ TEST_F(StoredPaths, AreNotTakenForNoneWhereADatabaseCannotBeRead) {
     EXPECT_EQ(-1, migrations::RenameArchiveFolder());
     EXPECT_EQ(-1, migrations::ResetWritingEvtPath());
     EXPECT_EQ(-1, migrations::TouchAllowMotionDetectionFlag());
-    EXPECT_EQ(-1, migrations::CreateMissingCamSettingsConf());
     for (const char* row : {"MoveCapInfoPath", "RenameArchiveFolder", "ResetWritingEvtPath",
-                            "TouchAllowMotionDetectionFlag", "CreateMissingCamSettingsConf"})
+                            "TouchAllowMotionDetectionFlag"})
         EXPECT_EQ(1, CountInLog("(" + std::string(row) + "): Failed to look up table ")) << row;
 }
 

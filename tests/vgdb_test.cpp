@@ -16,9 +16,8 @@
 #include <thread>
 
 #include "platform/base/first_change.h"
-#include "tests/support/system_tree.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
+#include "tests/support/system_tree.h"
 
 namespace fs = std::filesystem;
 
@@ -34,15 +33,18 @@ protected:
 };
 
 TEST_F(DataAccess, ReadsRowsFieldsAndWhatIsNotThere) {
-    QueryResult rows;
-    ASSERT_EQ(0, QuerySql(DB_SYSTEM, "SELECT id, name, n, '-9223372036854775808' AS big FROM t ORDER BY id",
-                          rows, ""));
-    EXPECT_EQ(2, rows.NumRows());
+    ::Rows rows;
+    ASSERT_EQ(0, Query(DB_SYSTEM,
+                       "SELECT id, name, n, '-9223372036854775808' AS big, '2; x' AS text FROM t ORDER BY id",
+                       rows));
+    EXPECT_EQ(2, rows.Count());
     ASSERT_TRUE(rows.Next());
     EXPECT_STREQ("one", rows.Text("NAME")) << "names are compared as SQLite compares them";
     EXPECT_EQ(11, rows.Int("n"));
     EXPECT_EQ(INT64_MIN, rows.Int64("big"));
     EXPECT_EQ(0, rows.Int("big")) << "low 32 bits";
+    EXPECT_EQ(INT64_MIN, rows.Id("big"));
+    EXPECT_EQ(std::nullopt, rows.Id("text"));
     EXPECT_EQ(nullptr, rows.Text("no_such_column"));
     ASSERT_TRUE(rows.Next());
     EXPECT_EQ(nullptr, rows.Text("name")) << "NULL is not the empty string";

@@ -8,7 +8,7 @@
 
 #include "platform/base/json.h"
 #include "platform/base/strings.h"
-#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/log.h"
 
 namespace {
@@ -72,7 +72,7 @@ bool AddMissingFromJson(const std::string& text, VGDB::MissingNames& missing) {
 }
 
 std::string NumbersOf(const UserLogEntry& entry) {
-    return StringPrintf("%d %d %d %lld %ld", entry.logType, entry.itemId, entry.dsId, entry.time,
+    return StringPrintf("%d %lld %d %lld %ld", entry.logType, entry.itemId, entry.dsId, entry.time,
                         entry.extra);
 }
 
@@ -100,7 +100,7 @@ bool AddRow(const std::string& name, const std::string& threshold, std::vector<R
 }
 
 // Takes one row of the table over; false when it makes no sense.
-bool AddFact(const QueryResult& row, Record::Facts& facts) {
+bool AddFact(const Rows& row, Record::Facts& facts) {
     const std::string fact = row.String("fact");
     const std::string name = row.String("name");
     const std::string value = row.String("value");
@@ -154,7 +154,7 @@ int Record::Read(Facts& facts) {
         facts.strange = true;
         return 0;
     }
-    QueryResult rows, entries;
+    Rows rows, entries;
     if (QuerySql(DB_SYSTEM,
                  std::string("SELECT fact, subject, name, value FROM ") + kTable + " WHERE fact <> '" +
                      kEntry + "' ORDER BY id;",
@@ -205,7 +205,7 @@ int Record::AddEntries(std::span<const UserLogEntry> entries) {
 
 int Record::ReadEntries(long long beyond, size_t most, std::vector<OwedEntry>& entries) {
     entries.clear();
-    QueryResult rows;
+    Rows rows;
     if (QuerySql(
             DB_SYSTEM,
             StringPrintf(

@@ -38,17 +38,22 @@ std::vector<int> String2IntVector(const std::string& text, const std::string& se
     return values;
 }
 
-std::set<int> String2IdSet(std::string_view text) {
-    std::set<int> ids;
-    for (const std::string& part : SplitString(text, ',')) {
-        const size_t begin = part.find_first_not_of(" \t\r\n");
-        if (begin == std::string::npos)
-            continue;
-        const char* const first = part.data() + begin;
-        const char* const last = part.data() + part.find_last_not_of(" \t\r\n") + 1;
-        int id = 0;
-        if (const auto [end, error] = std::from_chars(first, last, id); error == std::errc() && end == last)
-            ids.insert(id);
-    }
+std::optional<long long> ParseId(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const size_t begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos)
+        return std::nullopt;
+    const char* const first = text.data() + begin;
+    const char* const last = text.data() + text.find_last_not_of(kBlanks) + 1;
+    long long id = 0;
+    const auto [end, error] = std::from_chars(first, last, id);
+    return error == std::errc() && end == last ? std::optional(id) : std::nullopt;
+}
+
+IdSet String2IdSet(std::string_view text) {
+    IdSet ids;
+    for (const std::string& part : SplitString(text, ','))
+        if (const std::optional<long long> id = ParseId(part))
+            ids.insert(*id);
     return ids;
 }

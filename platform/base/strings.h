@@ -1,6 +1,7 @@
 // Text helpers that the package's libraries and programs share.
 #pragma once
 
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -41,6 +42,10 @@ int String2Int(const char* text);
 // The integers of a separated text, one a part, each read by String2Int (a part without digits gives 0).
 std::vector<int> String2IntVector(const std::string& text, const std::string& separator);
 
-// An id list (decimal ids joined by ",") as a set; JoinStrings(ids, ",") is its text again. Parts that are not
-// a decimal number within 32 bits, blanks around it aside, are not ids and are left out.
-std::set<int> String2IdSet(std::string_view text);
+// The whole number in the text, blanks around it aside; nothing when it is no decimal number within 64 bits.
+std::optional<long long> ParseId(std::string_view text);
+
+// An id list (decimal ids joined by ",") as a set; JoinStrings(ids, ",") is its text again. Parts that are no ids are
+// left out.
+using IdSet = std::set<long long>;
+IdSet String2IdSet(std::string_view text);

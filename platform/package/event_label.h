@@ -5,8 +5,8 @@
 #include <json/value.h>
 
 // What kind of recorded event, and where its labels come from: numbers of the columns event_type and source.
-enum REC_EVENT_TYPE : int {};
-enum EVENT_LABEL_SETTING_SRC : int {};
+enum REC_EVENT_TYPE : long long {};
+enum EVENT_LABEL_SETTING_SRC : long long {};
 
 // Stores the labels of one pair of event type and source, replacing those that the pair had; the other
 // columns of its row stay. Returns 0 when they are on disk.

@@ -27,8 +27,8 @@ std::string ParamsToJson(const std::vector<std::string>& params) {
 
 }  // namespace
 
-void VGLog(int logType, const std::string& user, int itemId, const std::vector<std::string>& params, int dsId,
-           long extra) {
+void VGLog(int logType, const std::string& user, long long itemId, const std::vector<std::string>& params,
+           int dsId, long extra) {
     Noted().push_back({.logType = logType,
                        .user = user,
                        .itemId = itemId,
@@ -63,7 +63,7 @@ int VGLogLastId(long long& id) {
 int VGLogHolds(long long id, const UserLogEntry& entry) {
     std::string found;
     const std::string query = StringPrintf(
-        "SELECT 1 FROM %s WHERE id = %lld AND log_type = %d AND user = %s AND item_id = %d AND params = %s"
+        "SELECT 1 FROM %s WHERE id = %lld AND log_type = %d AND user = %s AND item_id = %lld AND params = %s"
         " AND ds_id = %d AND log_time = %lld AND extra = %ld;",
         kTable, id, entry.logType, VGDB::QuoteEscape(entry.user).c_str(), entry.itemId,
         VGDB::QuoteEscape(entry.params).c_str(), entry.dsId, entry.time, entry.extra);

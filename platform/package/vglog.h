@@ -7,7 +7,7 @@
 struct UserLogEntry {
     int logType;         // number of the log text
     std::string user;    // who did it
-    int itemId;          // the camera, task ... that it is about
+    long long itemId;    // the camera, task ... that it is about
     std::string params;  // the values that the log text names: a JSON array of strings
     int dsId;            // recording server; 0 is this one
     long long time;      // seconds since 1970
@@ -21,8 +21,8 @@ struct UserLogEntry {
 //   params   the values that the log text names, in its order
 //   dsId     the recording server; 0 is this one
 //   extra    further value of some log types, else 0
-void VGLog(int logType, const std::string& user, int itemId, const std::vector<std::string>& params, int dsId,
-           long extra);
+void VGLog(int logType, const std::string& user, long long itemId, const std::vector<std::string>& params,
+           int dsId, long extra);
 
 // Hands over what has been noted since the last call, in that order.
 std::vector<UserLogEntry> VGLogTake();

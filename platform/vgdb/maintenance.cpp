@@ -6,6 +6,7 @@
 #include "platform/files/file_replacement.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
+#include "platform/vgdb/rows.h"
 #include "platform/vgdb/table_sql.h"
 #include "platform/vgdb/vgdb.h"
 
@@ -15,11 +16,10 @@ namespace {
 int Find(const std::string& dbPath, const std::string& query) {
     if (IsFileMissing(dbPath))
         return 0;
-    DBResult_tag* rows = nullptr;
-    if (VGDB::Executep(dbPath, query, &rows))
+    Rows rows;
+    if (Query(dbPath, query, rows))
         return -1;
-    const bool found = VGDBNumRows(rows) > 0;
-    VGDBFreeResult(rows);
+    const bool found = rows.Count() > 0;
     if (found || !Connection::To(dbPath).IsIncomplete())
         return found ? 1 : 0;
     LibraryLog(__LINE__, "Execute", "%s: lacks what its repair was to create [%s]\n", dbPath.c_str(),

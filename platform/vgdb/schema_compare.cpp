@@ -203,14 +203,13 @@ int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
 
 // Reads what is there with a statement as any other, so that it is waited for, tried again and logged.
 int ReadPresent(const std::string& dbPath, Present& present) {
-    DBResult_tag* result = nullptr;
-    if (VGDB::Executep(dbPath, "SELECT type, name, sql FROM sqlite_schema WHERE sql IS NOT NULL", &result))
+    Rows rows;
+    if (Query(dbPath, "SELECT type, name, sql FROM sqlite_schema WHERE sql IS NOT NULL", rows))
         return -1;
-    const DBRows rows(result);
-    for (unsigned int row = 0; VGDBFetchRow(result, &row) == 0;) {
-        const std::string type = VGDBFetchField(result, row, "type");
-        const std::string name = Fold(VGDBFetchField(result, row, "name"));
-        const char* const sql = VGDBFetchField(result, row, "sql");
+    while (rows.Next()) {
+        const std::string type = rows.String("type");
+        const std::string name = Fold(rows.String("name"));
+        const std::string sql = rows.String("sql");
         if (type == "table")
             present.tables[name] = sql;
         else if (type == "index")
@@ -346,11 +345,10 @@ private:
     int AddUniqueIndex(const Index& index, bool plain, const std::string& alikeQuery) {
         if (!plain)
             return LeaveOut(index, "it is unique over some rows or an expression");
-        DBResult_tag* result = nullptr;
-        if (VGDB::Executep(m_dbPath, alikeQuery, &result))
+        Rows alike;
+        if (Query(m_dbPath, alikeQuery, alike))
             return -1;
-        const DBRows rows(result);
-        return VGDBNumRows(result) == 0 ? AddIndex(index) : LeaveOut(index, "rows are alike in it");
+        return alike.Count() == 0 ? AddIndex(index) : LeaveOut(index, "rows are alike in it");
     }
 
     int LeaveOut(const Index& index, const std::string& why) {

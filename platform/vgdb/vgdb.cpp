@@ -4,7 +4,6 @@
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/read_only.h"
-#include "platform/vgdb/result.h"
 #include "platform/vgdb/rows.h"
 
 bool VGDB::g_blCheckNonRecMode = true;
@@ -45,20 +44,20 @@ std::string VGDB::EscapeSpecialChars(const std::string& value) {
 std::string VGDB::Bool2SqlString(bool value) { return value ? "1" : "0"; }
 
 int VGDB::LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value) {
-    DBRows rows;
-    if (QueryRows(db, sql, rows))
+    Rows rows;
+    if (Query(db, sql, rows))
         return -1;
-    if (rows->NumRows() > 0 && rows->fields.front())
-        value = rows->fields.front();
+    if (rows.Next() && rows.First())
+        value = rows.First();
     return 0;
 }
 
 int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std::string>& values) {
-    DBRows rows;
-    if (QueryRows(db, sql, rows))
+    Rows rows;
+    if (Query(db, sql, rows))
         return -1;
-    for (size_t row = 0; row < rows->NumRows(); ++row)
-        values.emplace_back(OrEmpty(rows->fields[row * rows->columns.size()]));
+    while (rows.Next())
+        values.emplace_back(OrEmpty(rows.First()));
     return 0;
 }
 

@@ -6,3 +6,10 @@ int Guard(DB_INSTANCE db, const std::string& table, const std::vector<std::strin
         LogMessage(site, "Failed to look up table %s\n", table.c_str());
     return found;
 }
+
+int GuardAll(std::initializer_list<NeededTable> tables, LogSite site) {
+    for (const auto& [table, columns] : tables)
+        if (const int found = Guard(DB_SYSTEM, table, columns, site); found <= 0)
+            return found;
+    return 1;
+}

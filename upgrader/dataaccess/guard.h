@@ -5,6 +5,7 @@
 //         return found;
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -15,3 +16,10 @@
 // that cannot be told, which is logged at the caller's place: what cannot be read is never taken for absent.
 [[nodiscard]] int Guard(DB_INSTANCE db, const std::string& table,
                         const std::vector<std::string>& columns = {}, LogSite site = LogSite::Here());
+
+// The same for several tables of the main database.
+struct NeededTable {
+    const char* table;
+    std::vector<std::string> columns;
+};
+[[nodiscard]] int GuardAll(std::initializer_list<NeededTable> tables, LogSite site = LogSite::Here());

@@ -6,15 +6,15 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "upgrader/dataaccess/query_result.h"
-#include "upgrader/log.h"
+#include "upgrader/dataaccess/sql.h"
 
 namespace implement {
 
-inline constexpr const char* kFailedToExecute = "Failed to execute SQL command.\n";
+inline constexpr const char* kFailedCommand = "Failed to execute SQL command.\n";
 
 // Log types of the entries.
 inline constexpr int kLogCamSetting = 0x13300008;
@@ -24,17 +24,19 @@ inline constexpr int kLogFaceTask = 0x13300242;
 
 // Records by camera id, ascending.
 template <class CamRec>
-using CamMap = std::map<int, CamRec>;
+using CamMap = std::map<long long, CamRec>;
 
-// Inserts read(row) for each row of the query under the row's `id`; a repeated id keeps its first row.
+// Inserts read(row) for each row of the query under the row's `id`; a repeated id keeps its first row, and
+// what is no id is left out.
 template <class CamRec, class Read>
 [[nodiscard]] int LoadCamRows(const std::string& sql, CamMap<CamRec>& cams, Read read,
                               LogSite site = LogSite::Here()) {
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, sql, rows, kFailedToExecute, site))
+    Rows rows;
+    if (QuerySql(DB_SYSTEM, sql, rows, kFailedCommand, site))
         return -1;
     while (rows.Next())
-        cams.try_emplace(rows.Int("id"), read(rows));
+        if (const std::optional<long long> id = rows.Id("id"))
+            cams.try_emplace(*id, read(rows));
     return 0;
 }
 
@@ -44,19 +46,19 @@ template <class CamRec, class ExtRec, class Read>
 [[nodiscard]] int LoadExtRows(DB_INSTANCE db, const std::string& sql, const char* camColumn,
                               CamMap<CamRec>& cams, std::vector<ExtRec> CamRec::*list, Read read,
                               LogSite site = LogSite::Here()) {
-    QueryResult rows;
-    if (QuerySql(db, sql, rows, kFailedToExecute, site))
+    Rows rows;
+    if (QuerySql(db, sql, rows, kFailedCommand, site))
         return -1;
     while (rows.Next())
-        if (const auto cam = cams.find(rows.Int(camColumn)); cam != cams.end())
+        if (const auto cam = cams.find(rows.Int64(camColumn)); cam != cams.end())
             (cam->second.*list).push_back(read(rows));
     return 0;
 }
 
 // Runs the statements for all cameras, together or not at all. No statements are no work.
-[[nodiscard]] int ExecuteBatch(std::string batch, LogSite site = LogSite::Here());
+[[nodiscard]] int ExecuteBatch(const std::string& batch, LogSite site = LogSite::Here());
 
 // Notes an entry of the package itself.
-void LogToUser(int logType, int itemId, const std::vector<std::string>& params);
+void LogToUser(int logType, long long itemId, const std::vector<std::string>& params);
 
 }  // namespace implement

@@ -40,7 +40,7 @@ int IntegrateExternalPrePostRecTimeToCam::Run() {
 int IntegrateExternalPrePostRecTimeToCam::LoadCam() {
     const std::string sql =
         std::string("SELECT id, name, pre_rec_time, post_rec_time FROM ") + gszTableCamera;
-    return LoadCamRows(sql, m_cams, [](const QueryResult& row) {
+    return LoadCamRows(sql, m_cams, [](const Rows& row) {
         CamRecTimeRec cam{};
         cam.name = row.String("name");
         cam.preRecTime = row.Int("pre_rec_time");
@@ -53,8 +53,8 @@ int IntegrateExternalPrePostRecTimeToCam::LoadExtSetting(const char* table,
                                                          std::vector<ExtRecTime> CamRecTimeRec::*list) {
     const std::string sql =
         std::string("SELECT id, name, camera_id, pre_rec_time, post_rec_time FROM ") + table;
-    return LoadExtRows(DB_SYSTEM, sql, "camera_id", m_cams, list, [](const QueryResult& row) {
-        return ExtRecTime{row.String("name"), row.Int("id"), row.Int("pre_rec_time"),
+    return LoadExtRows(DB_SYSTEM, sql, "camera_id", m_cams, list, [](const Rows& row) {
+        return ExtRecTime{row.String("name"), row.Int64("id"), row.Int("pre_rec_time"),
                           row.Int("post_rec_time")};
     });
 }
@@ -77,21 +77,21 @@ int IntegrateExternalPrePostRecTimeToCam::Save() {
         if (cam.postChanged)
             assignments.push_back(StringPrintf("post_rec_time = %d", cam.newPostRecTime));
         if (!assignments.empty())
-            AppendSqlCommand(batch, StringPrintf("UPDATE %s SET %s WHERE id = %d;", gszTableCamera,
+            AppendSqlCommand(batch, StringPrintf("UPDATE %s SET %s WHERE id = %lld;", gszTableCamera,
                                                  JoinStrings(assignments, ",").c_str(), camId));
     }
-    return ExecuteBatch(std::move(batch));
+    return ExecuteBatch(batch);
 }
 
-void IntegrateExternalPrePostRecTimeToCam::LogRecTimeChanges(int camId, const CamRecTimeRec& cam) {
+void IntegrateExternalPrePostRecTimeToCam::LogRecTimeChanges(long long camId, const CamRecTimeRec& cam) {
     if (cam.preChanged)
         LogRecTime(camId, cam, "Pre-Recording time", cam.newPreRecTime, &ExtRecTime::pre);
     if (cam.postChanged)
         LogRecTime(camId, cam, "Post-Recording time", cam.newPostRecTime, &ExtRecTime::post);
 }
 
-void IntegrateExternalPrePostRecTimeToCam::LogRecTime(int camId, const CamRecTimeRec& cam, const char* text,
-                                                      int time, int ExtRecTime::*own) {
+void IntegrateExternalPrePostRecTimeToCam::LogRecTime(long long camId, const CamRecTimeRec& cam,
+                                                      const char* text, int time, int ExtRecTime::*own) {
     const std::string value = std::to_string(time);
     LogToUser(kLogCamSetting, camId, {text, cam.name, value});
     for (const ExtRecTime& task : cam.ivaList)

@@ -20,7 +20,7 @@ private:
     // Times are in the columns' own unit throughout.
     struct ExtRecTime {
         std::string name;
-        int id;
+        long long id;
         int pre;
         int post;
     };
@@ -41,9 +41,9 @@ private:
     int LoadExtSetting(const char* table, std::vector<ExtRecTime> CamRecTimeRec::*list);
     void Compute();
     int Save();
-    static void LogRecTimeChanges(int camId, const CamRecTimeRec& cam);
+    static void LogRecTimeChanges(long long camId, const CamRecTimeRec& cam);
     // For a time that has risen: `time` is the camera's from now on, `own` the tasks' field.
-    static void LogRecTime(int camId, const CamRecTimeRec& cam, const char* text, int time,
+    static void LogRecTime(long long camId, const CamRecTimeRec& cam, const char* text, int time,
                            int ExtRecTime::*own);
 
     CamMap<CamRecTimeRec> m_cams;

@@ -103,7 +103,7 @@ int IntegrateExternalProfileToCam::LoadUnExecutedCam() {
     return LoadCamRows(sql, m_cams, ReadCam);
 }
 
-IntegrateExternalProfileToCam::CamProfileRec IntegrateExternalProfileToCam::ReadCam(const QueryResult& row) {
+IntegrateExternalProfileToCam::CamProfileRec IntegrateExternalProfileToCam::ReadCam(const Rows& row) {
     CamProfileRec cam{};
     cam.name = row.String("name");
     cam.profileList = String2IntVector(row.String("profile_setting_list"), ",");
@@ -115,7 +115,7 @@ IntegrateExternalProfileToCam::CamProfileRec IntegrateExternalProfileToCam::Read
 }
 
 IntegrateExternalProfileToCam::StreamRankByResolution IntegrateExternalProfileToCam::RankStreams(
-    const QueryResult& row) {
+    const Rows& row) {
     const std::array<long long, 3> pixels = {PixelCount(row.String("resolution")),
                                              PixelCount(row.String("live_resolution")),
                                              PixelCount(row.String("mobile_resolution"))};
@@ -130,8 +130,8 @@ int IntegrateExternalProfileToCam::LoadExtSetting(DB_INSTANCE db, const char* ta
                                                   const char* streamColumn,
                                                   std::vector<ExtStreamUse> CamProfileRec::*list) {
     return LoadExtRows(db, StringPrintf("SELECT id, name, %s, %s FROM %s;", camColumn, streamColumn, table),
-                       camColumn, m_cams, list, [streamColumn](const QueryResult& row) {
-                           return ExtStreamUse{row.String("name"), row.Int("id"), row.Int(streamColumn)};
+                       camColumn, m_cams, list, [streamColumn](const Rows& row) {
+                           return ExtStreamUse{row.String("name"), row.Int64("id"), row.Int(streamColumn)};
                        });
 }
 
@@ -142,10 +142,10 @@ int IntegrateExternalProfileToCam::Save() {
         cam.profileList[kRecording] = PickRecordingStream(cam);
         cam.profileList[kAnalytics] = PickAnalyticsStream(cam);
         AppendSqlCommand(
-            batch, StringPrintf("UPDATE %s SET profile_setting_list = '%s' WHERE id = %d;", gszTableCamera,
+            batch, StringPrintf("UPDATE %s SET profile_setting_list = '%s' WHERE id = %lld;", gszTableCamera,
                                 JoinStrings(cam.profileList, ",").c_str(), camId));
     }
-    return ExecuteBatch(std::move(batch));
+    return ExecuteBatch(batch);
 }
 
 int IntegrateExternalProfileToCam::PickRecordingStream(const CamProfileRec& cam) {
@@ -166,7 +166,7 @@ int IntegrateExternalProfileToCam::PickAnalyticsStream(const CamProfileRec& cam)
     return PickStream(cam.order, used);
 }
 
-void IntegrateExternalProfileToCam::LogProfileChanges(int camId, const CamProfileRec& cam) {
+void IntegrateExternalProfileToCam::LogProfileChanges(long long camId, const CamProfileRec& cam) {
     const int recording = cam.profileList[kRecording];
     const int analytics = cam.profileList[kAnalytics];
     const std::string recordingName = kProfileNames[recording];

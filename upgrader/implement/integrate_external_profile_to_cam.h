@@ -23,7 +23,7 @@ private:
 
     struct ExtStreamUse {
         std::string name;
-        int id;
+        long long id;
         int stream;
     };
 
@@ -41,10 +41,10 @@ private:
     int LoadExtSetting(DB_INSTANCE db, const char* table, const char* camColumn, const char* streamColumn,
                        std::vector<ExtStreamUse> CamProfileRec::*list);
     int Save();
-    static void LogProfileChanges(int camId, const CamProfileRec& cam);
+    static void LogProfileChanges(long long camId, const CamProfileRec& cam);
 
-    static CamProfileRec ReadCam(const QueryResult& row);
-    static StreamRankByResolution RankStreams(const QueryResult& row);
+    static CamProfileRec ReadCam(const Rows& row);
+    static StreamRankByResolution RankStreams(const Rows& row);
     static int PickRecordingStream(const CamProfileRec& cam);
     static int PickAnalyticsStream(const CamProfileRec& cam);
 

@@ -1,8 +1,8 @@
 // Alert events and live alerts.
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
@@ -25,13 +25,16 @@ AlertEventFlagString AlertMaskToFlagString(int32_t mask) {
 }  // namespace
 
 int once::UpdateCameraAlertEventType() {
-    QueryResult cameras;
+    Rows cameras;
     if (QuerySql(DB_SYSTEM,
-                 "select id, adv_contious_trig_event, adv_live_trig_event, alert_event from camera;", cameras,
-                 "Failed to execute sql: %s\n"))
+                 "select id, adv_contious_trig_event, adv_live_trig_event, alert_event from camera;",
+                 cameras))
         return -1;
     std::string batch;
-    while (cameras.Next())
+    while (cameras.Next()) {
+        const std::optional<long long> id = cameras.Id("id");
+        if (!id)
+            continue;
         batch +=
             "UPDATE camera SET "
             "alert_event = 0, "
@@ -47,9 +50,8 @@ int once::UpdateCameraAlertEventType() {
             AlertMaskToFlagString(cameras.Int("adv_contious_trig_event")) +
             "' "
             " WHERE id=" +
-            std::to_string(cameras.Int64("id")) + ";";
-    if (batch.empty())
-        return 0;
+            std::to_string(*id) + ";";
+    }
     return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s.\n");
 }
 

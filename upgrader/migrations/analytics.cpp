@@ -6,7 +6,7 @@
 #include "platform/files/place.h"
 #include "platform/settings/settings.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 #include "upgrader/once.h"
 
@@ -17,11 +17,11 @@ namespace {
 int FindTask(LogSite site = LogSite::Here()) {
     if (const int found = Guard(DB_SYSTEM, gszTableIvaSetting, {}, site); found <= 0)
         return found;
-    QueryResult tasks;
+    Rows tasks;
     if (QuerySql(DB_SYSTEM, std::string("SELECT 1 FROM ") + gszTableIvaSetting + " LIMIT 1;", tasks,
-                 "Failed to execute sql: %s\n", site))
+                 kFailedToExecute, site))
         return -1;
-    return tasks.NumRows();
+    return tasks.Count();
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "platform/base/paths.h"
 #include "platform/files/change_owner.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
@@ -37,21 +36,20 @@ const std::vector<Index> kRecordingIndexes = {
 };
 
 int CreateIndex(const Index& index, const LogSite& site) {
-    constexpr const char* kFailure = "Failed to execute sql: %s\n";
     if (const int found = Guard(index.db, index.table, {index.column}, site); found <= 0)
         return found;
     const std::string name = VGDB::GetIdxName(index.table, {index.column});
-    QueryResult present;
+    Rows present;
     if (QuerySql(index.db,
                  "SELECT 1 FROM sqlite_master WHERE name = " + VGDB::QuoteEscape(name) + " COLLATE NOCASE;",
-                 present, kFailure, site))
+                 present, kFailedToExecute, site))
         return -1;
-    if (present.NumRows() > 0)
+    if (present.Count() > 0)
         return 0;
     return ExecuteSql(index.db,
                       "CREATE INDEX IF NOT EXISTS " + name + " ON " + index.table + " (" + index.column +
                           ")" + index.condition + ";",
-                      kFailure, site);
+                      kFailedToExecute, site);
 }
 
 int CreateIndexes(const std::vector<Index>& indexes, LogSite site = LogSite::Here()) {

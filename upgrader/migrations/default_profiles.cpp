@@ -2,24 +2,22 @@
 // them.
 #include <cstdlib>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "platform/base/sdk_user.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
 namespace {
 
-constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
-
 // 1. Levels of the old numbering, which began with the managers at 0, make room for the admins.
 int RenumberLevels(LogSite site = LogSite::Here()) {
-    const std::string query = "SELECT privilege FROM privilegeprofile WHERE id = 1";
-    QueryResult manager;
-    if (QuerySql(DB_SYSTEM, query, manager, kFailedToExecute, site))
+    Rows manager;
+    if (QuerySql(DB_SYSTEM, "SELECT privilege FROM privilegeprofile WHERE id = 1", manager, kFailedToExecute,
+                 site))
         return -1;
-    if (!manager.Next() || manager.Int("privilege") != 0)
+    if (!manager.Next() || manager.Int64("privilege") != 0)
         return 0;
     std::string sql = "UPDATE privilegeprofile SET privilege = (privilege + 1);";
     // NULL + 1 is NULL: without a level of its own the profile would have every upgrade shift the others
@@ -31,9 +29,9 @@ int RenumberLevels(LogSite site = LogSite::Here()) {
 
 // 2. Where there is no admin profile yet, it is created and the two default profiles get their names.
 int CreateAdminProfile(LogSite site = LogSite::Here()) {
-    const std::string query = "SELECT id FROM privilegeprofile WHERE privilege = 0";
-    QueryResult admins;
-    if (QuerySql(DB_SYSTEM, query, admins, kFailedToExecute, site))
+    Rows admins;
+    if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = 0", admins, kFailedToExecute,
+                 site))
         return -1;
     if (admins.Next())
         return 0;
@@ -47,38 +45,31 @@ int CreateAdminProfile(LogSite site = LogSite::Here()) {
                       kFailedToExecute, site);
 }
 
-// The uid in the text, whether decimal, hexadecimal or octal. False for a shared profile, which has none, and
-// for a text that is no number.
-bool ParseUid(const std::string& text, unsigned int& uid) {
-    if (text.empty() || text == "0")
-        return false;
-    char* end = nullptr;
-    uid = static_cast<unsigned int>(std::strtoul(text.c_str(), &end, 0));
-    return end != text.c_str();
-}
-
-int LoadNames(std::map<std::string, std::string>& names, const LogSite& site) {
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, "SELECT id, name FROM privilegeprofile;", rows, kFailedToExecute, site))
+int LoadNames(std::map<long long, std::string>& names, const LogSite& site) {
+    Rows profiles;
+    if (QuerySql(DB_SYSTEM, "SELECT id, name FROM privilegeprofile;", profiles, kFailedToExecute, site))
         return -1;
-    while (rows.Next())
-        names[rows.String("id")] = rows.String("name");
+    while (profiles.Next())
+        names.try_emplace(profiles.Int64("id"), profiles.String("name"));
     return 0;
 }
 
 // 3. Per-user profiles are named after their user, who may have been renamed since.
 int NameUserProfiles(LogSite site = LogSite::Here()) {
-    QueryResult profiles;
+    Rows profiles;
     if (QuerySql(DB_SYSTEM, "SELECT custom_uid, id FROM privilegeprofile;", profiles, kFailedToExecute, site))
         return -1;
-    std::map<std::string, std::string> names;
+    std::map<long long, std::string> names;
     std::string batch;
     while (profiles.Next()) {
-        unsigned int uid = 0;
-        if (!ParseUid(profiles.String("custom_uid"), uid))
+        const std::string text = profiles.String("custom_uid");
+        const std::optional<long long> id = profiles.Id("id");
+        if (text.empty() || text == "0" || !id)
             continue;
         if (names.empty() && LoadNames(names, site))
             return -1;
+        // Decimal, hexadecimal or octal; a text that is no number is 0, the uid of root.
+        const auto uid = static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 0));
         ORVAUSER* user = nullptr;
         const int found = SDKUser::UserGetByUID(uid, user);
         if (found < 0)
@@ -87,11 +78,10 @@ int NameUserProfiles(LogSite site = LogSite::Here()) {
             LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
             continue;
         }
-        // The name stands as the host gives it, unquoted. Writing the one that is there would only cost a
-        // flush.
-        if (names[profiles.String("id")] != "custom_" + user->name)
+        // The name stands as the host gives it, unquoted. Writing the one that is there would only cost a flush.
+        if (names[*id] != "custom_" + user->name)
             batch += "UPDATE privilegeprofile SET name = 'custom_" + user->name +
-                     "' WHERE id = " + profiles.String("id") + ";";
+                     "' WHERE id = " + std::to_string(*id) + ";";
         SDKUser::UserFree(user);
     }
     return ExecuteSql(DB_SYSTEM, batch, kFailedToExecute, site);

@@ -2,12 +2,13 @@
 #include <json/value.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/base/json.h"
 #include "platform/package/event_label.h"
-#include "upgrader/dataaccess/query_result.h"
+#include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
 namespace migrations {
@@ -99,11 +100,11 @@ int SaveLabels(REC_EVENT_TYPE type, EVENT_LABEL_SETTING_SRC source, const Json::
 }  // namespace
 
 int once::UpdateEventLabelSettingToJson() {
-    QueryResult row;
+    Rows row;
     if (QuerySql(DB_SYSTEM,
                  std::string("SELECT * FROM ") + gszTableEventLabelSetting +
                      " WHERE event_type = 4 AND source = 0;",
-                 row, "Failed to execute sql: %s\n"))
+                 row))
         return -1;
     if (!row.Next())
         return UPG_FAIL("Failed to fetch row.\n");
@@ -115,17 +116,22 @@ int once::UpdateEventLabelSettingToJson() {
 }
 
 int once::UpdateEventLabelColor() {
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableEventLabelSetting + ";", rows,
-                 "Failed to execute sql: %s\n"))
+    Rows rows;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableEventLabelSetting + ";", rows))
         return -1;
+    // Nothing for a text, which would lead to the labels of another pair.
+    const auto number = [&rows](const char* column) {
+        return rows.Text(column) ? rows.Id(column) : std::optional<long long>(0);
+    };
     while (rows.Next()) {
+        const std::optional<long long> type = number("event_type");
+        const std::optional<long long> source = number("source");
         Json::Value labels;
-        if (JsonParse(rows.String("setting"), labels, false, true) || !labels.isArray() ||
+        if (!type || !source || JsonParse(rows.String("setting"), labels, false, true) || !labels.isArray() ||
             !ReplaceColors(labels))
             continue;
-        if (SaveLabels(static_cast<REC_EVENT_TYPE>(rows.Int("event_type")),
-                       static_cast<EVENT_LABEL_SETTING_SRC>(rows.Int("source")), labels))
+        if (SaveLabels(static_cast<REC_EVENT_TYPE>(*type), static_cast<EVENT_LABEL_SETTING_SRC>(*source),
+                       labels))
             return -1;
     }
     return 0;

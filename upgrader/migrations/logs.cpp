@@ -20,8 +20,7 @@ int RecountVGLogAndAxisAcsLog() {
 }
 
 int AddAdvLogAndDropAbandoned() {
-    return ExecuteSql(DB_SYSTEM, GetAdvLogInsertSql() + GetAbandonAdvLogDelSql(),
-                      "Failed to execute sql: %s\n");
+    return ExecuteSql(DB_SYSTEM, GetAdvLogInsertSql() + GetAbandonAdvLogDelSql());
 }
 
 }  // namespace migrations

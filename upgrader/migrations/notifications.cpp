@@ -2,7 +2,6 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <list>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +17,6 @@
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 #include "upgrader/migrations/noti_upgrade.h"
@@ -37,10 +35,10 @@ constexpr const char* kFailedToSetHomeModeSchedule =
 // Types 0 to 121 were the types of the build that made the event table.
 constexpr int kEventTypeCount = 122;
 
-// The digits of a word of the camera schedules since UpdateCamNotiSchedFilter. More than one for every
-// notification type is a damaged setting, not a width.
+// The digits of a word of the camera schedules since UpdateCamNotiSchedFilter.
 constexpr unsigned long kCamScheduleWidth = 8;
-constexpr unsigned long kMaxCamScheduleWidth = 122;
+// A width that makes all schedules together longer than this is a damaged setting.
+constexpr unsigned long kMaxCamScheduleDigits = 200'000'000;
 
 // Switches types on in the system schedule, all week.
 int SwitchOnInSystemSchedule(std::initializer_list<int> types, LogSite site = LogSite::Here()) {
@@ -69,11 +67,11 @@ int UpdateNotificationEventDB() {
         return UPG_FAIL("Failed to reload notification filter.\n");
     const NotificationFilter::FilterMap& filters = setting.GetFilterMap();
 
-    QueryResult homeMode;
+    Rows homeMode;
     if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableHomeModeNotifyFilter, homeMode,
                  "Execute failed for Sql cmd: %s\n"))
         return -1;
-    if (homeMode.NumRows() != 1 || !homeMode.Next())
+    if (homeMode.Count() != 1 || !homeMode.Next())
         return UPG_FAIL("Failed to load homemode notify filter table\n");
 
     std::string batch;
@@ -104,24 +102,8 @@ int UpdateNotificationEventDB() {
 // The flags of a slot kept their places when the schedule was extended.
 uint32_t ConvertSystemScheduleSlot(uint32_t slot) { return slot; }
 
-// The width of the camera schedules' words before the conversion; nothing when it cannot be told.
-std::optional<unsigned long> ReadCamScheduleWidth(const char* key, LogSite site = LogSite::Here()) {
-    char text[256];
-    if (GetSettingsConfValue(key, "0", text, sizeof text) < 0) {
-        LogMessage(site, "Failed to get %s from settings.conf, skip.\n", key);
-        return std::nullopt;
-    }
-    const unsigned long width = std::strtoul(text, nullptr, 0);
-    if (width > kMaxCamScheduleWidth) {
-        LogMessage(site, "Wrong %s in settings.conf [%s], skip.\n", key, text);
-        return std::nullopt;
-    }
-    return width;
-}
-
-std::string WidenCamSchedule(const std::string& schedule, unsigned long oldWidth) {
+std::string WidenCamSchedule(std::vector<std::string> words, unsigned long oldWidth) {
     const std::string prefix(oldWidth < kCamScheduleWidth ? kCamScheduleWidth - oldWidth : 0, 'F');
-    std::vector<std::string> words = SplitString(schedule, ',');
     for (std::string& word : words) {
         if (word.size() < oldWidth)
             word.insert(0, oldWidth - word.size(), '0');
@@ -152,10 +134,8 @@ int ExtendSystemNotifySchedule() {
 
 // Clears the second mail address where it repeats the first.
 int ClearDuplicateNotiMail(LogSite site = LogSite::Here()) {
-    if (const int found = Guard(DB_SYSTEM, "notification", {"email", "email2"}, site); found <= 0)
-        return found;
-    return ExecuteSql(DB_SYSTEM, "UPDATE notification SET email2 = '' WHERE email2 = email AND email2 <> '';",
-                      "Failed to execute sql: %s\n", site);
+    return ExecuteIfThere(DB_SYSTEM, "notification", {"email", "email2"},
+                          "UPDATE notification SET email2 = '' WHERE email2 = email AND email2 <> '';", site);
 }
 
 }  // namespace
@@ -172,13 +152,13 @@ int NotiFilterAddRecStorageColumn() {
 int DisableMsnSkypePushService() {
     if (const int found = Guard(DB_SYSTEM, kPushServiceTable); found <= 0)
         return found;
-    QueryResult columns;
+    Rows columns;
     if (QuerySql(DB_SYSTEM,
                  "SELECT '\"' || replace(name, '\"', '\"\"') || '\"' AS name,"
                  " CASE WHEN type LIKE '%INT%' OR type LIKE '%BOOL%' THEN '0' ELSE quote('') END AS value"
                  " FROM pragma_table_info('notificationpushservice')"
                  " WHERE name LIKE '%msn%' OR name LIKE '%skype%';",
-                 columns, "Failed to execute sql: %s\n"))
+                 columns))
         return -1;
     std::vector<std::string> assignments, differences;
     while (columns.Next()) {
@@ -187,23 +167,16 @@ int DisableMsnSkypePushService() {
     }
     if (assignments.empty())
         return 0;
-    return ExecuteSql(DB_SYSTEM,
-                      "UPDATE notificationpushservice SET " + JoinStrings(assignments, ", ") + " WHERE " +
-                          JoinStrings(differences, " OR ") + ";",
-                      "Failed to execute sql: %s\n");
+    return ExecuteSql(DB_SYSTEM, "UPDATE notificationpushservice SET " + JoinStrings(assignments, ", ") +
+                                     " WHERE " + JoinStrings(differences, " OR ") + ";");
 }
 
 int UpdateEnablePushService() {
-    if (const int found =
-            Guard(DB_SYSTEM, kPushServiceTable, {"enable_push_service", "mobile_enable", "orva_mail_enable"});
-        found <= 0)
-        return found;
-    return ExecuteSql(
-        DB_SYSTEM,
+    return ExecuteIfThere(
+        DB_SYSTEM, kPushServiceTable, {"enable_push_service", "mobile_enable", "orva_mail_enable"},
         "UPDATE notificationpushservice"
         " SET enable_push_service = IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0)"
-        " WHERE enable_push_service IS NOT (IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0));",
-        "Failed to execute sql: %s\n");
+        " WHERE enable_push_service IS NOT (IFNULL(mobile_enable, 0) | IFNULL(orva_mail_enable, 0));");
 }
 
 int DelDupNotiMail() { return ClearDuplicateNotiMail(); }
@@ -228,11 +201,11 @@ int UpdateIntercomRexNotificationSettings() {
         UPG_LOG("Failed to save notification filter settings.\n");
 
     const std::string table = gszTableHomeModeNotifyFilter;
-    QueryResult homeMode;
+    Rows homeMode;
     if (QuerySql(DB_SYSTEM, "SELECT * FROM " + table, homeMode,
                  "Failed to load camdetsetting from DB. [%s]\n"))
         return -1;
-    if (homeMode.NumRows() != 1)
+    if (homeMode.Count() != 1)
         return UPG_FAIL("Wrong home mode settings.\n");
     if (!homeMode.Next())
         return UPG_FAIL("Failed to fetch home mode settings.\n");
@@ -281,22 +254,27 @@ int once::UpdateNotificationPeopleVechileSetting() {
 
 int UpdateCamNotiSchedFilter() {
     constexpr const char* kWidthKey = "cam_noti_sched_char_num";
-    const std::optional<unsigned long> width = ReadCamScheduleWidth(kWidthKey);
-    if (!width)
-        return -1;
-    if (*width == kCamScheduleWidth)
+    char text[256];
+    if (GetSettingsConfValue(kWidthKey, "0", text, sizeof text) < 0)
+        return UPG_FAIL("Failed to get %s from settings.conf, skip.\n", kWidthKey);
+    const unsigned long width = std::strtoul(text, nullptr, 0);
+    if (width == kCamScheduleWidth)
         return 0;
 
     std::list<Camera> cameras;
-    if (CamGetList(CamFilterRule(), cameras))
+    if (CamGetList(cameras))
         return UPG_FAIL("Failed to get camera list.\n");
     std::string batch;
+    unsigned long digitsLeft = kMaxCamScheduleDigits;
     for (const Camera& camera : cameras) {
-        if (camera.GetNotifySchedule().empty())
+        const std::vector<std::string> words = SplitString(camera.notifySchedule, ',');
+        if (words.empty())
             continue;
-        batch += " UPDATE camera SET notifyschedule = " +
-                 VGDB::QuoteEscape(WidenCamSchedule(camera.GetNotifySchedule(), *width)) +
-                 " WHERE id = " + std::to_string(camera.GetId()) + ";";
+        if (width > digitsLeft / words.size())
+            return UPG_FAIL("Wrong %s in settings.conf [%s], skip.\n", kWidthKey, text);
+        digitsLeft -= width * words.size();
+        batch += " UPDATE camera SET notifyschedule = " + VGDB::QuoteEscape(WidenCamSchedule(words, width)) +
+                 " WHERE id = " + std::to_string(camera.id) + ";";
     }
     if (ExecuteSql(DB_SYSTEM, batch, "Failed to execute execute sql: %s.\n"))
         return -1;
@@ -306,7 +284,7 @@ int UpdateCamNotiSchedFilter() {
 }
 
 int once::DisableNotificationMDWebhookFilter() {
-    QueryResult webhook;
+    Rows webhook;
     if (QuerySql(DB_SYSTEM,
                  std::string("SELECT EXISTS (SELECT 1 FROM ") + gszTableNotificationWebhook +
                      ") AS isWebhookExist;",
@@ -333,9 +311,9 @@ int NotiUpgrade::MoveFilterFromDbToConf() {
         return moved < 0 ? -1 : 0;
     if (const int found = Guard(DB_SYSTEM, gszTableNotificationFilter); found <= 0)
         return found;
-    QueryResult filters;
-    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableNotificationFilter + " LIMIT 1;", filters,
-                 "Failed to execute sql: %s\n"))
+    Rows filters;
+    if (QuerySql(DB_SYSTEM, std::string("SELECT * FROM ") + gszTableNotificationFilter + " LIMIT 1;",
+                 filters))
         return -1;
     if (!filters.Next())
         return 0;

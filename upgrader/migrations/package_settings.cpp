@@ -27,15 +27,16 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
     return result;
 }
 
-// Removes keys whose values nothing takes over; what they were is left in the log.
+// Removes keys whose values nothing takes over. What they were stands in the log first: a removal that fails now may
+// be delivered when nobody asks any more.
 int RemoveKeys(const std::set<std::string>& keys, const char* failure, LogSite site = LogSite::Here()) {
     std::map<std::string, std::string> settings;
-    if (VGFileGetAll(kSettingsConf, settings) || VGFileRemoveKeys(kSettingsConf, keys))
+    if (VGFileGetAll(kSettingsConf, settings))
         return LogFailure(site, "%s", failure);
     for (const std::string& key : keys)
         if (const auto setting = settings.find(key); setting != settings.end())
-            LogMessage(site, "Removed %s=\"%s\" from settings.conf\n", key.c_str(), setting->second.c_str());
-    return 0;
+            LogMessage(site, "Removing %s=\"%s\" from settings.conf\n", key.c_str(), setting->second.c_str());
+    return VGFileRemoveKeys(kSettingsConf, keys) ? LogFailure(site, "%s", failure) : 0;
 }
 
 }  // namespace
@@ -70,7 +71,8 @@ int RenameDownloadServerKey() {
         return UPG_FAIL("Failed to get %s from settings.conf\n", found < 0 ? kOldKey : kNewKey);
     if (!server.empty()) {
         if (foundNew > 0 && replaced != server)
-            UPG_LOG("%s takes the value of %s; its own is dropped.\n", kNewKey, kOldKey);
+            UPG_LOG("%s takes the value of %s; its own is dropped: %s=\"%s\"\n", kNewKey, kOldKey, kNewKey,
+                    replaced.c_str());
         if (SetSettingConfValue(kNewKey, server))
             return UPG_FAIL(kFailedToSetFlag, kNewKey);
     }

@@ -1,21 +1,17 @@
 // Lists of denied objects that no longer exist.
-#include <initializer_list>
+#include <algorithm>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/base/strings.h"
 #include "platform/package/account/priv_rights.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"
 
 namespace {
-
-constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
 
 // A kind of objects: their table, and the lists of those that a profile denies.
 struct Kind {
@@ -30,41 +26,43 @@ const Kind kKinds[] = {
     {"emap", "privilegeprofile", kEmapIdColumns},
 };
 
-int LoadIds(const char* table, std::set<int>& ids, const LogSite& site) {
-    QueryResult rows;
+int LoadIds(const char* table, IdSet& ids, const LogSite& site) {
+    Rows rows;
     if (QuerySql(DB_SYSTEM, StringPrintf("SELECT id FROM %s;", table), rows, kFailedToExecute, site))
         return -1;
     while (rows.Next())
-        ids.insert(rows.Int("id"));
+        if (const std::optional<long long> id = rows.Id("id"))
+            ids.insert(*id);
     return 0;
 }
 
-// The list without the ids above 0 that are not among the existing ones, all else as it stands; nothing when
-// it has no such id.
-std::optional<std::string> WithoutGone(const std::string& list, const std::set<int>& existing) {
+// The list without the ids above 0 that are not among the existing ones, and then without what is no id either;
+// nothing when every id of it exists.
+std::optional<std::string> WithoutGone(const std::string& list, const IdSet& existing) {
     std::vector<std::string> parts = SplitString(list, ',');
-    const size_t gone = std::erase_if(parts, [&existing](const std::string& part) {
-        const std::set<int> id = String2IdSet(part);
-        return !id.empty() && *id.begin() > 0 && !existing.contains(*id.begin());
-    });
-    return gone > 0 ? std::optional(JoinStrings(parts, ",")) : std::nullopt;
+    const auto isGone = [&existing](const std::string& part) {
+        const std::optional<long long> id = ParseId(part);
+        return id && *id > 0 && !existing.contains(*id);
+    };
+    if (std::none_of(parts.begin(), parts.end(), isGone))
+        return std::nullopt;
+    std::erase_if(parts, [&isGone](const std::string& part) { return !ParseId(part) || isGone(part); });
+    return JoinStrings(parts, ",");
 }
 
 // Appends what cleans the lists of one kind. Lists that are alike are changed together.
 int AppendCleaning(const Kind& kind, std::string& batch, LogSite site = LogSite::Here()) {
-    for (const auto& [table, columns] :
-         {std::pair(kind.objects, std::vector<std::string>{"id"}), std::pair(kind.profiles, kind.lists)})
-        if (const int found = Guard(DB_SYSTEM, table, columns, site); found <= 0)
-            return found;
+    if (const int found = GuardAll({{kind.objects, {"id"}}, {kind.profiles, kind.lists}}, site); found <= 0)
+        return found;
     // A table that has just been made does not tell which objects exist.
     if (WasSchemaMissing(DB_SYSTEM, kind.objects, "id", site))
         return 0;
-    std::set<int> existing;
+    IdSet existing;
     if (LoadIds(kind.objects, existing, site))
         return -1;
 
     for (const std::string& column : kind.lists) {
-        QueryResult lists;
+        Rows lists;
         if (QuerySql(DB_SYSTEM,
                      StringPrintf("SELECT DISTINCT CAST(%s AS TEXT) AS list FROM %s;", column.c_str(),
                                   kind.profiles),
@@ -90,7 +88,7 @@ int RemoveNotExistDataInPrivProfile() {
     for (const Kind& kind : kKinds)
         if (AppendCleaning(kind, batch))
             return -1;
-    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 }  // namespace migrations

@@ -1,18 +1,16 @@
 // Operations that a privilege profile denies: bits of a mask first, characters of a string later.
 #include <initializer_list>
+#include <optional>
 #include <string>
 
 #include "platform/base/strings.h"
-#include "platform/package/account/adv_oper.h"
 #include "platform/package/account/priv_profile.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
 namespace {
 
-// Length of the strings that the masks became, of which the mask gives the first 64 characters.
-constexpr size_t kConvertedLength = 128;
+constexpr const char* kFailedCommand = "Failed to execute sql command [%s].\n";
 
 // How the statements tell the levels: 1 are managers, 2 are spectators.
 constexpr const char* kOfManagers = ") WHERE privilege = 1;";
@@ -32,12 +30,32 @@ int DenyOperations(std::initializer_list<Denial> denials, LogSite site = LogSite
     std::string sql;
     for (const auto& [mask, levels] : denials)
         sql += std::string("UPDATE privilegeprofile SET ina_adv_oper = (ina_adv_oper | ") + mask + levels;
-    return ExecuteSql(DB_SYSTEM, sql, "Failed to execute sql command [%s].\n", site);
+    return ExecuteSql(DB_SYSTEM, sql, kFailedCommand, site);
 }
 
 // Admins and the default manager are denied no operation; a level that is missing counts as an admin's.
-bool IsDeniedNothing(const QueryResult& profile) {
-    return profile.Int("privilege") == 0 || profile.Int("id") == PrivProfile::kAllObjManagerId;
+bool IsDeniedNothing(const Rows& profile, long long id) {
+    return profile.Int64("privilege") == PRIV_LEVEL_ADMIN || id == PrivProfile::kAllObjManagerId;
+}
+
+// The string of the mask, whose places beyond the mask's bits are the profile's as a whole.
+std::string FromMask(unsigned long long mask, char rest) {
+    std::string operations(PrivProfile::kLongAdvOperLength, rest);
+    for (size_t bit = 0; bit < PrivProfile::kAdvOperMaskBits; ++bit)
+        operations[bit] = (mask >> bit & 1) != 0 ? '1' : '0';
+    return operations;
+}
+
+// What takes the place of a string that is too short.
+std::string AtCurrentLength(const Rows& profile, long long id) {
+    if (IsDeniedNothing(profile, id))
+        return PrivProfile::GetAllObjManagerAdvOper();
+    if (id == PrivProfile::kAllObjSpectatorId)
+        return PrivProfile::GetAllObjViewerAdvOper();
+    // Builds that made the none profile before there were strings left it without one.
+    if (profile.Int64("privilege") == PRIV_LEVEL_NONE)
+        return std::string(PrivProfile::kLongAdvOperLength, '1');
+    return PrivProfile::GetDefaultUserAdvOper(profile.String("ina_adv_operator"));
 }
 
 }  // namespace
@@ -81,57 +99,52 @@ int GrantAllObjMgrTransDeviceAddDelPriv() {
     return ExecuteSql(DB_SYSTEM,
                       "UPDATE privilegeprofile SET ina_adv_oper = (ina_adv_oper | 4503599627370496) -"
                       " 4503599627370496 WHERE id = 1;",
-                      "Failed to execute sql command [%s].\n");
+                      kFailedCommand);
 }
 
 int once::ExtendPrivAdvOper() {
-    const std::string query =
-        "SELECT id, privilege, ina_adv_oper FROM privilegeprofile WHERE privilege != -2 ORDER BY id;";
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s\n"))
+    Rows profiles;
+    if (QuerySql(
+            DB_SYSTEM,
+            "SELECT id, privilege, ina_adv_oper FROM privilegeprofile WHERE privilege != -2 ORDER BY id;",
+            profiles))
         return -1;
     std::string batch;
-    while (rows.Next()) {
-        std::string operations(kConvertedLength, IsDeniedNothing(rows) ? '0' : '1');
-        const auto mask = static_cast<unsigned long long>(rows.Int64("ina_adv_oper"));
-        for (int bit = 0; bit < AdvOper::kMaskBits; ++bit)
-            operations[static_cast<size_t>(bit)] = (mask >> bit & 1) != 0 ? '1' : '0';
-        batch += "UPDATE privilegeprofile SET ina_adv_operator = " + VGDB::QuoteEscape(operations) +
-                 " WHERE id = " + std::to_string(rows.Int("id")) + ";";
-    }
-    return ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
+    while (profiles.Next())
+        if (const std::optional<long long> id = profiles.Id("id"))
+            batch +=
+                "UPDATE privilegeprofile SET ina_adv_operator = " +
+                VGDB::QuoteEscape(FromMask(static_cast<unsigned long long>(profiles.Int64("ina_adv_oper")),
+                                           IsDeniedNothing(profiles, *id) ? '0' : '1')) +
+                " WHERE id = " + std::to_string(*id) + ";";
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 int CorrectAllObjPrivAdvOper() {
-    const std::string sql = StringPrintf(
-        "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;"
-        "UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;",
-        AdvOper::NothingDenied().c_str(), PrivProfile::kAllObjManagerId,
-        PrivProfile::GetAllObjViewerAdvOper().c_str(), PrivProfile::kAllObjSpectatorId);
-    return ExecuteSql(DB_SYSTEM, sql, "Failed to execute sql: %s.\n");
+    return ExecuteSql(DB_SYSTEM,
+                      "UPDATE privilegeprofile SET ina_adv_operator = '" +
+                          PrivProfile::GetAllObjManagerAdvOper() +
+                          "' WHERE id = 1;UPDATE privilegeprofile SET ina_adv_operator = '" +
+                          PrivProfile::GetAllObjViewerAdvOper() + "' WHERE id = 2;",
+                      "Failed to execute sql: %s.\n");
 }
 
 // Strings that an older build left too short get the length of today. Longer ones are whole.
 int UpdatePrivAdvOper() {
-    const std::string query = StringPrintf(
-        "SELECT id, privilege, ina_adv_operator FROM privilegeprofile WHERE LENGTH(ina_adv_operator) < %d;",
-        AdvOper::kLength);
-    QueryResult rows;
-    if (QuerySql(DB_SYSTEM, query, rows, "Failed to execute sql: %s.\n"))
+    Rows profiles;
+    if (QuerySql(DB_SYSTEM,
+                 StringPrintf("SELECT id, privilege, ina_adv_operator FROM privilegeprofile"
+                              " WHERE LENGTH(ina_adv_operator) < %zu;",
+                              PrivProfile::kAdvOperLength),
+                 profiles, "Failed to execute sql: %s.\n"))
         return -1;
     std::string batch;
-    while (rows.Next()) {
-        std::string operations;
-        if (IsDeniedNothing(rows))
-            operations = AdvOper::NothingDenied();
-        else if (rows.Int("id") == PrivProfile::kAllObjSpectatorId)
-            operations = PrivProfile::GetAllObjViewerAdvOper();
-        else
-            operations = PrivProfile::GetDefaultUserAdvOper(rows.String("ina_adv_operator"));
-        batch += StringPrintf("UPDATE privilegeprofile SET ina_adv_operator = '%s' WHERE id = %d;",
-                              VGDB::EscapeString(operations).c_str(), rows.Int("id"));
-    }
-    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, "Failed to execute sql: %s\n");
+    while (profiles.Next())
+        if (const std::optional<long long> id = profiles.Id("id"))
+            batch += "UPDATE privilegeprofile SET ina_adv_operator = " +
+                     VGDB::QuoteEscape(AtCurrentLength(profiles, *id)) +
+                     " WHERE id = " + std::to_string(*id) + ";";
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 }  // namespace migrations

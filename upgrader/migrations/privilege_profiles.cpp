@@ -1,35 +1,20 @@
 // Privilege profiles, their id lists and the accounts bound to them.
 #include <map>
-#include <set>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/base/strings.h"
+#include "platform/package/account/priv_profile.h"
 #include "platform/package/account/priv_rights.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"
 
 namespace {
 
-constexpr const char* kFailedToExecute = "Failed to execute sql: %s\n";
-
 using Columns = std::vector<std::string>;
-
-// Whether the main database has these tables with these columns, as Guard tells it.
-struct Needed {
-    const char* table;
-    Columns columns;
-};
-int GuardAll(const std::vector<Needed>& all, LogSite site = LogSite::Here()) {
-    for (const auto& [table, columns] : all)
-        if (const int found = Guard(DB_SYSTEM, table, columns, site); found <= 0)
-            return found;
-    return 1;
-}
 
 // A row to be inserted: its columns with their SQL values.
 class NewRow {
@@ -59,12 +44,16 @@ struct ExistingObjects {
     std::string cameras, cameraGroups, ioModules, servers, emaps, layouts, speakers, speakerGroups, doors;
 };
 
-// The ids in the table; none when there is no such table.
+// The ids in the table; none when there is no such table. A table without ids leaves open what it holds.
 int LoadIds(DB_INSTANCE db, const char* table, std::string& idList, LogSite site = LogSite::Here()) {
     idList = VGDB::QuoteEscape("");
-    if (const int found = Guard(db, table, {"id"}, site); found <= 0)
+    if (const int found = Guard(db, table, {}, site); found <= 0)
         return found;
-    QueryResult rows;
+    const int hasIds = Guard(db, table, {"id"}, site);
+    if (hasIds <= 0)
+        return hasIds < 0 ? -1
+                          : LogFailure(site, "Failed to tell what table %s holds, which has no id\n", table);
+    Rows rows;
     if (QuerySql(db, StringPrintf("SELECT group_concat(id) AS ids FROM %s;", table), rows, kFailedToExecute,
                  site))
         return -1;
@@ -99,11 +88,10 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     // The servers are denied one by one, by their ids.
     static const std::string kNotAllServers = "0";
     static const std::string kEveryOperationOfTheMask = "-1";
-    static const std::string kEveryOperation(128, '1');
 
     if (const int found = Guard(DB_SYSTEM, "privilegeprofile", {"id", "privilege"}, site); found <= 0)
         return found;
-    QueryResult existing;
+    Rows existing;
     if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = -2;", existing,
                  kFailedToExecute, site))
         return -1;
@@ -123,7 +111,7 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     profile.Add("inacamgrpids", objects.cameraGroups);
     profile.Add("allcamdsids", objects.servers);
     profile.Add("ina_adv_oper", kEveryOperationOfTheMask);
-    profile.Add("ina_adv_operator", VGDB::QuoteEscape(kEveryOperation));
+    profile.Add("ina_adv_operator", VGDB::QuoteEscape(std::string(PrivProfile::kLongAdvOperLength, '1')));
     profile.Add(kEmapIdColumns, objects.emaps);
     profile.Add(kEmapServerColumns, objects.servers);
     profile.Add(kLayoutIdColumns, objects.layouts);
@@ -171,7 +159,7 @@ namespace migrations {
 
 // The lists by recording server become one list of cameras and one of servers.
 int UpdatePrivilegeProfile() {
-    constexpr int kEveryCamera = -1;
+    constexpr long long kEveryCamera = -1;
     if (const int found = GuardAll({{"privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}},
                                     {"privilegeprofile", {"id", "inacamids", "allcamdsids"}}});
         found <= 0)
@@ -184,28 +172,31 @@ int UpdatePrivilegeProfile() {
     std::string query = "SELECT privprofileid, dsid, inacamids FROM privilegeprofilecam";
     if (knowsServers > 0 && !WasSchemaMissing(DB_SYSTEM, "slaveds", "*"))
         query += " WHERE IFNULL(dsid, 0) IN (SELECT 0 UNION ALL SELECT id FROM slaveds)";
-    QueryResult servers;
-    if (QuerySql(DB_SYSTEM, query + ";", servers, kFailedToExecute))
+    Rows servers;
+    if (QuerySql(DB_SYSTEM, query + ";", servers))
         return -1;
     struct Denied {
-        std::set<int> cameras, servers;
+        IdSet cameras, servers;
     };
-    std::map<int, Denied> deniedByProfile;
+    std::map<long long, Denied> deniedByProfile;
     while (servers.Next()) {
-        Denied& denied = deniedByProfile[servers.Int("privprofileid")];
-        std::set<int> cameras = String2IdSet(servers.String("inacamids"));
+        const std::optional<long long> profile = servers.Id("privprofileid");
+        if (!profile)
+            continue;
+        Denied& denied = deniedByProfile[*profile];
+        IdSet cameras = String2IdSet(servers.String("inacamids"));
         if (cameras.erase(kEveryCamera) > 0)
-            denied.servers.insert(servers.Int("dsid"));
+            denied.servers.insert(servers.Int64("dsid"));
         denied.cameras.merge(cameras);
     }
 
-    QueryResult profiles;
-    if (QuerySql(DB_SYSTEM, "SELECT id, inacamids, allcamdsids FROM privilegeprofile;", profiles,
-                 kFailedToExecute))
+    Rows profiles;
+    if (QuerySql(DB_SYSTEM, "SELECT id, inacamids, allcamdsids FROM privilegeprofile;", profiles))
         return -1;
     std::string batch;
     while (profiles.Next()) {
-        const auto denied = deniedByProfile.find(profiles.Int("id"));
+        const std::optional<long long> id = profiles.Id("id");
+        const auto denied = id ? deniedByProfile.find(*id) : deniedByProfile.end();
         if (denied == deniedByProfile.end())
             continue;
         auto& [cameras, wholeServers] = denied->second;
@@ -214,13 +205,12 @@ int UpdatePrivilegeProfile() {
         wholeServers.merge(String2IdSet(profiles.String("allcamdsids")));
         const std::string cameraList = JoinStrings(cameras, ",");
         const std::string serverList = JoinStrings(wholeServers, ",");
-        if (cameraList == profiles.String("inacamids") && serverList == profiles.String("allcamdsids"))
-            continue;
-        batch += "UPDATE privilegeprofile SET inacamids = " + VGDB::QuoteEscape(cameraList) +
-                 ", allcamdsids = " + VGDB::QuoteEscape(serverList) +
-                 " WHERE id = " + std::to_string(denied->first) + ";";
+        if (cameraList != profiles.String("inacamids") || serverList != profiles.String("allcamdsids"))
+            batch += "UPDATE privilegeprofile SET inacamids = " + VGDB::QuoteEscape(cameraList) +
+                     ", allcamdsids = " + VGDB::QuoteEscape(serverList) +
+                     " WHERE id = " + std::to_string(*id) + ";";
     }
-    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 // Rights to cameras are told apart. A profile starts with what it was denied before in each right, so that
@@ -234,58 +224,54 @@ int UpdatePrivProfileAndPrivPerCam() {
         found <= 0)
         return found;
 
-    QueryResult profiles;
+    Rows profiles;
     if (QuerySql(DB_SYSTEM,
                  "SELECT id, inacamids, inacamgrpids, allcamdsids FROM privilegeprofile"
                  " WHERE id NOT IN (SELECT privprofile_id FROM privilegepercamera"
                  " WHERE privprofile_id IS NOT NULL);",
-                 profiles, kFailedToExecute))
+                 profiles))
         return -1;
     std::string batch;
     while (profiles.Next()) {
+        const std::optional<long long> id = profiles.Id("id");
+        if (!id)
+            continue;
         const auto list = [&profiles](const char* column) {
             return VGDB::QuoteEscape(JoinStrings(String2IdSet(profiles.String(column)), ","));
         };
         NewRow rights;
-        rights.Add("privprofile_id", std::to_string(profiles.Int("id")));
+        rights.Add("privprofile_id", std::to_string(*id));
         rights.Add(kCamIdColumns, list("inacamids"));
         rights.Add(kCamGroupColumns, list("inacamgrpids"));
         rights.Add(kCamServerColumns, list("allcamdsids"));
         batch += rights.InsertSql("privilegepercamera");
     }
-    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 // The default profiles deny no camera.
 int ClearInaCamsInDefPrivProf() {
-    if (const int found =
-            GuardAll({{"privilegepercamera", {"privprofile_id"}}, {"privilegepercamera", kCamIdColumns}});
-        found <= 0)
+    if (const int found = Guard(DB_SYSTEM, "privilegepercamera", {"privprofile_id"}); found <= 0)
         return found;
-    return ExecuteSql(DB_SYSTEM,
-                      "UPDATE privilegepercamera SET " + JoinStrings(kCamIdColumns, " = '', ") +
-                          " = '' WHERE privprofile_id IN (1, 2) AND (" +
-                          JoinStrings(kCamIdColumns, " IS NOT '' OR ") + " IS NOT '');",
-                      kFailedToExecute);
+    return ExecuteIfThere(DB_SYSTEM, "privilegepercamera", kCamIdColumns,
+                          "UPDATE privilegepercamera SET " + JoinStrings(kCamIdColumns, " = '', ") +
+                              " = '' WHERE privprofile_id IN (1, 2) AND (" +
+                              JoinStrings(kCamIdColumns, " IS NOT '' OR ") + " IS NOT '');");
 }
 
 // Rights to digital outputs are told apart later. A profile starts with what it was denied to see.
 int once::UpdatePrivPerCam() {
-    if (const int found = Guard(DB_SYSTEM, "privilegepercamera",
-                                {"ina_digiout_cam_ids", "ina_digiout_camgrp_ids", "digiout_allcamds_ids",
-                                 "ina_live_cam_ids", "ina_live_camgrp_ids", "live_allcamds_ids"});
-        found <= 0)
-        return found;
-    return ExecuteSql(
-        DB_SYSTEM,
+    return ExecuteIfThere(
+        DB_SYSTEM, "privilegepercamera",
+        {"ina_digiout_cam_ids", "ina_digiout_camgrp_ids", "digiout_allcamds_ids", "ina_live_cam_ids",
+         "ina_live_camgrp_ids", "live_allcamds_ids"},
         "UPDATE privilegepercamera SET ina_digiout_cam_ids = ina_live_cam_ids,"
         " ina_digiout_camgrp_ids = ina_live_camgrp_ids,"
         " digiout_allcamds_ids = live_allcamds_ids"
         " WHERE IFNULL(ina_digiout_cam_ids, '') = ''"
         " AND IFNULL(ina_digiout_camgrp_ids, '') = ''"
         " AND IFNULL(digiout_allcamds_ids, '') = ''"
-        " AND (ina_live_cam_ids <> '' OR ina_live_camgrp_ids <> '' OR live_allcamds_ids <> '');",
-        kFailedToExecute);
+        " AND (ina_live_cam_ids <> '' OR ina_live_camgrp_ids <> '' OR live_allcamds_ids <> '');");
 }
 
 int DeleteNonexistentPrivProfileFromSubTable() {
@@ -300,20 +286,17 @@ int DeleteNonexistentPrivProfileFromSubTable() {
             batch += StringPrintf(
                 "DELETE FROM %s WHERE privprofile_id NOT IN (SELECT id FROM privilegeprofile);", table);
     }
-    return batch.empty() ? 0 : ExecuteSql(DB_SYSTEM, batch, kFailedToExecute);
+    return ExecuteSql(DB_SYSTEM, batch);
 }
 
 int CreateNonePrivProfile() { return InsertNoneProfile(); }
 
 // Accounts come to be bound to a list of profiles.
 int UpdateVGAccountPrivProfileList() {
-    if (const int found = Guard(DB_SYSTEM, "account", {"privprofileid", "privprofileids"}); found <= 0)
-        return found;
-    return ExecuteSql(DB_SYSTEM,
-                      "UPDATE account SET privprofileids = CAST(CAST(privprofileid AS INTEGER) AS TEXT)"
-                      " WHERE CAST(privprofileid AS INTEGER) > 0"
-                      " AND (privprofileids IS NULL OR privprofileids = '');",
-                      kFailedToExecute);
+    return ExecuteIfThere(DB_SYSTEM, "account", {"privprofileid", "privprofileids"},
+                          "UPDATE account SET privprofileids = CAST(CAST(privprofileid AS INTEGER) AS TEXT)"
+                          " WHERE CAST(privprofileid AS INTEGER) > 0"
+                          " AND (privprofileids IS NULL OR privprofileids = '');");
 }
 
 int UpdateMapPrivOfNonePrivProfile() {
@@ -325,13 +308,12 @@ int UpdateMapPrivOfNonePrivProfile() {
     std::string emaps, servers;
     if (LoadIds(DB_SYSTEM, "emap", emaps) || LoadIds(DB_SYSTEM, "slaveds", servers))
         return -1;
-    return ExecuteSql(DB_SYSTEM,
-                      "UPDATE privilegeprofile SET ina_emap_ids = " + emaps + ", all_emap_ds_ids = " +
-                          servers + ", ina_edit_emap_ids = " + emaps + ", all_edit_emap_ds_ids = " + servers +
-                          " WHERE privilege = -2 AND (ina_emap_ids IS NOT " + emaps +
-                          " OR all_emap_ds_ids IS NOT " + servers + " OR ina_edit_emap_ids IS NOT " + emaps +
-                          " OR all_edit_emap_ds_ids IS NOT " + servers + ");",
-                      kFailedToExecute);
+    return ExecuteSql(
+        DB_SYSTEM, "UPDATE privilegeprofile SET ina_emap_ids = " + emaps + ", all_emap_ds_ids = " + servers +
+                       ", ina_edit_emap_ids = " + emaps + ", all_edit_emap_ds_ids = " + servers +
+                       " WHERE privilege = -2 AND (ina_emap_ids IS NOT " + emaps +
+                       " OR all_emap_ds_ids IS NOT " + servers + " OR ina_edit_emap_ids IS NOT " + emaps +
+                       " OR all_edit_emap_ds_ids IS NOT " + servers + ");");
 }
 
 int ReCreateNonePrivProfile() { return InsertNoneProfile(); }

@@ -14,13 +14,10 @@
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
 #include "upgrader/dataaccess/guard.h"
-#include "upgrader/dataaccess/query_result.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 
 namespace {
-
-constexpr const char* kFailedSql = "Failed to execute sql: %s\n";
 
 // No row leads to a file by a way round.
 bool IsUsable(const std::string& path) {
@@ -113,11 +110,11 @@ namespace migrations {
 int MoveCapInfoPath() {
     if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"cap_file_path"}); found <= 0)
         return found;
-    QueryResult paths;
+    Rows paths;
     if (QuerySql(
             DB_SYSTEM,
             "SELECT DISTINCT cap_file_path FROM camera WHERE cap_file_path GLOB '/var/services/vigilo/*';",
-            paths, kFailedSql))
+            paths))
         return -1;
 
     int result = 0;
@@ -134,17 +131,17 @@ int MoveCapInfoPath() {
             AppendSqlCommand(sql, "UPDATE camera SET cap_file_path = " + VGDB::QuoteEscape(newPath) +
                                       " WHERE cap_file_path = " + VGDB::QuoteEscape(path));
     }
-    return !sql.empty() && ExecuteSql(DB_SYSTEM, sql, kFailedSql) ? -1 : result;
+    return ExecuteSql(DB_SYSTEM, sql) ? -1 : result;
 }
 
 int RenameArchiveFolder() {
     if (const int found = Guard(DB_ARCHIVE, "archive_recording", {"recording_path"}); found <= 0)
         return found;
-    QueryResult rows;
+    Rows rows;
     if (QuerySql(DB_ARCHIVE,
                  "SELECT rowid AS number, recording_path FROM archive_recording"
                  " WHERE instr(recording_path, '/@archive') > 0;",
-                 rows, kFailedSql))
+                 rows))
         return -1;
 
     std::set<std::string> folders;
@@ -183,7 +180,7 @@ int RenameArchiveFolder() {
                 sql, "UPDATE archive_recording SET recording_path = " + VGDB::QuoteEscape(recording.newPath) +
                          " WHERE rowid = " + recording.row);
     }
-    return !sql.empty() && ExecuteSql(DB_ARCHIVE, sql, kFailedSql) ? -1 : result;
+    return ExecuteSql(DB_ARCHIVE, sql) ? -1 : result;
 }
 
 // An event whose writing the old build did not finish. A camera keeps its path as long as the file is there.
@@ -191,12 +188,11 @@ int ResetWritingEvtPath() {
     if (const int found = Guard(DB_SYSTEM, gszTableCamera, {"writingEvtPath", "event_written_byte"});
         found <= 0)
         return found;
-    QueryResult cameras;
+    Rows cameras;
     if (QuerySql(DB_SYSTEM,
-                 "SELECT rowid AS number, writingEvtPath FROM camera WHERE event_written_byte > 0;", cameras,
-                 kFailedSql))
+                 "SELECT rowid AS number, writingEvtPath FROM camera WHERE event_written_byte > 0;", cameras))
         return -1;
-    if (cameras.NumRows() == 0)
+    if (cameras.Count() == 0)
         return 0;
     std::set<uid_t> users;
     if (GetRecorders(users))
@@ -213,8 +209,7 @@ int ResetWritingEvtPath() {
     if (ExecuteSql(DB_SYSTEM,
                    "UPDATE camera SET writingEvtPath = '', event_written_byte = 0"
                    " WHERE event_written_byte > 0 AND rowid NOT IN (" +
-                       kept + ");",
-                   kFailedSql))
+                       kept + ");"))
         return -1;
     return kept.empty() ? 0 : -1;
 }

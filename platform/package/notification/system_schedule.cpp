@@ -1,7 +1,6 @@
 #include "platform/package/notification/system_schedule.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 #include "platform/base/strings.h"
@@ -27,16 +26,15 @@ int NotifySche::Reload(bool /*reserved*/) {
     const std::string sql = StringPrintf(
         "SELECT event_type, schedule FROM notificationschedule WHERE event_type BETWEEN 0 AND %d;",
         NOTIFY_TYPE_COUNT - 1);
-    DBRows rows;
-    if (QueryRows(DB_SYSTEM, sql, rows))
+    Rows rows;
+    if (Query(DB_SYSTEM, sql, rows))
         return -1;
 
     Weeks weeks;
-    for (unsigned int row = 0; VGDBFetchRow(rows.get(), &row) == 0;) {
-        const auto type = static_cast<size_t>(String2Int(VGDBFetchField(rows.get(), row, "event_type")));
-        const char* schedule = VGDBFetchField(rows.get(), row, "schedule");
-        Week& week = weeks[type];
-        const size_t length = schedule ? strnlen(schedule, week.size()) : 0;
+    while (rows.Next()) {
+        const std::string schedule = rows.String("schedule");
+        Week& week = weeks[static_cast<size_t>(rows.Int("event_type"))];
+        const size_t length = std::min(schedule.size(), week.size());
         for (size_t slot = 0; slot < length; ++slot)
             week[slot] = schedule[slot] == '1';
     }
