@@ -22,8 +22,9 @@
 
 #include "control/command.h"
 #include "control/command_line.h"
+#include "control/json.h"
+#include "control/secrets.h"
 #include "control/text.h"
-#include "platform/base/json.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/base/vgprintf.h"
@@ -61,24 +62,6 @@ Commands AllCommands() {
 
 constexpr const char* kProgram = "vgupgradectl";
 
-// Control characters that JSON lets stand would still reach the terminal.
-std::string WithoutControls(const std::string& json) {
-    std::string text;
-    for (size_t i = 0; i < json.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(json[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < json.size() ? json[i + 1] : 0);
-        if (byte == 0x7f) {
-            text += "\\u007f";
-        } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) {
-            text += StringPrintf("\\u%04x", next);
-            ++i;
-        } else {
-            text += json[i];
-        }
-    }
-    return text;
-}
-
 // Prints to standard output. Returns the status, or 1 when it does not take the text.
 int Print(const std::string& text, int status) {
     if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
@@ -87,11 +70,10 @@ int Print(const std::string& text, int status) {
     return 1;
 }
 
-int PrintJson(const Json::Value& value, int status) {
-    return Print(WithoutControls(JsonWrite(value)) + '\n', status);
-}
+int PrintJson(const Json::Value& value, int status) { return Print(JsonDocument(value) + '\n', status); }
 
-int PrintError(const std::string& error, bool json) {
+int PrintError(const std::string& text, bool json) {
+    const std::string error = WithoutUsersOfUrls(text);
     if (json) {
         Json::Value object(Json::objectValue);
         object["error"] = error;
@@ -161,10 +143,11 @@ int Run(int argc, char* argv[], bool json) {
     SetLogProgram(kProgram, command.Log());
     if (const std::string error = FindTree(request.general.root, command.NeedsAccess()); !error.empty())
         return PrintError(error, json);
-    const Outcome outcome = RunCommand(command, request.general);
+    Outcome outcome = RunCommand(command, request.general);
     SetProgressLine("");
     if (!outcome.error.empty())
         return PrintError(outcome.error, json);
+    MaskUrls(outcome.result);
     return json ? PrintJson(outcome.result, outcome.status)
                 : Print(command.Print(outcome.result), outcome.status);
 }

@@ -1,9 +1,8 @@
 #include "control/secrets.h"
 
-#include <json/value.h>
-
 #include <algorithm>
-#include <array>
+#include <iterator>
+#include <utility>
 
 #include "platform/base/json.h"
 
@@ -26,10 +25,19 @@ bool BeginsPart(std::string_view name, size_t i) {
            (!IsUpper(name[i - 1]) || (i + 1 < name.size() && IsLower(name[i + 1])));
 }
 
+bool ContainsSecretWord(std::string_view name) {
+    static constexpr std::string_view kWords[] = {"password", "passwd", "passphrase", "secret",
+                                                  "token",    "apikey", "credential", "session"};
+    const std::string lower = ToLower(name);
+    return std::any_of(std::begin(kWords), std::end(kWords),
+                       [&lower](std::string_view word) { return lower.find(word) != std::string::npos; });
+}
+
 bool IsSecretPart(std::string_view part) {
-    static constexpr std::array<std::string_view, 9> kParts = {"password", "passwd", "pwd", "pass", "secret",
-                                                               "token",    "sid",    "key", "psk"};
-    return std::find(kParts.begin(), kParts.end(), ToLower(part)) != kParts.end();
+    static constexpr std::string_view kEnds[] = {"pwd", "pass", "sid", "key", "psk"};
+    const std::string lower = ToLower(part.substr(0, part.find_last_not_of("0123456789") + 1));
+    return std::any_of(std::begin(kEnds), std::end(kEnds),
+                       [&lower](std::string_view end) { return lower.ends_with(end); });
 }
 
 // Returns whether anything was masked.
@@ -45,14 +53,34 @@ bool MaskMembers(Json::Value& value) {
                 value[name] = std::string(kMask);
             masked = secret || MaskMembers(value[name]) || masked;
         }
+    } else if (value.isString()) {
+        const std::string text = value.asString();
+        if (std::string shown = MaskedValue("", text); shown != text) {
+            value = std::move(shown);
+            masked = true;
+        }
     }
     return masked;
+}
+
+// How many bytes of a text that begins behind "://" are the user information; 0 when there is none. A password may
+// hold a slash that should have been written otherwise: what stands behind the colon then is no port.
+size_t UserBytes(std::string_view rest) {
+    rest = rest.substr(0, rest.find_first_of(" \t\r\n\"'<>"));
+    const std::string_view authority = rest.substr(0, rest.find_first_of("/?#"));
+    if (const size_t at = authority.rfind('@'); at != std::string_view::npos)
+        return at;
+    const size_t colon = authority.find(':');
+    const bool isHost = colon == std::string_view::npos || authority.starts_with('[') ||
+                        authority.find_first_not_of("0123456789", colon + 1) == std::string_view::npos;
+    const size_t at = rest.rfind('@');
+    return isHost || at == std::string_view::npos ? 0 : at;
 }
 
 }  // namespace
 
 bool IsSecretName(std::string_view name) {
-    if (ToLower(name).find("password") != std::string::npos)
+    if (ContainsSecretWord(name))
         return true;
     size_t begin = 0;
     for (size_t i = 0; i <= name.size(); ++i) {
@@ -66,10 +94,37 @@ bool IsSecretName(std::string_view name) {
     return false;
 }
 
+std::string WithoutUsersOfUrls(std::string_view text) {
+    std::string shown;
+    for (size_t begin; (begin = text.find("://")) != std::string_view::npos;) {
+        shown += text.substr(0, begin + 3);
+        text.remove_prefix(begin + 3);
+        if (const size_t user = UserBytes(text); user > 0) {
+            shown += kMask;
+            text.remove_prefix(user);
+        }
+    }
+    return shown += text;
+}
+
 std::string MaskedValue(std::string_view name, const std::string& value) {
     if (IsSecretName(name))
         return std::string(kMask);
+    const size_t begin = value.find_first_not_of(" \t\r\n");
+    const bool mayBeJson = begin != std::string::npos && (value[begin] == '{' || value[begin] == '[');
     Json::Value json;
-    const bool isJson = (value.starts_with('{') || value.starts_with('[')) && JsonParse(value, json) == 0;
-    return isJson && MaskMembers(json) ? JsonWrite(json) : value;
+    if (mayBeJson && JsonParse(value, json) == 0)
+        return MaskMembers(json) ? JsonWrite(json) : value;
+    return WithoutUsersOfUrls(value);
+}
+
+void MaskUrls(Json::Value& value) {
+    if (value.isString()) {
+        const std::string text = value.asString();
+        if (text.find("://") != std::string::npos)
+            value = WithoutUsersOfUrls(text);
+    } else if (value.isArray() || value.isObject()) {
+        for (Json::Value& one : value)
+            MaskUrls(one);
+    }
 }

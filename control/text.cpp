@@ -18,13 +18,10 @@ bool g_colour = false;
 constexpr size_t kTextWidth = 100;  // where there is no terminal
 constexpr size_t kNarrowestTerminal = 40;
 constexpr size_t kGap = 2;
-constexpr size_t kNarrowest = 20;  // a last column that is wrapped has at least that width
+constexpr size_t kNarrowest = 16;      // of a column that gives way
+constexpr size_t kNarrowestLast = 28;  // of the last one, while others can
 
-// One character of UTF-8: its bytes and its number. No bytes where the text is no UTF-8.
-struct Character {
-    size_t bytes = 0;
-    uint32_t number = 0;
-};
+}  // namespace
 
 Character FirstCharacter(std::string_view text) {
     const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -54,6 +51,31 @@ bool IsControl(uint32_t number) {
            (number >= 0x2066 && number <= 0x2069);
 }
 
+namespace {
+
+// Whether a word that is too long may be broken before the byte: a new part of a name or a path begins there.
+bool MayBreak(std::string_view word, size_t i) {
+    const auto isSmall = [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); };
+    const std::string_view ends = "/_.,:;=-";
+    return ends.find(word[i - 1]) != std::string_view::npos ||
+           (isSmall(word[i - 1]) && word[i] >= 'A' && word[i] <= 'Z');
+}
+
+// How many bytes of a word go on a line of that width: all; else up to where it may be broken, unless that leaves
+// half of the line empty.
+size_t FittingBytes(std::string_view word, size_t width) {
+    size_t bytes = 0, best = 0;
+    for (size_t shown = 0; bytes < word.size(); ++shown) {
+        const bool breaks = bytes > 0 && MayBreak(word, bytes);
+        if (breaks && 2 * shown >= width)
+            best = bytes;
+        if (shown == width)
+            return best > 0 ? best : bytes;
+        bytes += std::max<size_t>(FirstCharacter(word.substr(bytes)).bytes, 1);
+    }
+    return bytes;
+}
+
 // The lines of a text within a width, broken at blanks where there are any.
 std::vector<std::string> Wrapped(std::string_view text, size_t width) {
     std::vector<std::string> lines;
@@ -65,11 +87,11 @@ std::vector<std::string> Wrapped(std::string_view text, size_t width) {
         if (!line.empty())
             line += ' ';
         for (std::string_view rest = word; !rest.empty();) {
-            if (WidthOf(line) >= width)
-                end();
-            const size_t bytes = std::max<size_t>(FirstCharacter(rest).bytes, 1);
+            const size_t bytes = FittingBytes(rest, width);
             line += rest.substr(0, bytes);
             rest.remove_prefix(bytes);
+            if (!rest.empty())
+                end();
         }
     }
     if (!line.empty() || lines.empty())
@@ -180,24 +202,42 @@ void TextTable::Add(std::vector<Cell> row) {
     m_rows.push_back(std::move(row));
 }
 
-void TextTable::AppendLine(const std::vector<Cell>& row, const std::vector<size_t>& widths,
-                           std::string& text) const {
-    std::string line(m_indent, ' ');
-    size_t begin = m_indent;  // of the last column, on the terminal
-    for (size_t i = 0; i + 1 < row.size(); ++i) {
-        const std::string fill(widths[i] - WidthOf(row[i].text), ' ');
-        const std::string shown = Toned(row[i].tone, row[i].text);
-        line += m_columns[i].right ? fill + shown : shown + fill;
-        line.append(kGap, ' ');
-        begin += widths[i] + kGap;
+void TextTable::AppendRow(const std::vector<Cell>& row, const std::vector<size_t>& widths,
+                          std::string& text) const {
+    std::vector<std::vector<std::string>> lines;
+    size_t height = 0;
+    for (size_t i = 0; i < row.size(); ++i) {
+        lines.push_back(Wrapped(row[i].text, widths[i]));
+        height = std::max(height, lines.back().size());
     }
-    const Cell& last = row.back();
-    const size_t room = std::max(kNarrowest, TextWidth() - std::min(TextWidth(), begin));
-    for (const std::string& part : Wrapped(last.text, room)) {
-        const size_t fill = m_columns.back().right ? std::min(room, widths.back()) - WidthOf(part) : 0;
-        line += std::string(fill, ' ') + Toned(last.tone, part);
-        line.erase(line.find_last_not_of(' ') + 1);
-        text += std::exchange(line, std::string(begin, ' ')) + '\n';
+    for (size_t at = 0; at < height; ++at) {
+        std::string line(m_indent, ' ');
+        size_t blanks = 0;  // owed before what comes next
+        for (size_t i = 0; i < row.size(); ++i) {
+            const std::string part = at < lines[i].size() ? lines[i][at] : "";
+            const size_t fill = widths[i] - std::min(widths[i], WidthOf(part));
+            const size_t before = m_columns[i].right ? fill : 0;
+            if (!part.empty())
+                line += std::string(std::exchange(blanks, 0) + before, ' ') + Toned(row[i].tone, part);
+            blanks += (part.empty() ? widths[i] : fill - before) + kGap;
+        }
+        text += line + '\n';
+    }
+}
+
+// The last column gives way first, then the widest of the others.
+void TextTable::Narrow(std::vector<size_t>& widths) const {
+    size_t all = m_indent + kGap * (widths.size() - 1);
+    for (const size_t width : widths)
+        all += width;
+    const auto takeFrom = [&all, room = TextWidth()](size_t& width, size_t least) {
+        const size_t taken = all > room ? std::min(all - room, width - std::min(width, least)) : 0;
+        width -= taken;
+        all -= taken;
+        return taken > 0;
+    };
+    takeFrom(widths.back(), kNarrowestLast);
+    while (takeFrom(*std::max_element(widths.begin(), widths.end()), kNarrowest)) {
     }
 }
 
@@ -205,17 +245,18 @@ std::string TextTable::ToString() const {
     std::vector<size_t> widths;
     std::vector<Cell> titles;
     for (const Column& column : m_columns) {
-        widths.push_back(WidthOf(column.title));
+        widths.push_back(std::max<size_t>(WidthOf(column.title), 1));
         titles.emplace_back(column.title, Tone::Strong);
     }
     for (const std::vector<Cell>& row : m_rows)
         for (size_t i = 0; i < row.size(); ++i)
             widths[i] = std::max(widths[i], WidthOf(row[i].text));
+    Narrow(widths);
     std::string text;
     if (std::any_of(m_columns.begin(), m_columns.end(), [](const Column& one) { return !one.title.empty(); }))
-        AppendLine(titles, widths, text);
+        AppendRow(titles, widths, text);
     for (const std::vector<Cell>& row : m_rows)
-        AppendLine(row, widths, text);
+        AppendRow(row, widths, text);
     return text;
 }
 

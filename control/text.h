@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,16 @@ std::string Toned(Tone tone, std::string_view text);
 // as escapes.
 std::string Escaped(std::string_view text);
 
+// One character of UTF-8: its bytes and its number. No bytes where the text is no UTF-8.
+struct Character {
+    size_t bytes = 0;
+    uint32_t number = 0;
+};
+Character FirstCharacter(std::string_view text);
+
+// Whether a terminal would obey it: control characters, marks that turn the direction of writing.
+bool IsControl(uint32_t number);
+
 // The columns that a text takes on a terminal: one a character.
 size_t WidthOf(std::string_view text);
 
@@ -38,8 +49,8 @@ std::string Paragraph(const std::string& text, Tone tone = Tone::Plain);
 // by commas. Where a table has many columns there, it stands with their number.
 std::vector<std::string> GroupedByKind(const std::vector<std::string>& texts, const std::string& separator);
 
-// Columns as wide as their widest cell, two blanks between them; the last one is wrapped at words within the
-// width. Cells are escaped here.
+// Columns as wide as their widest cell, two blanks between them; where a line has no room for them, the last column is
+// wrapped at words, then the widest of the others. Cells are escaped here.
 class TextTable {
 public:
     struct Cell {
@@ -67,7 +78,8 @@ private:
         bool right;
     };
 
-    void AppendLine(const std::vector<Cell>& row, const std::vector<size_t>& widths, std::string& text) const;
+    void Narrow(std::vector<size_t>& widths) const;
+    void AppendRow(const std::vector<Cell>& row, const std::vector<size_t>& widths, std::string& text) const;
 
     std::vector<Column> m_columns;
     size_t m_indent;

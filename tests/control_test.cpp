@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "control/json.h"
 #include "control/secrets.h"
 #include "control/text.h"
 #include "platform/base/json.h"
@@ -420,23 +421,61 @@ TEST_F(Control, CompletesItsCommandsInBash) {
     EXPECT_EQ("--sql\nhistory\n", ReadFile(out));
 }
 
-TEST(ControlText, ShowsNoSecretAndNoControlCharacter) {
-    for (const char* const name : {"password", "smtp_passwd", "apiKey", "APIKey", "sid", "SIDPath",
-                                   "wifi_psk", "user_pwd", "Token", "mypasswordfield", "a.secret", "KEY"})
-        EXPECT_TRUE(IsSecretName(name)) << name;
+TEST(ControlText, ShowsNoSecret) {
     for (const char* const name :
-         {"keyboard", "monkey", "inside", "passage", "side", "compass", "tokens", ""})
+         {"password", "smtp_passwd", "apiKey",     "APIKey",          "sid",      "SIDPath",
+          "wifi_psk", "user_pwd",    "Token",      "mypasswordfield", "a.secret", "KEY",
+          "passwd1",  "token2",      "pwd_2",      "psk12",           "apikey",   "userpwd",
+          "smtppass", "sessionid",   "passphrase", "Credentials",     "userPWD2"})
+        EXPECT_TRUE(IsSecretName(name)) << name;
+    for (const char* const name : {"keyboard", "inside", "passage", "side", "pskill", "2", ""})
         EXPECT_FALSE(IsSecretName(name)) << name;
-    EXPECT_EQ("***", MaskedValue("api_key", "1"));
-    EXPECT_EQ("{\"a\":[{\"authToken\":\"***\"}],\"b\":1}",
-              MaskedValue("json", "{ \"a\": [ {\"authToken\": {\"x\": 1}} ], \"b\": 1 }"));
-    EXPECT_EQ("{ \"a\": 1 }", MaskedValue("json", "{ \"a\": 1 }"));
+    const struct {
+        const char* name;
+        const char* value;
+        const char* shown;
+    } cases[] = {
+        {"api_key", "1", "***"},
+        {"json", "{ \"a\": [ {\"authToken\": {\"x\": 1}} ], \"b\": 1 }",
+         "{\"a\":[{\"authToken\":\"***\"}],\"b\":1}"},
+        {"json", " \n[{\"pwd1\":\"x\"}]", "[{\"pwd1\":\"***\"}]"},
+        {"json", "{ \"a\": 1 }", "{ \"a\": 1 }"},
+        {"json", "{\"u\":\"http:\\/\\/a:b@c\",\"in\":\"{\\\"sid\\\":7}\"}",
+         "{\"in\":\"{\\\"sid\\\":\\\"***\\\"}\",\"u\":\"http://***@c\"}"},
+        {"path", "rtsp://admin:a@b@10.0.0.7:554/live and http://x@y",
+         "rtsp://***@10.0.0.7:554/live and http://***@y"},
+        {"path", "rtsp://admin:pa/ss@10.0.0.7/live", "rtsp://***@10.0.0.7/live"},
+        {"path", "http://[::1]:80/a@b http://h:80/a@b http://h/?to=a@b a@b://",
+         "http://[::1]:80/a@b http://h:80/a@b http://h/?to=a@b a@b://"},
+    };
+    for (const auto& [name, value, shown] : cases)
+        EXPECT_EQ(shown, MaskedValue(name, value));
+}
 
+TEST(ControlText, IsUtf8WithoutControlCharacters) {
     EXPECT_EQ("a\\x1b[31m\\n\\u0085\\xff\\u202e\\x7f\xc3\xa9",
               Escaped("a\x1b[31m\n\xc2\x85\xff\xe2\x80\xae\x7f\xc3\xa9"));
+    Json::Value value;
+    value["a\xff"] = std::string("\x1b\0\"\\\xc2\x85\xed\xa0\x80\xc3\xa9", 11);
+    value["n"][0] = 0.45000000000000001;
+    value["n"][1] = Json::Int64{INT64_MIN};
+    value["n"][2] = 1e300 * 1e300;
+    EXPECT_EQ(
+        "{\"a\xef\xbf\xbd\":\"\\u001b\\u0000\\\"\\\\\\u0085\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xc3\xa9\","
+        "\"n\":[0.45,-9223372036854775808,null]}",
+        JsonDocument(value));
+}
+
+TEST(ControlText, WrapsWhatALineHasNoRoomFor) {
     TextTable table({">n", "text"});
     table.Add({"10", std::string(97, 'x') + " y"});
     EXPECT_EQ(" n  text\n10  " + std::string(96, 'x') + "\n    x y\n", table.ToString());
+    TextTable wide({"", "", ""});
+    wide.Add({"UpdateTheSettings" + std::string(40, 'x') + "OfEveryCamera", std::string(50, 'y'), "short"});
+    const std::string text = wide.ToString();
+    for (const std::string& line : SplitString(text, '\n'))
+        EXPECT_GE(100u, WidthOf(line)) << line;
+    EXPECT_EQ(1, std::count(text.begin(), text.end(), '\n') - 1) << text;
 }
 
 }  // namespace
