@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "upgrader/migrations.h"
-#include "upgrader/walk.h"
+#include "upgrader/runner.h"
 
 namespace {
 
@@ -24,12 +24,13 @@ int main(int argc, char* argv[]) {
     for (const auto& migration : kMigrations) {
         if (argc != 2 || migration.name != argv[1])
             continue;
-        Walk walk({}, Record::State::Usable);
-        const int result = walk.Run({.oldBuild = 0,
-                                     .missing = {},
-                                     .before = {},
-                                     .rows = {{0, argv[1], 1, migration.run}},
-                                     .after = {}});
+        Runner walk({}, Record::State::Usable);
+        const int result = walk.Run(
+            {.oldBuild = 0,
+             .missing = {},
+             .before = {},
+             .migrations = {{.number = 0, .name = argv[1], .threshold = 1, .function = migration.run}},
+             .after = {}});
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
         std::printf("%ld\n", usage.ru_maxrss * 1024);

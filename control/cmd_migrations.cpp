@@ -20,7 +20,7 @@ public:
 Outcome Migrations::Run(const General& /*general*/) {
     Json::Value rows(Json::arrayValue);
     for (size_t number = 0; number < kMigrationCount; ++number) {
-        const MigrationInfo& info = InfoOfRow(number);
+        const Migration& info = MigrationAt(number);
         Json::Value& row = rows.append(Json::objectValue);
         row["row"] = Json::UInt64{number};
         row["threshold"] = MigrationRegistry[number].threshold;

@@ -12,6 +12,7 @@
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
+#include "upgrader/disk_need.h"
 #include "upgrader/repair.h"
 
 namespace {
@@ -35,7 +36,7 @@ std::set<std::string> KeysThatStand(const Record::Facts& facts) {
     return keys;
 }
 
-const char* VerdictOf(const MigrationInfo& info, const std::set<std::string>& keys) {
+const char* VerdictOf(const Migration& info, const std::set<std::string>& keys) {
     if (info.state == MigrationState::Empty)
         return "empty";
     return info.flag && keys.contains(info.flag) ? "done" : "runs";
@@ -73,18 +74,17 @@ Json::Value ToJson(const Plan& plan, const Record::Facts& facts) {
             result["repair"].append(RepairToJson(repair));
     result["migrations"] = Json::Value(Json::arrayValue);
     const std::set<std::string> keys = KeysThatStand(facts);
-    for (const WalkRow& row : plan.rows) {
-        const MigrationInfo& info = InfoOfRow(static_cast<size_t>(row.number));
+    for (const Migration& row : plan.migrations) {
         Json::Value& entry = result["migrations"].append(Json::objectValue);
         entry["row"] = row.number;
         entry["name"] = row.name;
         entry["threshold"] = row.threshold;
-        entry["state"] = StateName(info.state);
-        entry["verdict"] = VerdictOf(info, keys);
-        entry["concerns"] = info.concerns;
+        entry["state"] = StateName(row.state);
+        entry["verdict"] = VerdictOf(row, keys);
+        entry["concerns"] = row.concerns;
     }
     result["disk"] = Json::Value(Json::arrayValue);
-    for (const DiskNeed& disk : plan.disk) {
+    for (const DiskNeed& disk : FindDiskNeeds(plan)) {
         Json::Value& entry = result["disk"].append(Json::objectValue);
         entry["filesystem"] = disk.fileSystem;
         entry["needed"] = Json::UInt64{disk.needed};
@@ -174,9 +174,8 @@ Outcome PlanCommand::Run(const General& /*general*/) {
     uint32_t build = 0;
     if (std::string error = FindOldBuild(m_oldBuild, facts, build); !error.empty())
         return Outcome::Refused(std::move(error));
-    Plan plan = PlanRows(build, facts);
+    Plan plan = PlanMigrations(build, facts);
     PlanRepair(plan);
-    PlanDisk(plan);
     return Outcome::Done(ToJson(plan, facts));
 }
 

@@ -32,6 +32,7 @@
 #include "platform/settings/key_value_text.h"
 #include "platform/vgdb/row_changes.h"
 #include "platform/vgdb/vgdb.h"
+#include "upgrader/disk_need.h"
 #include "upgrader/lock.h"
 #include "upgrader/plan.h"
 #include "upgrader/restore_mark.h"
@@ -292,7 +293,7 @@ Json::Value ResultOf(const Rehearsal& rehearsal, const Plan& plan, size_t sample
     CompareFiles(rehearsal, result);
     ReadMessages(rehearsal, result["messages"]);
     ReadFailedRows(rehearsal, result["failed"]);
-    for (const WalkRow& row : plan.rows) {
+    for (const Migration& row : plan.migrations) {
         if (!WorksOnOtherFiles(row.name))
             continue;
         Json::Value& entry = result["not_rehearsed"].append(Json::objectValue);
@@ -319,11 +320,10 @@ std::string MakePlan(const std::string& oldBuild, uint32_t& build, Plan& plan, u
         return VGDB::GetDBPath(DB_SYSTEM) + " cannot be read (vgupgradectl check tells more).";
     if (std::string error = FindOldBuild(oldBuild, facts, build); !error.empty())
         return error;
-    plan = PlanRows(build, facts);
+    plan = PlanMigrations(build, facts);
     PlanRepair(plan);
-    PlanDisk(plan);
     room = 0;
-    for (const DiskNeed& disk : plan.disk)
+    for (const DiskNeed& disk : FindDiskNeeds(plan))
         room += disk.needed;
     return "";
 }

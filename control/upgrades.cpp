@@ -55,16 +55,16 @@ std::string FindOldBuild(const std::string& text, const Record::Facts& facts, ui
 
 std::vector<FailedMigration> FindFailed(const Record::Facts& facts) {
     std::vector<FailedMigration> failed;
-    std::vector<Record::RowName> noted = facts.failed;
+    std::vector<Record::NotedMigration> noted = facts.failed;
     for (size_t number = 0; number < kMigrationCount; ++number) {
-        const Record::RowName row{.name = InfoOfRow(number).name,
-                                  .threshold = MigrationRegistry[number].threshold};
+        const Record::NotedMigration row{.name = MigrationAt(number).name,
+                                         .threshold = MigrationRegistry[number].threshold};
         if (const auto found = std::find(noted.begin(), noted.end(), row); found != noted.end()) {
             noted.erase(found);
             failed.push_back({.name = row.name, .number = number});
         }
     }
-    for (const Record::RowName& row : noted)
+    for (const Record::NotedMigration& row : noted)
         failed.push_back({.name = row.name, .number = std::nullopt});
     return failed;
 }

@@ -33,7 +33,7 @@ void MakeRecord(std::string_view input) {
 void Note(const Record::Facts& facts) {
     Execute(Record::MakeSql(true));
     Execute(Record::BeginSql(facts.oldBuild.value_or(0), facts.missing) + Record::DoneSql(facts.done));
-    for (const Record::RowName& row : facts.failed)
+    for (const Record::NotedMigration& row : facts.failed)
         Execute(Record::FailedSql(row));
     for (const KeyChange& change : facts.keys)
         Execute(Record::OwedSql(change));

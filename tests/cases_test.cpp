@@ -110,7 +110,7 @@ private:
         ASSERT_FALSE(words.empty());
         m_row = nullptr;
         for (size_t row = 0; row < kMigrationCount; ++row)
-            if (InfoOfRow(row).name == words[0])
+            if (MigrationAt(row).name == words[0])
                 m_row = MigrationRegistry[row].function;
         ASSERT_TRUE(m_row) << "no row " << words[0];
         m_result = words.size() > 1 && words[1] == "fails" ? -1 : 0;

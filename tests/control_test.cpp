@@ -28,7 +28,7 @@
 #include "upgrader/history.h"
 #include "upgrader/registry.h"
 #include "upgrader/restore_mark.h"
-#include "upgrader/walk.h"
+#include "upgrader/runner.h"
 
 namespace fs = std::filesystem;
 
@@ -220,11 +220,11 @@ protected:
         const pid_t pid = fork();
         if (pid == 0) {
             VGDB::StartAnew();
-            Walk walk({}, Record::State::Usable);
+            Runner walk({}, Record::State::Usable);
             (void)walk.Run({.oldBuild = 3000,
                             .missing = {},
                             .before = nullptr,
-                            .rows = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
+                            .migrations = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
                                      {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
                                      {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}},
                             .after = nullptr});
@@ -282,7 +282,7 @@ TEST_F(Control, RetriesTheRowsThatFailed) {
     std::set<std::string> always;
     for (size_t row = 0; row < kMigrationCount; ++row)
         if (MigrationRegistry[row].threshold == 0)
-            always.insert(InfoOfRow(row).name);
+            always.insert(MigrationAt(row).name);
     const Json::Value retried = RunJson("retry");
     EXPECT_EQ(0u, retried["failed"].size());
     EXPECT_TRUE(retried["argument"].isNull());

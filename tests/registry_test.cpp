@@ -38,7 +38,7 @@ std::string Words(const std::string& text) {
     return words;
 }
 
-std::string Where(size_t row) { return "row " + std::to_string(row) + ", " + InfoOfRow(row).name; }
+std::string Where(size_t row) { return "row " + std::to_string(row) + ", " + MigrationAt(row).name; }
 
 TEST(Registry, RisesAndEndsWithTheRowsThatAlwaysRun) {
     const std::vector<std::string> always = {"UpdateDefPrivProfile", "ReCreateNonePrivProfile",
@@ -51,9 +51,9 @@ TEST(Registry, RisesAndEndsWithTheRowsThatAlwaysRun) {
         EXPECT_EQ(0u, MigrationRegistry[row].reserved) << Where(row);
         EXPECT_EQ(row >= firstAlways, threshold == 0) << Where(row);
         if (row >= firstAlways)
-            EXPECT_EQ(always[row - firstAlways], InfoOfRow(row).name);
+            EXPECT_EQ(always[row - firstAlways], MigrationAt(row).name);
         else if (threshold < last)
-            falls.insert(InfoOfRow(row).name);
+            falls.insert(MigrationAt(row).name);
         else
             last = threshold;
     }
@@ -68,8 +68,8 @@ TEST(Registry, GivesEachMigrationItsOwnAddressAndNamesTwoTwice) {
     for (size_t row = 0; row < kMigrationCount; ++row) {
         const auto& [threshold, reserved, function] = MigrationRegistry[row];
         ASSERT_NE(nullptr, function) << Where(row);
-        thresholds[InfoOfRow(row).name].push_back(threshold);
-        EXPECT_EQ(InfoOfRow(row).name, names.try_emplace(function, InfoOfRow(row).name).first->second)
+        thresholds[MigrationAt(row).name].push_back(threshold);
+        EXPECT_EQ(MigrationAt(row).name, names.try_emplace(function, MigrationAt(row).name).first->second)
             << Where(row);
     }
     EXPECT_EQ(thresholds.size(), names.size());
@@ -82,7 +82,7 @@ TEST(Registry, GivesEachMigrationItsOwnAddressAndNamesTwoTwice) {
 // A text with a bar would break the table of the page.
 TEST(Registry, SaysOfEachRowWhatItConcernsAndOfAPartWhatIsLeftOut) {
     for (size_t row = 0; row < kMigrationCount; ++row) {
-        const MigrationInfo& info = InfoOfRow(row);
+        const Migration& info = MigrationAt(row);
         EXPECT_NE("", std::string(info.concerns)) << Where(row);
         EXPECT_EQ(std::string::npos,
                   (std::string(info.concerns) + (info.leavesOut ? info.leavesOut : "")).find('|'))

@@ -544,12 +544,12 @@ TEST_F(Rehearse, ShowsNoSecretAndNoForeignMarkup) {
 TEST_F(Rehearse, KnowsTheRowsOnOtherFiles) {
     int rows = 0;
     for (size_t row = 0; row < kMigrationCount; ++row) {
-        if (!WorksOnOtherFiles(InfoOfRow(row).name))
+        if (!WorksOnOtherFiles(MigrationAt(row).name))
             continue;
         ++rows;
-        EXPECT_TRUE(InfoOfRow(row).state == MigrationState::Body ||
-                    InfoOfRow(row).state == MigrationState::Partial)
-            << InfoOfRow(row).name;
+        EXPECT_TRUE(MigrationAt(row).state == MigrationState::Body ||
+                    MigrationAt(row).state == MigrationState::Partial)
+            << MigrationAt(row).name;
     }
     EXPECT_EQ(13, rows) << "every name of the list is in the registry";
 }

@@ -1,5 +1,5 @@
 // A small registry, walked with faults.
-#include "upgrader/walk.h"
+#include "upgrader/runner.h"
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -72,15 +72,16 @@ protected:
         const Record::State state = Record::Open(facts);
         if (state == Record::State::Usable)
             Outbox::DeliverOwed(facts);
-        std::vector<WalkRow> rows;
+        std::vector<Migration> rows;
         for (size_t i = 0; i < functions.size(); ++i) {
-            const WalkRow row{static_cast<int>(i), kNames[i], 20, functions[i]};
-            if (std::find(facts.done.begin(), facts.done.end(), row.Name()) == facts.done.end())
+            const Migration row{
+                .number = static_cast<int>(i), .name = kNames[i], .threshold = 20, .function = functions[i]};
+            if (std::find(facts.done.begin(), facts.done.end(), Record::NoteOf(row)) == facts.done.end())
                 rows.push_back(row);
         }
-        Walk walk(facts, state);
-        const int result =
-            walk.Run({.oldBuild = oldBuild, .missing = missing, .before = repair, .rows = rows, .after = {}});
+        Runner walk(facts, state);
+        const int result = walk.Run(
+            {.oldBuild = oldBuild, .missing = missing, .before = repair, .migrations = rows, .after = {}});
         g_changed = walk.HasChanged();
         return result;
     }
@@ -268,19 +269,20 @@ TEST_F(WalkTest, IsFinishedByWhateverComesNext) {
     UpgradeAndDie({First, Dies});
     Record::Facts facts;
     ASSERT_EQ(0, Record::Read(facts));
-    EXPECT_EQ(5u + 0u, PlanRows(9760, {}).rows.size());
-    EXPECT_EQ(10u, PlanRows(9760, facts).oldBuild);
-    EXPECT_EQ(PlanRows(10, {}).rows.size(), PlanRows(9760, facts).rows.size());
-    EXPECT_EQ(3u, PlanRows(3, facts).oldBuild);
+    EXPECT_EQ(5u + 0u, PlanMigrations(9760, {}).migrations.size());
+    EXPECT_EQ(10u, PlanMigrations(9760, facts).oldBuild);
+    EXPECT_EQ(PlanMigrations(10, {}).migrations.size(), PlanMigrations(9760, facts).migrations.size());
+    EXPECT_EQ(3u, PlanMigrations(3, facts).oldBuild);
 
     // It has taken effect, one row failed, and something is owed still.
     facts.done = {{"PatchAxisP3384", 2829}, {"UpdatePrivAdvOper", 0}};
     facts.failed = {{"UpdatePrivAdvOper", 0}};
-    const Plan plan = PlanRows(9760, facts);
-    EXPECT_EQ(PlanRows(10, {}).rows.size() - 2, plan.rows.size());
+    const Plan plan = PlanMigrations(9760, facts);
+    EXPECT_EQ(PlanMigrations(10, {}).migrations.size() - 2, plan.migrations.size());
     ASSERT_EQ(1u, plan.failedBefore.size());
     EXPECT_STREQ("UpdatePrivAdvOper", plan.failedBefore[0].name);
-    EXPECT_EQ(PlanRows(3, {}).rows.size(), PlanRows(3, facts).rows.size()) << "an older build has more to do";
+    EXPECT_EQ(PlanMigrations(3, {}).migrations.size(), PlanMigrations(3, facts).migrations.size())
+        << "an older build has more to do";
 }
 
 TEST_F(WalkTest, TakesNothingFromARecordThatIsNone) {

@@ -32,7 +32,7 @@ bool EndsInsideALine(int fd) {
 
 }  // namespace
 
-Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<RepairDone>& repaired,
+Json::Value HistoryOf(const Plan& plan, const Runner& walk, const std::vector<RepairDone>& repaired,
                       const char* argument, std::chrono::system_clock::time_point started, double seconds,
                       int status) {
     Json::Value object(Json::objectValue);
@@ -51,11 +51,11 @@ Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<Repa
             entry["added"].append(added);
     }
     object["migrations"] = Json::Value(Json::arrayValue);
-    for (const RowRun& run : walk.Runs()) {
+    for (const MigrationRun& run : walk.Runs()) {
         Json::Value& entry = object["migrations"].append(Json::objectValue);
-        entry["row"] = run.row.number;
-        entry["name"] = run.row.name;
-        entry["threshold"] = run.row.threshold;
+        entry["row"] = run.migration.number;
+        entry["name"] = run.migration.name;
+        entry["threshold"] = run.migration.threshold;
         entry["result"] = run.result;
         entry["ms"] = Rounded(run.ms, 0.01);
         entry["changes"] = Json::Int64{run.changes};

@@ -9,11 +9,11 @@
 
 #include "upgrader/plan.h"
 #include "upgrader/repair.h"
-#include "upgrader/walk.h"
+#include "upgrader/runner.h"
 
 // The object of an upgrade that has come to its end.
 //   argument  the text that was given on the command line; null for rows that were run again
-Json::Value HistoryOf(const Plan& plan, const Walk& walk, const std::vector<RepairDone>& repaired,
+Json::Value HistoryOf(const Plan& plan, const Runner& walk, const std::vector<RepairDone>& repaired,
                       const char* argument, std::chrono::system_clock::time_point started, double seconds,
                       int status);
 

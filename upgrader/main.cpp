@@ -5,7 +5,7 @@
 //   3. Tell the data access whether the system is in non-rec mode.
 //   4. Read what an earlier upgrade has left, and deliver what it owes.
 //   5. Plan: the due rows, the schema repair, the room that they need.
-//   6. Walk: repair the schema of the 17 databases, run the migrations, stamp the package version into settings.conf.
+//   6. Runner: repair the schema of the 17 databases, run the migrations, stamp the package version into settings.conf.
 //   7. Say in the log and in the history what was done.
 //
 // Exit status: 0; 1 without an argument; 255 (-1) when a migration failed, another upgrade does not end, a restore is
@@ -13,29 +13,20 @@
 
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "platform/base/paths.h"
-#include "platform/base/strings.h"
-#include "platform/base/vgprintf.h"
 #include "platform/settings/settings.h"
 #include "platform/settings/system.h"
 #include "platform/vgdb/vgdb.h"
-#include "upgrader/history.h"
 #include "upgrader/lock.h"
 #include "upgrader/log.h"
-#include "upgrader/outbox.h"
-#include "upgrader/plan.h"
-#include "upgrader/repair.h"
 #include "upgrader/restore_mark.h"
-#include "upgrader/walk.h"
+#include "upgrader/upgrade.h"
 
 namespace {
 
@@ -59,75 +50,6 @@ uint32_t ParseBuild(const char* text) {
 
 bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// A stamp that cannot be written changes nothing; the library has logged it. Nor does one that is not known.
-void StampVersion() {
-    std::string version;
-    if (FindVGPkgVersion(version) == 0)
-        (void)SetSettingConfValue("vg_upgrader_version", version);
-    else
-        UPG_LOG("No version is stamped, since %s cannot be read.\n", ResolvePath(kPackageConf).c_str());
-}
-
-void LogDiskNeeds(const Plan& plan, const LogSite& site) {
-    for (const DiskNeed& disk : plan.disk)
-        if (disk.needed > disk.free)
-            LogMessage(site,
-                       "The file system of %s may be too full: %llu bytes can be needed, %llu are free.\n",
-                       disk.fileSystem.c_str(), static_cast<unsigned long long>(disk.needed),
-                       static_cast<unsigned long long>(disk.free));
-}
-
-// The last line of an upgrade.
-void LogUpgrade(const Plan& plan, const Walk& walk, double seconds, const LogSite& site) {
-    std::vector<WalkRow> failed = plan.failedBefore;
-    for (const RowRun& run : walk.Runs())
-        if (run.result < 0)
-            failed.push_back(run.row);
-    std::string names;
-    for (const WalkRow& row : failed)
-        names += StringPrintf("%s [%d] %s", names.empty() ? ":" : ",", row.number, row.name);
-    LogMessage(site, "Upgrade from build %u: %zu migrations ran, %zu failed, %.2f s%s.\n", plan.oldBuild,
-               walk.Runs().size(), failed.size(), seconds, names.c_str());
-}
-
-int Upgrade(const char* argument, uint32_t build, const LogSite& site) {
-    const auto started = std::chrono::system_clock::now();
-    const auto begin = std::chrono::steady_clock::now();
-
-    SetPatienceBeforeWalk();
-    Record::Facts facts;
-    const Record::State state = Record::Open(facts);
-    if (state == Record::State::Usable)
-        Outbox::DeliverOwed(facts);
-
-    Plan plan = PlanRows(build, facts);
-    PlanRepair(plan);
-    PlanDisk(plan);
-    LogDiskNeeds(plan, site);
-
-    std::vector<RepairDone> repaired;
-    Walk walk(facts, state);
-    walk.OnProgress([&plan, count = 0](const WalkRow& row) mutable {
-        SetProgressLine(StringPrintf("[%d/%zu] %s", ++count, plan.rows.size(), row.name));
-    });
-    const int walked = walk.Run({.oldBuild = plan.oldBuild,
-                                 .missing = plan.missing,
-                                 .before = RepairBeforeWalk(plan, repaired, site),
-                                 .rows = plan.rows,
-                                 .after = StampVersion});
-    SetProgressLine("");
-
-    const bool failed = walked < 0 || state == Record::State::SetAside || !plan.failedBefore.empty();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-    if (walk.HasChanged())
-        LogIndexesLeftOut(plan, site);
-    if (walk.HasChanged() || failed)
-        (void)AppendHistory(
-            HistoryOf(plan, walk, repaired, argument, started, seconds.count(), failed ? -1 : 0), failed);
-    LogUpgrade(plan, walk, seconds.count(), site);
-    return failed ? -1 : 0;
 }
 
 }  // namespace
@@ -163,7 +85,7 @@ int main(int argc, char* argv[]) {
             snapshot.c_str(), snapshot.c_str());
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     try {
-        return Upgrade(argument.data(), build, LogSite::Here());
+        return Upgrade(argument, build);
     } catch (const std::exception& error) {
         return UPG_FAIL("The upgrade ended by an exception: %s\n", error.what());
     }

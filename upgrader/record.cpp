@@ -37,7 +37,7 @@ std::string StrikeSql(const std::string& condition) {
     return std::string("DELETE FROM ") + Record::kTable + " WHERE " + condition + ";\n";
 }
 
-std::string RowCondition(const char* fact, const Record::RowName& row) {
+std::string RowCondition(const char* fact, const Record::NotedMigration& row) {
     return std::string("fact = '") + fact + "' AND name = " + VGDB::QuoteEscape(row.name) + " AND value = '" +
            std::to_string(row.threshold) + "'";
 }
@@ -91,8 +91,9 @@ bool ParseNumbers(const std::string& text, Number&... numbers) {
     return (parse(numbers) && ...) && at == end;
 }
 
-bool AddRow(const std::string& name, const std::string& threshold, std::vector<Record::RowName>& rows) {
-    Record::RowName row{.name = name};
+bool AddRow(const std::string& name, const std::string& threshold,
+            std::vector<Record::NotedMigration>& rows) {
+    Record::NotedMigration row{.name = name};
     if (name.empty() || !ParseNumbers(threshold, row.threshold))
         return false;
     rows.push_back(row);
@@ -140,6 +141,10 @@ bool AddFact(const Rows& row, Record::Facts& facts) {
 }
 
 }  // namespace
+
+Record::NotedMigration Record::NoteOf(const Migration& migration) {
+    return {.name = migration.name, .threshold = migration.threshold};
+}
 
 int Record::Read(Facts& facts) {
     facts = {};
@@ -245,20 +250,20 @@ std::string Record::BeginSql(std::optional<uint32_t> oldBuild, const MissingRepo
 
 std::string Record::NothingDoneSql() { return StrikeSql(std::string("fact = '") + kDone + "'"); }
 
-std::string Record::DoneSql(const std::vector<RowName>& rows) {
+std::string Record::DoneSql(const std::vector<NotedMigration>& rows) {
     std::string sql;
-    for (const RowName& row : rows)
+    for (const NotedMigration& row : rows)
         sql += (sql.empty() ? std::string("INSERT INTO ") + kTable + "(fact, name, value) VALUES\n" : ",\n") +
                "('" + kDone + "', " + VGDB::QuoteEscape(row.name) + ", '" + std::to_string(row.threshold) +
                "')";
     return sql.empty() ? "" : sql + ";\n";
 }
 
-std::string Record::FailedSql(const RowName& row) {
+std::string Record::FailedSql(const NotedMigration& row) {
     return SucceededSql(row) + NoteSql(kFailed, "", row.name, std::to_string(row.threshold));
 }
 
-std::string Record::SucceededSql(const RowName& row) { return StrikeSql(RowCondition(kFailed, row)); }
+std::string Record::SucceededSql(const NotedMigration& row) { return StrikeSql(RowCondition(kFailed, row)); }
 
 std::string Record::OwedSql(const KeyChange& change) {
     return StrikeSql(std::string("fact = '") + kKey + "' AND subject = " + VGDB::QuoteEscape(change.file) +

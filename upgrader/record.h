@@ -13,32 +13,35 @@
 #include "platform/package/vglog.h"
 #include "platform/settings/key_value_text.h"
 #include "platform/vgdb/vgdb.h"
+#include "upgrader/registry.h"
 
 namespace Record {
 
 inline constexpr const char* kTable = "vgupgrader_record";
 
-// A row of the registry, as the record names it: positions move when a registry grows.
-struct RowName {
+// A migration as the record names it: positions move when a registry grows.
+struct NotedMigration {
     std::string name;
     uint32_t threshold = 0;
 
-    auto operator<=>(const RowName&) const = default;
+    auto operator<=>(const NotedMigration&) const = default;
 };
+
+NotedMigration NoteOf(const Migration& migration);
 
 using MissingReport = std::array<VGDB::MissingNames, DB_INSTANCE_COUNT>;
 
 struct Facts {
-    bool exists = false;                // the table is there
-    bool strange = false;               // but is no record of ours, and is made anew
-    std::vector<std::string> nonsense;  // what was left out, for the log
-    std::optional<uint32_t> oldBuild;   // an upgrade from there has begun, and has not come to its end
-    std::vector<RowName> done;          // its rows that have taken effect
-    std::vector<RowName> failed;        // rows that failed, in this or an earlier upgrade
-    MissingReport missing;              // what the databases lacked before their repair
-    std::vector<KeyChange> keys;        // owed
-    long long entries = 0;              // how many entries are owed
-    long long place = 0;                // the id that the first of them gets in the log; 0: not chosen yet
+    bool exists = false;                 // the table is there
+    bool strange = false;                // but is no record of ours, and is made anew
+    std::vector<std::string> nonsense;   // what was left out, for the log
+    std::optional<uint32_t> oldBuild;    // an upgrade from there has begun, and has not come to its end
+    std::vector<NotedMigration> done;    // its migrations that have taken effect
+    std::vector<NotedMigration> failed;  // those that failed, in this or an earlier upgrade
+    MissingReport missing;               // what the databases lacked before their repair
+    std::vector<KeyChange> keys;         // owed
+    long long entries = 0;               // how many entries are owed
+    long long place = 0;                 // the id that the first of them gets in the log; 0: not chosen yet
 
     bool Owes() const { return !keys.empty() || entries > 0; }
 };
@@ -60,10 +63,10 @@ State Open(Facts& facts);
 std::string MakeSql(bool anew);  // the table, where it is missing
 std::string BeginSql(std::optional<uint32_t> oldBuild, const MissingReport& missing);
 std::string NothingDoneSql();
-std::string DoneSql(const std::vector<RowName>& rows);
-std::string FailedSql(const RowName& row);     // once, however often it is noted
-std::string SucceededSql(const RowName& row);  // no longer failed
-std::string OwedSql(const KeyChange& change);  // in place of an older change of the key
+std::string DoneSql(const std::vector<NotedMigration>& rows);
+std::string FailedSql(const NotedMigration& row);     // once, however often it is noted
+std::string SucceededSql(const NotedMigration& row);  // no longer failed
+std::string OwedSql(const KeyChange& change);         // in place of an older change of the key
 std::string DeliveredKeysSql(const std::string& file);
 std::string PlaceSql(long long id);
 std::string DeliveredEntriesSql(long long last);  // up to and with that number

@@ -1,6 +1,7 @@
 #include "upgrader/registry.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "platform/package/counts.h"
@@ -47,13 +48,18 @@ const UpgradeEntry MigrationRegistry[] = {
 
 static_assert(std::size(MigrationRegistry) == kMigrationCount + 1, "ROWS counts the rows above it");
 
-const MigrationInfo& InfoOfRow(size_t row) {
-    static constexpr MigrationInfo kInfo[] = {
+const Migration& MigrationAt(size_t number) {
+    static const auto kAll = [] {
+        std::array<Migration, kMigrationCount + 1> all{{
 #define ROW(threshold, function, state, concerns, leavesOut, flag) \
-    {#function, MigrationState::state, concerns, leavesOut, flag},
+    {0, #function, threshold, function, MigrationState::state, concerns, leavesOut, flag},
 #include "upgrader/registry.def"
-    };
-    return kInfo[row];
+        }};
+        for (size_t i = 0; i < kMigrationCount; ++i)
+            all[i].number = static_cast<int>(i);
+        return all;
+    }();
+    return kAll[number];
 }
 
 const char* StateName(MigrationState state) {

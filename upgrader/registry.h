@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-// One row: the migration runs when the old build lies strictly below the threshold, or always when the
+// A line of the registry: the migration runs when the old build lies strictly below the threshold, or always when the
 // threshold is 0. A migration returns 0 (or a positive value) for success and a negative value for failure.
 struct UpgradeEntry {
     uint32_t threshold;
@@ -22,23 +22,26 @@ enum class MigrationState {
     Empty     // none
 };
 
-// What programs tell about a row.
-struct MigrationInfo {
+// A migration as the programs know it: its line of the registry.
+struct Migration {
+    int number;        // its place in the registry
     const char* name;  // with its qualification
-    MigrationState state;
-    const char* concerns;
-    const char* leavesOut;  // null unless the state is Partial
-    const char* flag;       // the settings key that means done; null when there is none
+    uint32_t threshold;
+    int (*function)();
+    MigrationState state = MigrationState::Body;
+    const char* concerns = "";
+    const char* leavesOut = nullptr;  // null unless the state is Partial
+    const char* flag = nullptr;       // the settings key that means done; null when there is none
 };
 
 #define ROWS(count) inline constexpr size_t kMigrationCount = count;
 #include "upgrader/registry.def"
 
-// Every migration in the order in which they run, ended by a row without a function.
+// Every migration in the order in which they run, ended by a line without a function.
 extern const UpgradeEntry MigrationRegistry[];
 
-// The facts of a row, which is below kMigrationCount.
-const MigrationInfo& InfoOfRow(size_t row);
+// The migration at a place below kMigrationCount.
+const Migration& MigrationAt(size_t number);
 
 // "body", "partial", "library", "flag" or "empty".
 const char* StateName(MigrationState state);

@@ -18,7 +18,7 @@ constexpr std::array kStates = {MigrationState::Body, MigrationState::Partial, M
 size_t Count(MigrationState state) {
     size_t count = 0;
     for (size_t row = 0; row < kMigrationCount; ++row)
-        count += InfoOfRow(row).state == state;
+        count += MigrationAt(row).state == state;
     return count;
 }
 
@@ -52,7 +52,7 @@ void PrintPage() {
         "| Row | Threshold | Migration | State | Concerns | Leaves out |\n"
         "|---:|---:|---|---|---|---|");
     for (size_t row = 0; row < kMigrationCount; ++row) {
-        const MigrationInfo& info = InfoOfRow(row);
+        const Migration& info = MigrationAt(row);
         std::printf("| %zu | %u | `%s` | %s | %s | %s |\n", row, MigrationRegistry[row].threshold, info.name,
                     StateName(info.state), info.concerns, info.leavesOut ? info.leavesOut : "");
     }
@@ -64,8 +64,8 @@ void PrintPage() {
 
 void PrintRows() {
     for (size_t row = 0; row < kMigrationCount; ++row)
-        std::printf("%zu %u %s %s\n", row, MigrationRegistry[row].threshold, StateName(InfoOfRow(row).state),
-                    InfoOfRow(row).name);
+        std::printf("%zu %u %s %s\n", row, MigrationRegistry[row].threshold, StateName(MigrationAt(row).state),
+                    MigrationAt(row).name);
 }
 
 }  // namespace

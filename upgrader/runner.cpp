@@ -1,4 +1,4 @@
-#include "upgrader/walk.h"
+#include "upgrader/runner.h"
 
 #include <algorithm>
 #include <exception>
@@ -16,13 +16,13 @@ constexpr std::chrono::seconds kCommitPatience{60};
 constexpr std::chrono::seconds kRowPatience{10};
 constexpr std::chrono::milliseconds kShortPatience{100};  // once one was not gone after that time
 
-bool Contains(const std::vector<Record::RowName>& rows, const Record::RowName& row) {
+bool Contains(const std::vector<Record::NotedMigration>& rows, const Record::NotedMigration& row) {
     return std::find(rows.begin(), rows.end(), row) != rows.end();
 }
 
 // A migration reports by its result; what it throws all the same (no memory left) is its failure, not the
 // upgrade's.
-int RunMigration(const WalkRow& row) {
+int RunMigration(const Migration& row) {
     try {
         return row.function();
     } catch (const std::exception& error) {
@@ -30,7 +30,7 @@ int RunMigration(const WalkRow& row) {
     }
 }
 
-void DoAction(const WalkRow& row, int result) {
+void DoAction(const Migration& row, int result) {
     if (result < 0)
         UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", row.number, row.threshold,
                 reinterpret_cast<void*>(row.function));
@@ -38,7 +38,7 @@ void DoAction(const WalkRow& row, int result) {
 
 }  // namespace
 
-int Walk::Run(const Job& job) {
+int Runner::Run(const Job& job) {
     Outbox::Stop();
     HoldAgain();
     OnFirstChange([this, &job] { BeginRecord(job); });
@@ -51,12 +51,12 @@ int Walk::Run(const Job& job) {
     Outbox::Stop();
     VGDB::CloseAll();
     const bool rowFailed =
-        std::any_of(m_runs.begin(), m_runs.end(), [](const RowRun& run) { return run.result < 0; });
+        std::any_of(m_runs.begin(), m_runs.end(), [](const MigrationRun& run) { return run.result < 0; });
     return m_failed || rowFailed ? -1 : 0;
 }
 
 // The first change is yet to be made: the record comes before it, in a commit of its own.
-void Walk::BeginRecord(const Job& job) {
+void Runner::BeginRecord(const Job& job) {
     m_changed = true;
     if (!m_recorded)
         return;
@@ -79,10 +79,10 @@ void Walk::BeginRecord(const Job& job) {
 }
 
 // False when the upgrade is undone.
-bool Walk::RunAtOnce(const Job& job) {
+bool Runner::RunAtOnce(const Job& job) {
     bool kept = !job.before || job.before() || !m_recorded;
-    for (auto row = job.rows.begin(); row != job.rows.end() && kept; ++row) {
-        const RowRun& run = RunRow(*row);
+    for (auto row = job.migrations.begin(); row != job.migrations.end() && kept; ++row) {
+        const MigrationRun& run = RunOne(*row);
         kept = Settle(run.result);
         if (kept)  // else it runs again
             DoAction(*row, run.result);
@@ -100,7 +100,7 @@ bool Walk::RunAtOnce(const Job& job) {
 
 // Puts what the libraries have collected where it outlives the process. False when the main database has not taken
 // it, or has lost what it took before.
-bool Walk::Settle(int result) {
+bool Runner::Settle(int result) {
     if (m_recorded)
         return Outbox::Note() == 0 && !VGDB::IsHeldLost(DB_SYSTEM);
     if (result >= 0 || m_keepsFailed)
@@ -109,12 +109,12 @@ bool Walk::Settle(int result) {
     return true;
 }
 
-bool Walk::CommitAll() {
+bool Runner::CommitAll() {
     std::string outcome;
-    std::vector<Record::RowName> done;
-    for (const RowRun& run : m_runs) {
+    std::vector<Record::NotedMigration> done;
+    for (const MigrationRun& run : m_runs) {
         outcome += OutcomeSql(run);
-        done.push_back(run.row.Name());
+        done.push_back(Record::NoteOf(run.migration));
     }
     // An upgrade that has changed nothing, and leaves the failures as they were, notes nothing.
     if (!m_changed && !m_facts.oldBuild && outcome.empty())
@@ -130,16 +130,16 @@ bool Walk::CommitAll() {
 }
 
 // What rows have done to files is on disk before the record says that they are done.
-void Walk::FlushFiles() { m_failed = VGFilesFlush() != 0 || m_failed; }
+void Runner::FlushFiles() { m_failed = VGFilesFlush() != 0 || m_failed; }
 
 // Whether that many more rows are done than before. A commit whose last flush fails is reported as failed, but
 // stands.
-bool Walk::Stands(size_t rows) const {
+bool Runner::Stands(size_t rows) const {
     Record::Facts now;
     return rows > 0 && Record::Read(now) == 0 && now.done.size() == m_done + rows;
 }
 
-void Walk::RunOneByOne(const Job& job) {
+void Runner::RunOneByOne(const Job& job) {
     VGDB::RollbackHeld(DB_SYSTEM);
     m_recorded = !VGDB::IsDamaged(DB_SYSTEM);
     m_failed = m_failed || !m_recorded;
@@ -158,13 +158,13 @@ void Walk::RunOneByOne(const Job& job) {
     };
     bool repaired = !job.before || repair() || repair();
     bool triesAgain = !repaired;  // when it takes what a row writes: the disk has space again, say
-    for (const WalkRow& row : job.rows) {
-        RowRun& run = RunRow(row);
+    for (const Migration& row : job.migrations) {
+        MigrationRun& run = RunOne(row);
         const bool kept = CommitOne(&run);
         if (!kept) {
             UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
             run.result = -1;
-            m_unnoted.push_back(row.Name());
+            m_unnoted.push_back(Record::NoteOf(row));
         }
         DoAction(row, run.result);
         if (triesAgain && kept && run.changes > 0) {
@@ -180,7 +180,7 @@ void Walk::RunOneByOne(const Job& job) {
 }
 
 // Begins the next transaction, in which migrations see what is owed as written.
-void Walk::HoldAgain() {
+void Runner::HoldAgain() {
     if (!m_recorded) {
         Outbox::Collect({});
         return;
@@ -194,14 +194,14 @@ void Walk::HoldAgain() {
 }
 
 // Commits what has been done since the last commit, and delivers what it owes. False when it is lost.
-bool Walk::CommitOne(const RowRun* run) {
+bool Runner::CommitOne(const MigrationRun* run) {
     bool kept = Settle(run ? run->result : 0);
     if (!m_recorded)
         return true;
     std::string outcome = run ? OutcomeSql(*run) : "";
     const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM) || !outcome.empty();
     if (run && wrote)
-        outcome += Record::DoneSql({run->row.Name()});
+        outcome += Record::DoneSql({Record::NoteOf(run->migration)});
     if (wrote)
         outcome += Outbox::PlaceSql();
     FlushFiles();
@@ -220,7 +220,7 @@ bool Walk::CommitOne(const RowRun* run) {
     return kept;
 }
 
-RowRun& Walk::RunRow(const WalkRow& row) {
+MigrationRun& Runner::RunOne(const Migration& row) {
     if (m_progress)
         m_progress(row);
     const auto begin = std::chrono::steady_clock::now();
@@ -228,29 +228,32 @@ RowRun& Walk::RunRow(const WalkRow& row) {
     const int result = RunMigration(row);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
     auto run = std::find_if(m_runs.begin(), m_runs.end(),
-                            [&row](const RowRun& one) { return one.row.number == row.number; });
+                            [&row](const MigrationRun& one) { return one.migration.number == row.number; });
     if (run == m_runs.end())
-        run = m_runs.insert(run, RowRun{});
-    *run = {.row = row, .result = result, .ms = time.count(), .changes = VGDB::ChangedRows() - changesBefore};
+        run = m_runs.insert(run, MigrationRun{});
+    *run = {.migration = row,
+            .result = result,
+            .ms = time.count(),
+            .changes = VGDB::ChangedRows() - changesBefore};
     return *run;
 }
 
 // What the record is to learn of a row beside that it is done; '' for nothing.
-std::string Walk::OutcomeSql(const RowRun& run) const {
-    const bool noted = Contains(m_facts.failed, run.row.Name());
+std::string Runner::OutcomeSql(const MigrationRun& run) const {
+    const bool noted = Contains(m_facts.failed, Record::NoteOf(run.migration));
     if (run.result < 0)
-        return noted ? "" : Record::FailedSql(run.row.Name());
-    return noted ? Record::SucceededSql(run.row.Name()) : "";
+        return noted ? "" : Record::FailedSql(Record::NoteOf(run.migration));
+    return noted ? Record::SucceededSql(Record::NoteOf(run.migration)) : "";
 }
 
 // Delivers what is owed, and takes the upgrade out of the record. All other databases are closed before that: a
 // process that dies while it closes them leaves an upgrade that is finished by the next.
-void Walk::End() {
+void Runner::End() {
     if (!m_recorded || (!m_begun && !m_facts.oldBuild))
         return;
     std::string last;
     const bool owes = Outbox::Deliver(last) != 0;
-    for (const Record::RowName& row : m_unnoted)
+    for (const Record::NotedMigration& row : m_unnoted)
         last += Record::FailedSql(row);
     Record::Facts now;
     const bool isRead = Record::Read(now) == 0;
