@@ -20,7 +20,6 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -28,16 +27,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tools/faults/trace.h"
+#include "tools/faults/fault.h"
 
-struct TracedCall {
-    Op op;
-    bool failed;
-    uint64_t inode;
-    uint64_t folder;
-    uint64_t newFolder;
-    int64_t value;
-    int64_t time;
+struct TracedCall : TraceHeader {
     std::string name;
     std::string newName;
     std::string data;
@@ -49,12 +41,9 @@ std::vector<TracedCall> ReadTrace(const std::filesystem::path& file);
 class Disk {
 public:
     // Takes a tree as it stands, whose inodes the trace of a run on it will name.
-    explicit Disk(const std::filesystem::path& tree);
+    explicit Disk(const std::filesystem::path& tree) { Scan(tree); }
 
-    // Adds the run.
     void AddRun(std::vector<TracedCall> calls);
-
-    const std::vector<TracedCall>& Calls() const { return m_calls; }
 
     // Lays out the tree after all calls.
     void WriteFinal(const std::filesystem::path& to) const;
@@ -95,8 +84,8 @@ private:
     NodeId Scan(const std::filesystem::path& path);
     void FindNeeds();
     std::vector<bool> Certain(size_t count, bool journaled) const;
-    std::vector<Survival> Flushed(size_t count, bool journaled) const;
-    std::vector<Survival> Choose(size_t count, std::mt19937_64& random, std::string& how) const;
+    std::vector<Survival> Choose(size_t count, uint64_t seed, std::string& how) const;
+    void Apply(const Operation& operation, const Survival& survival, std::vector<Node>& nodes) const;
     void Write(const std::vector<Survival>& survivals, const std::filesystem::path& to) const;
 
     std::vector<TracedCall> m_calls;

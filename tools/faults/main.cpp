@@ -1,34 +1,98 @@
 // vgfaults: shows that an upgrade, or a restore, that is interrupted and run again ends as one that was not.
 //
-// Exit status: 0; 1 when a point diverged or files were changed in vain; 2 for a wrong command line or a
-// bench that cannot be set up; 130 after an interrupt.
-
+// Exit status: 0; 1 when a point diverged; 2 for a wrong command line or a system that cannot be laid out; 130 after an
+// interrupt.
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
-#include <map>
-#include <utility>
+#include <memory>
+#include <random>
+#include <thread>
 
-#include "tools/faults/allowed.h"
-#include "tools/faults/campaign.h"
-#include "tools/faults/sense.h"
+#include "tests/support/pattern.h"
+#include "tools/faults/scenarios.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t kShownCalls = 4;
-constexpr unsigned long long kRoomForTrees = 2ULL << 30;
+constexpr int kWrongUsage = 2;
 constexpr int kInterrupted = 130;
+constexpr size_t kWaiters = 5;  // points that wait for each one that works
+constexpr size_t kShownKinds = 12;
+constexpr size_t kShownProblems = 4;
+constexpr const char* kFlushes = "flushes";
+constexpr unsigned long long kRoomForTrees = 2ULL << 30;
+
+struct Options {
+    std::vector<std::string> scenarios;
+    std::string programs = BUILD_DIR;
+    std::string from = "3000";
+    size_t sample = 0;
+    bool isShort = false;
+    size_t at = 0;
+    uint64_t seed = 1;
+    size_t jobs = 2;
+    bool keep = false;
+    bool verbose = false;
+    bool list = false;
+};
+
+struct Result {
+    std::string what;  // empty: not tried
+    std::vector<std::string> problems;
+};
+
+std::vector<std::string> Names() {
+    std::vector<std::string> names = {kFlushes};
+    for (const Scenario& scenario : AllScenarios())
+        names.push_back(scenario.name);
+    return names;
+}
+
+void Describe(CLI::App& app, Options& options) {
+    std::string text = "Scenarios, all of them by default:\n";
+    const auto add = [&](std::string name, const std::string& what) {
+        name.resize(16, ' ');
+        text += "  " + name + what + "\n";
+    };
+    for (const Scenario& scenario : AllScenarios())
+        add(scenario.name, scenario.text);
+    add(kFlushes, "counts the calls that change files; an up-to-date system needs none");
+    app.footer(text);
+    app.add_option("scenario", options.scenarios, "What to try")->check(CLI::IsMember(Names()));
+    app.add_option("--from", options.from,
+                   "The sample system 3000, 2300 or 6500, or BUILD:FOLDER for another");
+    app.add_option("--programs", options.programs, "The build folder of the programs to try")
+        ->check(CLI::ExistingDirectory);
+    app.add_option("--sample", options.sample, "Try N points of each scenario, spread at random");
+    app.add_flag("--short", options.isShort, "Try a few points of each scenario");
+    app.add_option("--at", options.at, "Try the points of call N, or of migration N, only");
+    app.add_option("--seed", options.seed, "For what is random");
+    app.add_option("--jobs", options.jobs, "Points tried at the same time");
+    app.add_flag("--keep", options.keep, "Leave the trees of points that diverged, and tell where");
+    app.add_flag("--verbose", options.verbose, "Tell all differences of every point that diverged");
+    app.add_flag("--list", options.list, "Print the calls of the first scenario named");
+}
 
 // A folder for the trees: in memory when there is room, since each point lays out and drops one.
 class WorkFolder {
 public:
-    explicit WorkFolder(bool keep) : m_keep(keep), m_path(Make()) {}
+    explicit WorkFolder(bool keep) : m_keep(keep) {
+        struct statvfs room {};
+        const bool fits = access("/dev/shm", W_OK) == 0 && statvfs("/dev/shm", &room) == 0 &&
+                          room.f_bavail * room.f_frsize > kRoomForTrees;
+        std::string folder = (fits ? fs::path("/dev/shm") : fs::temp_directory_path()) / "vgfaults.XXXXXX";
+        if (!mkdtemp(folder.data()))
+            throw std::runtime_error("no folder for the trees");
+        m_path = folder;
+    }
     WorkFolder(const WorkFolder&) = delete;
     WorkFolder& operator=(const WorkFolder&) = delete;
     ~WorkFolder() {
@@ -40,120 +104,199 @@ public:
     const fs::path& Path() const { return m_path; }
 
 private:
-    static fs::path Make();
-
     bool m_keep;
     fs::path m_path;
 };
 
-fs::path WorkFolder::Make() {
-    struct statvfs room {};
-    const fs::path memory = "/dev/shm";
-    const bool fits = access(memory.c_str(), W_OK) == 0 && statvfs(memory.c_str(), &room) == 0 &&
-                      room.f_bavail * room.f_frsize > kRoomForTrees;
-    std::string folder = (fits ? memory : fs::temp_directory_path()) / "vgfaults.XXXXXX";
-    if (!mkdtemp(folder.data()))
-        throw fs::filesystem_error("mkdtemp", folder, std::error_code(errno, std::generic_category()));
-    return folder;
+std::vector<Point> Select(const std::vector<Point>& all, const Options& options, size_t sample) {
+    std::vector<Point> selected;
+    if (options.at > 0) {
+        std::copy_if(all.begin(), all.end(), std::back_inserter(selected), [&](const Point& point) {
+            return point.fault.at == options.at || point.fault.during == static_cast<int>(options.at);
+        });
+        return selected;
+    }
+    if (sample == 0 || sample >= all.size())
+        return all;
+    std::mt19937_64 random(options.seed);
+    for (size_t i = 0; i < sample; ++i) {
+        const auto from = all.begin() + static_cast<std::ptrdiff_t>(i * all.size() / sample);
+        const auto to = all.begin() + static_cast<std::ptrdiff_t>((i + 1) * all.size() / sample);
+        const auto always = std::find_if(from, to, [](const Point& point) { return point.isAlwaysTried; });
+        selected.push_back(always == to ? from[static_cast<std::ptrdiff_t>(random()) % (to - from)]
+                                        : *always);
+    }
+    return selected;
 }
 
-// The fields of the scenarios, each laid out when it is first needed.
-class Fields {
+// Tries the points one after the other, below a path of the worker's own, as long as those of others.
+class Worker {
 public:
-    Fields(const Options& options, fs::path folder) : m_options(options), m_folder(std::move(folder)) {}
+    Worker(const Baseline& base, const fs::path& tree, bool keep)
+        : m_base(base), m_tree(tree), m_keep(keep) {}
 
-    const Field& Of(const Scenario& scenario) {
-        std::unique_ptr<Field>& field = m_fields[{scenario.system, scenario.runs}];
-        if (!field)
-            field = std::make_unique<Field>(
-                scenario.system(m_options.build),
-                scenario.runs({m_options.program, CONTROL_PROGRAM}, m_options.build),
-                m_folder / ("field" + std::to_string(m_fields.size())), m_options.jobs);
-        return *field;
+    void Try(const Point& point, size_t number, Result& result) {
+        Trial trial(m_base, m_tree, m_disk, point);
+        try {
+            trial.Run();
+        } catch (const std::exception& error) {
+            trial.Problem(error.what());
+        }
+        result = {trial.what, trial.problems};
+        if (m_keep && !result.problems.empty()) {
+            const fs::path kept = m_tree.string() + "-" + std::to_string(number);
+            fs::rename(m_tree, kept);
+            result.what += " (" + kept.string() + ")";
+        }
+        fs::remove_all(m_tree);
     }
 
 private:
-    const Options& m_options;
-    fs::path m_folder;
-    std::map<std::pair<decltype(Scenario::system), decltype(Scenario::runs)>, std::unique_ptr<Field>>
-        m_fields;
+    const Baseline& m_base;
+    fs::path m_tree;
+    bool m_keep;
+    std::optional<Disk> m_disk;
 };
 
-void PrintFlushes(const char* what, const std::vector<TracedCall>& calls) {
-    const auto flushes = std::count_if(calls.begin(), calls.end(), [](const TracedCall& call) {
-        return call.op == Op::Flush || call.op == Op::FlushData || call.op == Op::FlushAll;
-    });
-    std::printf("%-13s %s: %zu calls that change files, %td of them flushes\n", kFlushes, what, calls.size(),
-                flushes);
+// Tries the points at the same time. What an interrupt has cut off stays empty.
+std::vector<Result> TryAll(const std::vector<Point>& points, const Baseline& base, const Options& options,
+                           size_t jobs) {
+    std::vector<Result> results(points.size());
+    std::atomic<size_t> next = 0;
+    std::vector<std::jthread> workers;
+    for (size_t job = 0; job < jobs; ++job)
+        workers.emplace_back([&, job] {
+            Worker worker(base, base.Folder() / ("tree" + std::to_string(100 + job)), options.keep);
+            for (size_t i = next++; i < points.size() && !IsInterrupted(); i = next++) {
+                worker.Try(points[i], i, results[i]);
+                if (IsInterrupted())
+                    results[i] = {};
+            }
+        });
+    return workers.clear(), results;
+}
+
+void Print(const Result& result, size_t shown) {
+    std::printf("    %s\n", result.what.c_str());
+    for (size_t i = 0; i < result.problems.size() && i < shown; ++i)
+        std::printf("        %s\n", result.problems[i].c_str());
+    if (result.problems.size() > shown)
+        std::printf("        and %zu more\n", result.problems.size() - shown);
+}
+
+// Returns how many diverged. Divergences of one kind differ in numbers, random names and texts only.
+size_t RunScenario(const Scenario& scenario, const Baseline& base, const Options& options) {
+    static const Pattern numbers("-mj[0-9A-F]+|[0-9]+");
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<Point> all = scenario.points(base, options.seed);
+    const std::vector<Point> points =
+        Select(all, options, options.isShort ? scenario.shortSample : options.sample);
+    const std::vector<Result> results =
+        TryAll(points, base, options, options.jobs * (scenario.waits ? kWaiters : 1));
+
+    std::map<std::string, std::vector<const Result*>> kinds;
+    size_t diverged = 0;
+    for (const Result& result : results) {
+        if (result.problems.empty())
+            continue;
+        ++diverged;
+        const std::string& problem = result.problems.front();
+        kinds[numbers.ReplaceIn(problem.substr(0, problem.find(": expected [")), "*")].push_back(&result);
+        if (options.verbose)
+            Print(result, result.problems.size());
+    }
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    std::printf("%-16s %5zu of %5zu points, %zu diverged (%.1f s)\n", scenario.name, points.size(),
+                all.size(), diverged, taken.count());
+    size_t shown = 0;
+    for (const auto& [kind, same] : kinds) {
+        if (options.verbose || ++shown > kShownKinds)
+            break;
+        std::printf("  %zu of the kind \"%s\", the first:\n", same.size(), kind.c_str());
+        Print(*same.front(), kShownProblems);
+    }
+    return diverged;
 }
 
 // Whether an upgrade of an up-to-date system leaves every file alone.
-Tally RunFlushes(const Bench& bench, const Options& options, const fs::path& tree) {
-    CopyTree(bench.FirstTree(), tree);
-    std::vector<TracedCall> calls = Trace({options.program, {PACKAGE_BUILD}}, tree).calls;
-    std::erase_if(calls, [](const TracedCall& call) { return call.op == Op::Message; });
-    PrintFlushes("full upgrade", bench.Calls());
-    PrintFlushes("up-to-date system", calls);
-    for (size_t i = 0; i < calls.size() && (options.verbose || i < kShownCalls); ++i)
-        std::printf("    %s\n", calls[i].text.c_str());
-    return {1, calls.empty() ? 0U : 1U};
+size_t RunFlushes(const Baseline& base) {
+    const fs::path tree = base.Folder() / "tree996";
+    CopyTree(base.FirstPath(), tree);
+    const std::vector<TracedCall> again =
+        Counted(Run({"vgupgrader", {PACKAGE_BUILD}}, tree, {Mode::Trace}).calls);
+    for (const auto& [what, calls] : {std::pair("full upgrade", base.Calls()), {"up-to-date system", again}})
+        std::printf(
+            "%-16s %s: %zu calls that change files, %td of them flushes\n", kFlushes, what, calls.size(),
+            std::count_if(calls.begin(), calls.end(), [](const auto& call) { return IsFlush(call.op); }));
+    for (const TracedCall& call : again)
+        std::printf("    %s\n", call.text.c_str());
+    return again.empty() ? 0 : 1;
 }
 
-Tally Run(const std::string& name, Fields& fields, const Options& options, const fs::path& work) {
-    const auto& all = AllScenarios();
-    if (name == kFlushes)
-        return RunFlushes(fields.Of(all.front()).TheBench(), options, work / "up-to-date");
-    if (name == kSense)
-        return RunSense(options, work / kSense);
-    const auto scenario =
-        std::find_if(all.begin(), all.end(), [&](const Scenario& one) { return one.name == name; });
-    if (options.isShort && scenario->shortSample == 0)
-        return {};
-    return RunScenario(*scenario, fields.Of(*scenario), options,
-                       options.isShort ? scenario->shortSample : options.sample);
-}
-
-// The first one named, or else an upgrade.
-const Scenario& Listed(const Options& options) {
-    const auto& all = AllScenarios();
-    const auto named = std::find_if(
-        all.begin(), all.end(), [&](const Scenario& one) { return one.name == options.scenarios.front(); });
-    return named == all.end() ? all.front() : *named;
-}
-
-void PrintCalls(const std::vector<TracedCall>& calls) {
-    for (size_t i = 0; i < calls.size(); ++i)
-        std::printf("%5zu %s\n", i + 1, calls[i].text.c_str());
+int RunAll(const Options& options) {
+    using Kind = std::pair<decltype(Scenario::setup), decltype(Scenario::runs)>;
+    const WorkFolder work(options.keep);
+    std::map<Kind, std::unique_ptr<Baseline>> baselines;  // each laid out when it is first needed
+    size_t diverged = 0;
+    for (const std::string& name : options.scenarios) {
+        const auto& all = AllScenarios();
+        const auto found =
+            std::find_if(all.begin(), all.end(), [&](const auto& one) { return one.name == name; });
+        const Scenario& scenario = found == all.end() ? all.front() : *found;
+        if (options.isShort && scenario.shortSample == 0)
+            continue;
+        std::unique_ptr<Baseline>& base = baselines[{scenario.setup, scenario.runs}];
+        if (!base)
+            base = std::make_unique<Baseline>(scenario.setup(options.from),
+                                              scenario.runs(options.from.substr(0, options.from.find(':'))),
+                                              work.Path() / ("system" + std::to_string(baselines.size())));
+        if (options.list) {
+            for (size_t i = 0; i < base->Calls().size(); ++i)
+                std::printf("%5zu %s\n", i + 1, base->Calls()[i].text.c_str());
+            return 0;
+        }
+        diverged += name == kFlushes ? RunFlushes(*base) : RunScenario(scenario, *base, options);
+        if (IsInterrupted())
+            return kInterrupted;
+    }
+    std::printf("From %s, seed %llu: %zu diverged\n", options.from.c_str(),
+                static_cast<unsigned long long>(options.seed), diverged);
+    return diverged == 0 ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    CLI::App app(
+        "Shows that an upgrade, or a restore, that is interrupted and run again ends as one that was not.",
+        "vgfaults");
+    app.option_defaults()->always_capture_default();
     Options options;
-    if (const std::optional<int> status = ParseOptions(argc, argv, options))
-        return *status;
+    Describe(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kWrongUsage;
+    }
+    if (options.scenarios.empty())
+        options.scenarios = Names();
+    // Commands are called by their names, as people do.
+    const fs::path programs = fs::absolute(options.programs);
+    const char* const path = std::getenv("PATH");
+    setenv("PATH",
+           (programs / "upgrader:")
+               .string()
+               .append(programs / "control:")
+               .append(BUILD_DIR "/tools/faults:")
+               .append(path ? path : "")
+               .c_str(),
+           1);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     CatchInterrupts();
     try {
-        const WorkFolder work(options.keep);
-        Fields fields(options, work.Path());
-        if (options.list) {
-            PrintCalls(fields.Of(Listed(options)).TheBench().Calls());
-            return 0;
-        }
-        Tally all;
-        for (const std::string& name : options.scenarios) {
-            const Tally tally = Run(name, fields, options, work.Path());
-            if (IsInterrupted())
-                return kInterrupted;
-            all.points += tally.points;
-            all.diverged += tally.diverged;
-        }
-        std::printf("From %s, seed %llu: %zu points, %zu diverged\n", options.build.c_str(),
-                    static_cast<unsigned long long>(options.seed), all.points, all.diverged);
-        return all.diverged == 0 ? 0 : 1;
+        return RunAll(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "vgfaults: %s\n", IsInterrupted() ? "interrupted" : error.what());
-        return IsInterrupted() ? kInterrupted : 2;
+        return IsInterrupted() ? kInterrupted : kWrongUsage;
     }
 }

@@ -1,32 +1,32 @@
-// libvgfault.so, loaded in front of the C library: takes the calls that change files, or read them, and gives
-// each to the plan.
+// libvgfault.so, loaded in front of the C library and SQLite: takes the calls that change files, or read them, and
+// lets each go, fail, or be the process's last (see fault.h). Without VGFAULT all go untouched.
 //
-// SQLite and the C++ library reach the kernel through these symbols too. What goes past them (a stream of the
-// C library, sendfile) is not seen; the driver notices, since the trace then does not explain the tree.
-#include <dirent.h>
+// What goes past the symbols here (a stream of the C library that writes, sendfile) is not seen; the driver notices,
+// since the trace then does not explain the tree.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <poll.h>
+#include <sqlite3.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
-#include <utime.h>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
+#include <type_traits>
 
-#include "tools/faults/fault_plan.h"
-
-using fault::Call;
-using fault::FindFd;
-using fault::FindPath;
-using fault::Place;
-using fault::Verdict;
+#include "tools/faults/fault.h"
 
 // The function of this name that would be called without this library.
 #define NEXT(function) \
@@ -34,232 +34,391 @@ using fault::Verdict;
 
 namespace {
 
-constexpr off_t kAtPosition = -1;
+constexpr std::string_view kPackageLog = "/var/log/vigilo/vgupgrader.log";
+constexpr int64_t kSecond = 1'000'000'000;
 
-off_t SizeOf(int fd) {
-    struct stat status {};
-    return fstat(fd, &status) == 0 ? status.st_size : 0;
+struct Plan {
+    bool isOn = false;
+    char root[PATH_MAX] = "";
+    size_t rootLength = 0;
+    Mode mode = Mode::Trace;
+    long at = 0;
+    int reads = 0;
+    int error = EIO;
+    Which which = Which::None;
+    char path[PATH_MAX] = "";
+    long times = 0;
+    long haste = 1;
+    int during = -1;
+    int out = -1;
+};
+
+Plan g_plan;
+long g_count = 0;      // calls so far
+long g_failed = 0;     // calls that were let fail
+int64_t g_waited = 0;  // of the program's time
+int g_progress = -1;   // memory that the program shares
+
+// A file or folder below the tree, by its path, or by its name in a folder.
+struct Place {
+    char path[PATH_MAX];
+    const char* relative = "";  // the path below the tree
+    const char* name = "";      // its last part
+    uint64_t folder = 0;        // inode of the folder that holds the name
+};
+
+struct Call {
+    Op op;
+    const char* function;
+    const Place* place;
+    uint64_t inode = 0;
+    int64_t value = 0;
+    const Place* newPlace = nullptr;
+    const void* data = nullptr;
+    uint32_t dataSize = 0;
+    bool needsSpace = false;
+    bool grows = true;  // of a call that needs space: also on a file system that overwrites in place
+};
+
+enum class Verdict { Go, Fail, HalfKill, HalfGo };
+
+// The library's own files are written by syscall(), which is not among the calls it replaces.
+void Out(const void* data, size_t size) {
+    while (size > 0) {
+        const long count = syscall(SYS_write, g_plan.out, data, size);
+        if (count <= 0)
+            _exit(99);  // a trace with a hole would mislead
+        data = static_cast<const char*>(data) + count;
+        size -= static_cast<size_t>(count);
+    }
 }
 
-uint64_t InodeOf(int fd) {
-    struct stat status {};
-    return fstat(fd, &status) == 0 ? status.st_ino : 0;
+__attribute__((constructor)) void ReadPlan() {
+    const char* const root = std::getenv("VG_SYSROOT");
+    const char* const plan = std::getenv("VGFAULT");
+    char out[PATH_MAX];
+    int mode = 0, which = 0;
+    if (!root || !plan || !realpath(root, g_plan.root) ||
+        std::sscanf(plan, "%d %ld %d %d %d %s %ld %ld %d %s", &mode, &g_plan.at, &g_plan.reads, &g_plan.error,
+                    &which, g_plan.path, &g_plan.times, &g_plan.haste, &g_plan.during, out) != 10)
+        return;
+    g_plan.rootLength = std::strlen(g_plan.root);
+    g_plan.mode = static_cast<Mode>(mode);
+    g_plan.which = static_cast<Which>(which);
+    if (std::strcmp(g_plan.path, "-") == 0)
+        *g_plan.path = '\0';
+    g_plan.out = static_cast<int>(
+        syscall(SYS_openat, AT_FDCWD, out, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
+    g_plan.isOn = true;
 }
 
-// Any call but a write or an open; function returns 0 when it went well.
-template <typename Function>
-int Do(Call& call, Function function) {
+__attribute__((destructor)) void TellWaited() {
+    char text[40];
+    if (g_plan.isOn && g_plan.mode != Mode::Trace)
+        Out(text,
+            static_cast<size_t>(std::snprintf(text, sizeof text, "\n%lld", g_waited / (kSecond / 1000LL))));
+}
+
+// As fstatat, which this library replaces.
+bool Status(int dirFd, const char* path, struct stat& status, int flags = 0) {
+    static const auto next = reinterpret_cast<decltype(&fstatat)>(dlsym(RTLD_NEXT, "fstatat"));
+    return next(dirFd, path, &status, flags) == 0;
+}
+
+bool PathOfFd(int fd, char (&path)[PATH_MAX]) {
+    char link[40];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t length = readlink(link, path, sizeof path - 1);
+    if (length > 0)
+        path[length] = '\0';
+    return length > 0;
+}
+
+bool IsInTree(Place& place) {
+    place.relative = place.path + g_plan.rootLength;
+    return std::strncmp(place.path, g_plan.root, g_plan.rootLength) == 0 &&
+           (*place.relative == '/' || *place.relative == '\0');
+}
+
+// Both are false for what does not count.
+bool FindFd(int fd, Place& place) {
+    const int error = errno;
+    const bool found =
+        g_plan.isOn && PathOfFd(fd, place.path) && IsInTree(place) && place.relative != kPackageLog;
+    errno = error;
+    return found;
+}
+
+// The folder by its real path, and the name in it as it stands: what is created or removed is the name.
+bool FindPath(int dirFd, const char* path, Place& place) {
+    if (!g_plan.isOn || !path || !*path)
+        return false;
+    const int error = errno;
+    char folder[PATH_MAX] = "";
+    char whole[PATH_MAX];
+    bool found = *path == '/' ||
+                 (dirFd == AT_FDCWD ? getcwd(folder, sizeof folder) != nullptr : PathOfFd(dirFd, folder));
+    found =
+        found && std::snprintf(whole, sizeof whole, "%s/%s", folder, path) < static_cast<int>(sizeof whole);
+    if (found) {
+        for (size_t end = std::strlen(whole); end > 1 && whole[end - 1] == '/';)
+            whole[--end] = '\0';
+        char* const slash = std::strrchr(whole, '/');
+        *slash = '\0';
+        struct stat status {};
+        found = realpath(slash == whole ? "/" : whole, folder) && Status(AT_FDCWD, folder, status) &&
+                std::snprintf(place.path, sizeof place.path, "%s/%s", folder, slash + 1) <
+                    static_cast<int>(sizeof place.path) &&
+                IsInTree(place) && place.relative != kPackageLog;
+        place.name = place.path + std::strlen(folder) + 1;
+        place.folder = status.st_ino;
+    }
+    errno = error;
+    return found;
+}
+
+int Describe(const Call& call, char* text, size_t size) {
+    const char* const path = call.place->relative;
+    if (call.newPlace)
+        return std::snprintf(text, size, "%s(%s -> %s)", call.function, path, call.newPlace->relative);
+    if (call.op == Op::Write)
+        return std::snprintf(text, size, "%s(%s, %u bytes at %lld)", call.function, path, call.dataSize,
+                             static_cast<long long>(call.value));
+    return std::snprintf(text, size, "%s(%s)", call.function, path);
+}
+
+// The number of the migration that runs, -1 before the first: what the program shows of its progress (progress.h).
+int64_t CurrentMigration() {
+    constexpr off_t kBegun = 4, kMigration = 24;
+    uint32_t begun = 0;
+    int64_t migration = -1;
+    (void)syscall(SYS_pread64, g_progress, &begun, sizeof begun, kBegun);
+    return begun > 0 && syscall(SYS_pread64, g_progress, &migration, sizeof migration, kMigration) ==
+                            sizeof migration
+               ? migration
+               : -1;
+}
+
+bool IsInTime() { return g_plan.during < 0 || CurrentMigration() == g_plan.during; }
+
+bool IsOfRule(const Call& call) {
+    if (std::strncmp(call.place->relative, g_plan.path, std::strlen(g_plan.path)) != 0)
+        return false;
+    switch (g_plan.which) {
+        case Which::Space:
+            return call.needsSpace;
+        case Which::Writes:
+            return call.op == Op::Write || call.op == Op::Truncate || IsFlush(call.op);
+        case Which::Changes:
+            return !IsRead(call.op) || (call.op == Op::Open && call.value == 1);
+        case Which::Names:
+            return IsOnNames(call.op) || call.op == Op::SetOwner;
+        case Which::Reads:
+            return IsRead(call.op);
+        default:
+            return false;
+    }
+}
+
+// A fault that ends has let enough calls fail.
+Verdict FailUnlessOver() {
+    if (g_plan.times > 0 && g_failed >= g_plan.times)
+        return Verdict::Go;
+    ++g_failed;
+    errno = g_plan.error;
+    return Verdict::Fail;
+}
+
+[[noreturn]] void Die() {
+    for (;;)
+        kill(getpid(), SIGKILL);
+}
+
+bool SeesReads() {
+    return g_plan.isOn && (g_plan.reads || g_plan.which == Which::Changes || g_plan.which == Which::Reads);
+}
+
+// Counts the call and says what becomes of it.
+Verdict Judge(const Call& call) {
+    const bool counts = !IsRead(call.op) || g_plan.reads;
+    g_count += counts;
+    if (g_plan.mode == Mode::Trace || g_count < g_plan.at)
+        return Verdict::Go;
+    const bool struck = counts && g_count == g_plan.at;
+    if (struck) {
+        char text[2 * PATH_MAX + 100];
+        Out(text, static_cast<size_t>(Describe(call, text, sizeof text)));
+        if (std::strcmp(g_plan.path, "same") == 0)
+            std::snprintf(g_plan.path, sizeof g_plan.path, "%s", call.place->relative);
+    }
+    const bool canBeHalf = call.op == Op::Write && call.dataSize > 1;
+    switch (g_plan.mode) {
+        case Mode::Kill:
+            Die();
+        case Mode::Tear:
+            if (!canBeHalf)
+                Die();
+            return Verdict::HalfKill;
+        case Mode::Stop:
+            if (struck)
+                kill(getpid(), SIGSTOP);
+            return Verdict::Go;
+        case Mode::Fail:
+            return struck || (IsOfRule(call) && IsInTime()) ? FailUnlessOver() : Verdict::Go;
+        case Mode::Grow:
+            if (struck && canBeHalf && call.grows)
+                return Verdict::HalfGo;
+            return call.needsSpace && call.grows ? FailUnlessOver() : Verdict::Go;
+        default:
+            return Verdict::Go;
+    }
+}
+
+// Notes in the trace how a call went that was let through. Keeps errno.
+void Record(const Call& call, bool failed) {
+    if (g_plan.mode != Mode::Trace || (IsRead(call.op) && !g_plan.reads))
+        return;
+    const int error = errno;
+    char text[2 * PATH_MAX + 100];
+    struct stat status {};
+    TraceHeader header{call.op,
+                       failed,
+                       call.inode,
+                       call.place->folder,
+                       call.newPlace ? call.newPlace->folder : 0,
+                       call.value,
+                       0,
+                       0,
+                       0,
+                       failed ? 0 : call.dataSize,
+                       0};
+    const char* const newName = call.newPlace ? call.newPlace->name : "";
+    if (!failed && *call.place->path && Status(AT_FDCWD, call.place->path, status))
+        header.time = status.st_mtim.tv_sec * kSecond + status.st_mtim.tv_nsec;
+    header.nameSize = static_cast<uint32_t>(std::strlen(call.place->name));
+    header.newNameSize = static_cast<uint32_t>(std::strlen(newName));
+    header.textSize = static_cast<uint32_t>(Describe(call, text, sizeof text));
+    Out(&header, sizeof header);
+    Out(call.place->name, header.nameSize);
+    Out(newName, header.newNameSize);
+    Out(call.data, header.dataSize);
+    Out(text, header.textSize);
+    errno = error;
+}
+
+// A call that is no write: go() does it, and returns -1, or a null pointer, when it fails.
+template <typename Go>
+auto Do(Call& call, Go go) {
+    using Result = decltype(go());
+    Result failure{};
+    if constexpr (!std::is_pointer_v<Result>)
+        failure = -1;
     if (Judge(call) != Verdict::Go)
-        return -1;
-    const int result = function();
-    fault::Record(call, result != 0);
-    return result;
-}
-
-// A call that puts a new name into a folder.
-template <typename Function>
-int DoMake(Call& call, Function function) {
-    call.needsSpace = true;
-    if (Judge(call) != Verdict::Go)
-        return -1;
-    const int result = function();
+        return failure;
+    const Result result = go();
     struct stat status {};
-    if (result == 0 && fault::Status(AT_FDCWD, call.place->path, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (result != failure && MakesInode(call.op) &&
+        Status(AT_FDCWD, call.place->path, status, AT_SYMLINK_NOFOLLOW)) {
         call.inode = status.st_ino;
         call.value = status.st_mode;
     }
-    fault::Record(call, result != 0);
+    Record(call, result == failure);
     return result;
 }
 
-// write(size) does the first `size` bytes of the write.
+// The same on a path, or on a descriptor (path null).
+template <typename Go>
+auto On(const char* function, Op op, int fd, const char* path, Go go, int64_t value = 0) {
+    Place place;
+    struct stat status {};
+    if ((IsRead(op) && !SeesReads()) || !(path ? FindPath(fd, path, place) : FindFd(fd, place)))
+        return go();
+    Call call{op, function, &place, Status(AT_FDCWD, place.path, status) ? status.st_ino : 0, value};
+    call.needsSpace = MakesInode(op) || op == Op::Link || (op == Op::Truncate && value > status.st_size);
+    if (op == Op::Symlink) {
+        call.data = reinterpret_cast<const char*>(value);
+        call.dataSize = static_cast<uint32_t>(std::strlen(reinterpret_cast<const char*>(value)));
+    }
+    return Do(call, go);
+}
+
+// write(size) does the first `size` bytes of the write; offset -1: where the descriptor stands.
 template <typename Write>
 ssize_t DoWrite(const char* function, int fd, const void* data, size_t size, off_t offset, Write write) {
     Place place;
-    if (!FindFd(fd, place)) {
-        Call message{Op::Message, function, nullptr};
-        message.data = data;
-        message.dataSize = static_cast<uint32_t>(size);
-        if (fault::IsPackageLog(fd))
-            fault::Record(message, false);
+    if (!g_plan.isOn || !PathOfFd(fd, place.path) || !IsInTree(place))
+        return write(size);
+    Call call{Op::Write, function, &place, 0, offset, nullptr, data, static_cast<uint32_t>(size), true};
+    if (place.relative == kPackageLog) {
+        call.op = Op::Message;
+        Record(call, false);
         return write(size);
     }
-    const off_t end = SizeOf(fd);
-    if (offset == kAtPosition)
-        offset = fcntl(fd, F_GETFL) & O_APPEND ? end : lseek(fd, 0, SEEK_CUR);
-    Call call{Op::Write, function, &place, InodeOf(fd), offset};
-    call.data = data;
-    call.dataSize = static_cast<uint32_t>(size);
-    call.needsSpace = true;
-    call.grows = offset + static_cast<off_t>(size) > end;
+    struct stat status {};
+    if (fstat(fd, &status) != 0)
+        return write(size);
+    call.inode = status.st_ino;
+    if (offset < 0)
+        call.value = fcntl(fd, F_GETFL) & O_APPEND ? status.st_size : lseek(fd, 0, SEEK_CUR);
+    call.grows = call.value + static_cast<off_t>(size) > status.st_size;
     const Verdict verdict = Judge(call);
     if (verdict == Verdict::Fail)
         return -1;
     const ssize_t written = write(verdict == Verdict::Go ? size : size / 2);
     if (verdict == Verdict::HalfKill)
-        fault::Die();
+        Die();
     if (written >= 0)
         call.dataSize = static_cast<uint32_t>(written);
-    fault::Record(call, written < 0);
+    Record(call, written < 0);
     return written;
 }
 
-// A call that leaves the file alone; `failure` is what it returns when it is let fail.
-template <typename Result, typename Function>
-Result DoRead(const char* name, Op op, int dirFd, const char* path, Result failure, Function function) {
-    Place place;
-    if (!fault::SeesReads() || !(path ? FindPath(dirFd, path, place) : FindFd(dirFd, place)))
-        return function();
-    const Call call{op, name, &place};
-    if (Judge(call) != Verdict::Go)
-        return failure;
-    const Result result = function();
-    fault::Record(call, result == failure);
-    return result;
-}
-
-// The bytes of a vector, in one piece.
-struct Gathered {
-    Gathered(const iovec* parts, int count) {
-        for (int i = 0; i < count; ++i)
-            size += parts[i].iov_len;
-        data = static_cast<char*>(std::malloc(size + 1));
-        char* to = data;
-        for (int i = 0; i < count; ++i)
-            to = static_cast<char*>(mempcpy(to, parts[i].iov_base, parts[i].iov_len));
-    }
-    Gathered(const Gathered&) = delete;
-    Gathered& operator=(const Gathered&) = delete;
-    ~Gathered() { std::free(data); }
-
-    size_t size = 0;
-    char* data;
-};
-
-template <typename Open>
-int DoOpen(const char* function, int dirFd, const char* path, int flags, Open open) {
-    Place place;
+template <typename Go>
+int DoOpen(const char* function, int dirFd, const char* path, int flags, Go go) {
     struct stat status {};
-    if ((!(flags & (O_CREAT | O_TRUNC)) && !fault::SeesReads()) || !FindPath(dirFd, path, place))
-        return open();
-    const bool there = fault::Status(dirFd, path, &status) == 0;
-    const bool creates = (flags & O_CREAT) && !there;
-    const bool empties = (flags & O_TRUNC) && there && status.st_size > 0;
-    Call call{creates ? Op::Create : empties ? Op::Truncate : Op::Open, function, &place, status.st_ino};
-    call.needsSpace = creates;
-    if (call.op == Op::Open) {
-        if (!fault::SeesReads())
-            return open();
-        call.value = (flags & O_ACCMODE) != O_RDONLY;
-    }
-    if (Judge(call) != Verdict::Go)
-        return -1;
-    const int fd = open();
-    if (creates && fd >= 0 && fstat(fd, &status) == 0) {
-        call.inode = status.st_ino;
-        call.value = status.st_mode;
-    }
-    fault::Record(call, fd < 0);
-    return fd;
+    const bool there = g_plan.isOn && Status(dirFd, path, status);
+    if ((flags & O_CREAT) && !there)
+        return On(function, Op::Create, dirFd, path, go);
+    if ((flags & O_TRUNC) && status.st_size > 0)
+        return On(function, Op::Truncate, dirFd, path, go);
+    return On(function, Op::Open, dirFd, path, go, (flags & O_ACCMODE) != O_RDONLY);
 }
 
-// The mode argument of an open, when there is one.
-#define OPEN_MODE(flags)                                         \
-    mode_t mode = 0;                                             \
-    if (((flags)&O_CREAT) || ((flags)&O_TMPFILE) == O_TMPFILE) { \
-        va_list args;                                            \
-        va_start(args, flags);                                   \
-        mode = va_arg(args, mode_t);                             \
-        va_end(args);                                            \
-    }
-
-template <typename Function>
-int DoTruncate(const char* name, const Place& place, uint64_t inode, off_t oldSize, off_t size,
-               Function function) {
-    Call call{Op::Truncate, name, &place, inode, size};
-    call.needsSpace = size > oldSize;
-    return Do(call, function);
-}
-
-// 0, or the error's number as posix_fallocate gives it.
-template <typename Function>
-int DoAllocate(const char* name, int fd, off_t end, bool keepsSize, Function function) {
-    Place place;
-    if (!FindFd(fd, place))
-        return function();
-    const off_t size = SizeOf(fd);
-    Call call{Op::Other, name, &place, InodeOf(fd)};
-    call.needsSpace = true;
-    if (!keepsSize && end > size) {
-        call.op = Op::Truncate;
-        call.value = end;
-    }
-    if (Judge(call) != Verdict::Go)
-        return errno;
-    const int error = function();
-    fault::Record(call, error != 0);
-    return error;
-}
-
-template <typename Function>
-int DoRemove(const char* name, Op op, int dirFd, const char* path, Function function) {
-    Place place;
-    if (!FindPath(dirFd, path, place))
-        return function();
-    Call call{op, name, &place};
-    return Do(call, function);
-}
-
-template <typename Function>
-int DoRename(const char* name, int dirFd, const char* path, int newDirFd, const char* newPath,
-             Function function) {
-    Place place;
-    Place newPlace;
+template <typename Go>
+int DoRename(const char* function, int dirFd, const char* path, int newDirFd, const char* newPath, Go go) {
+    Place place, newPlace;
     if (!FindPath(dirFd, path, place) || !FindPath(newDirFd, newPath, newPlace))
-        return function();
-    Call call{Op::Rename, name, &place, 0, 0, &newPlace};
-    return Do(call, function);
+        return go();
+    Call call{Op::Rename, function, &place, 0, 0, &newPlace};
+    return Do(call, go);
 }
 
-template <typename Function>
-int DoFlush(const char* name, Op op, int fd, Function function) {
-    Place place;
-    if (!FindFd(fd, place))
-        return function();
-    Call call{op, name, &place, InodeOf(fd)};
-    return Do(call, function);
+// Waits as long as the program's faster clock says; returns the real time.
+int64_t Wait(int64_t time) {
+    g_waited += time;
+    if (g_plan.isOn) {
+        Place nowhere;
+        *nowhere.path = '\0';
+        Record({Op::Wait, "wait", &nowhere, 0, time}, false);
+    }
+    return time / g_plan.haste;
 }
 
-// A change of an inode's mode, owner or times, by its path or its descriptor.
-template <typename Function>
-int DoChange(const char* name, Op op, const Place& place, int64_t value, Function function) {
-    struct stat status {};
-    Call call{op, name, &place, fault::Status(AT_FDCWD, place.path, &status) == 0 ? status.st_ino : 0, value};
-    return Do(call, function);
-}
-
-template <typename Function>
-int DoChangeFd(const char* name, Op op, int fd, int64_t value, Function function) {
-    Place place;
-    if (!FindFd(fd, place))
-        return function();
-    Call call{op, name, &place, InodeOf(fd), value};
-    return Do(call, function);
-}
-
-template <typename Function>
-int DoChangePath(const char* name, Op op, int dirFd, const char* path, int64_t value, Function function) {
-    Place place;
-    return FindPath(dirFd, path, place) ? DoChange(name, op, place, value, function) : function();
-}
+timespec ToTimespec(int64_t time) { return {time / kSecond, time % kSecond}; }
 
 int64_t Owner(uid_t user, gid_t group) {
     return static_cast<int64_t>(static_cast<uint64_t>(user) << 32 | group);
 }
 
-constexpr int64_t kSecond = 1'000'000'000;
-int64_t ToNanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
-timespec ToTimespec(int64_t time) { return {time / kSecond, time % kSecond}; }
+// A statement that the running migration may not make. What the program keeps for itself goes on.
+int Authorize(void*, int action, const char* table, const char*, const char*, const char*) {
+    const bool changes = action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
+    const bool reads = action == SQLITE_READ && g_plan.which == Which::Sql;
+    if ((!changes && !reads) || !IsInTime() || !table)
+        return SQLITE_OK;
+    const bool isOwn = std::strncmp(table, "vgupgrader", 10) == 0 || std::strncmp(table, "sqlite_", 7) == 0;
+    return isOwn ? SQLITE_OK : SQLITE_DENY;
+}
 
 }  // namespace
 
@@ -269,12 +428,7 @@ extern "C" {
 
 ssize_t write(int fd, const void* data, size_t size) {
     NEXT(write);
-    return DoWrite(__func__, fd, data, size, kAtPosition, [&](size_t n) { return next(fd, data, n); });
-}
-
-ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
-    NEXT(pwrite);
-    return DoWrite(__func__, fd, data, size, offset, [&](size_t n) { return next(fd, data, n, offset); });
+    return DoWrite(__func__, fd, data, size, -1, [&](size_t n) { return next(fd, data, n); });
 }
 
 ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset) {
@@ -282,57 +436,31 @@ ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset) {
     return DoWrite(__func__, fd, data, size, offset, [&](size_t n) { return next(fd, data, n, offset); });
 }
 
-ssize_t writev(int fd, const iovec* parts, int count) {
-    NEXT(write);
-    const Gathered all(parts, count);
-    return DoWrite(__func__, fd, all.data, all.size, kAtPosition,
-                   [&](size_t n) { return next(fd, all.data, n); });
+ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
+    return pwrite64(fd, data, size, offset);
 }
 
-ssize_t pwritev(int fd, const iovec* parts, int count, off_t offset) {
-    NEXT(pwrite);
-    const Gathered all(parts, count);
-    return DoWrite(__func__, fd, all.data, all.size, offset,
-                   [&](size_t n) { return next(fd, all.data, n, offset); });
+// The parts one by one.
+ssize_t writev(int fd, const iovec* parts, int count) {
+    ssize_t all = 0;
+    for (int i = 0; i < count; ++i) {
+        const ssize_t written = write(fd, parts[i].iov_base, parts[i].iov_len);
+        if (written < 0)
+            return all > 0 ? all : -1;
+        all += written;
+        if (static_cast<size_t>(written) < parts[i].iov_len)
+            break;
+    }
+    return all;
 }
 
 int ftruncate(int fd, off_t size) noexcept {
     NEXT(ftruncate);
-    Place place;
-    const auto go = [&] { return next(fd, size); };
-    return FindFd(fd, place) ? DoTruncate(__func__, place, InodeOf(fd), SizeOf(fd), size, go) : go();
+    return On(
+        __func__, Op::Truncate, fd, nullptr, [&] { return next(fd, size); }, size);
 }
 
 int ftruncate64(int fd, off64_t size) noexcept { return ftruncate(fd, size); }
-
-int truncate(const char* path, off_t size) noexcept {
-    NEXT(truncate);
-    Place place;
-    struct stat status {};
-    const auto go = [&] { return next(path, size); };
-    return FindPath(AT_FDCWD, path, place) && fault::Status(AT_FDCWD, path, &status) == 0
-               ? DoTruncate(__func__, place, status.st_ino, status.st_size, size, go)
-               : go();
-}
-
-int truncate64(const char* path, off64_t size) noexcept { return truncate(path, size); }
-
-int fallocate(int fd, int mode, off_t offset, off_t size) {
-    NEXT(fallocate);
-    const int error = DoAllocate(__func__, fd, offset + size, mode & FALLOC_FL_KEEP_SIZE,
-                                 [&] { return next(fd, mode, offset, size) == 0 ? 0 : errno; });
-    errno = error ? error : errno;
-    return error ? -1 : 0;
-}
-
-int fallocate64(int fd, int mode, off64_t offset, off64_t size) { return fallocate(fd, mode, offset, size); }
-
-int posix_fallocate(int fd, off_t offset, off_t size) {
-    NEXT(posix_fallocate);
-    return DoAllocate(__func__, fd, offset + size, false, [&] { return next(fd, offset, size); });
-}
-
-int posix_fallocate64(int fd, off64_t offset, off64_t size) { return posix_fallocate(fd, offset, size); }
 
 // Blocks that are shared would not be in the trace.
 int ioctl(int fd, unsigned long request, ...) noexcept {
@@ -348,219 +476,164 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     return -1;
 }
 
-// Flushes -------------------------------------------------------------------------------------------------
-
-int fsync(int fd) {
-    NEXT(fsync);
-    return DoFlush(__func__, Op::Flush, fd, [&] { return next(fd); });
-}
-
-int fdatasync(int fd) {
-    NEXT(fdatasync);
-    return DoFlush(__func__, Op::FlushData, fd, [&] { return next(fd); });
-}
-
-int syncfs(int fd) noexcept {
-    NEXT(syncfs);
-    return DoFlush(__func__, Op::FlushAll, fd, [&] { return next(fd); });
-}
+#define FLUSH(function, op, ...)                                         \
+    int function(int fd) __VA_ARGS__ {                                   \
+        NEXT(function);                                                  \
+        return On(#function, op, fd, nullptr, [&] { return next(fd); }); \
+    }
+FLUSH(fsync, Op::Flush)
+FLUSH(fdatasync, Op::FlushData)
+FLUSH(syncfs, Op::FlushAll, noexcept)
 
 // Names ---------------------------------------------------------------------------------------------------
 
-int open(const char* path, int flags, ...) {
-    NEXT(open);
-    OPEN_MODE(flags)
-    return DoOpen(__func__, AT_FDCWD, path, flags, [&] { return next(path, flags, mode); });
-}
-
-int open64(const char* path, int flags, ...) {
-    NEXT(open64);
-    OPEN_MODE(flags)
-    return DoOpen(__func__, AT_FDCWD, path, flags, [&] { return next(path, flags, mode); });
-}
-
 int openat(int dirFd, const char* path, int flags, ...) {
     NEXT(openat);
-    OPEN_MODE(flags)
-    return DoOpen(__func__, dirFd, path, flags, [&] { return next(dirFd, path, flags, mode); });
+    mode_t mode = 0;
+    if ((flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, mode_t);
+        va_end(args);
+    }
+    return DoOpen("open", dirFd, path, flags, [&] { return next(dirFd, path, flags, mode); });
 }
 
-int openat64(int dirFd, const char* path, int flags, ...) {
-    NEXT(openat64);
-    OPEN_MODE(flags)
-    return DoOpen(__func__, dirFd, path, flags, [&] { return next(dirFd, path, flags, mode); });
-}
+#define OPEN(function)                               \
+    int function(const char* path, int flags, ...) { \
+        va_list args;                                \
+        va_start(args, flags);                       \
+        const mode_t mode = va_arg(args, mode_t);    \
+        va_end(args);                                \
+        return openat(AT_FDCWD, path, flags, mode);  \
+    }
+OPEN(open)
+OPEN(open64)
 
-// The forms that a program checked by the compiler's library calls, when the flags are known only when it runs.
-int __open_2(const char* path, int flags) { return open(path, flags); }
-int __open64_2(const char* path, int flags) { return open64(path, flags); }
+// The forms of a program that is checked by the compiler's library, when the flags are known only when it runs.
+int __open_2(const char* path, int flags) { return openat(AT_FDCWD, path, flags); }
+int __open64_2(const char* path, int flags) { return openat(AT_FDCWD, path, flags); }
 int __openat_2(int dirFd, const char* path, int flags) { return openat(dirFd, path, flags); }
-int __openat64_2(int dirFd, const char* path, int flags) { return openat64(dirFd, path, flags); }
 
-int creat(const char* path, mode_t mode) { return open(path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
-int creat64(const char* path, mode_t mode) { return open64(path, O_CREAT | O_WRONLY | O_TRUNC, mode); }
+FILE* fopen64(const char* path, const char* mode) {
+    NEXT(fopen64);
+    const auto go = [&] { return next(path, mode); };
+    return *mode == 'r' ? On("open", Op::Open, AT_FDCWD, path, go) : go();
+}
 
 int mkdirat(int dirFd, const char* path, mode_t mode) noexcept {
     NEXT(mkdirat);
-    Place place;
-    const auto go = [&] { return next(dirFd, path, mode); };
-    if (!FindPath(dirFd, path, place))
-        return go();
-    Call call{Op::MakeFolder, __func__, &place};
-    return DoMake(call, go);
+    return On("mkdir", Op::MakeFolder, dirFd, path, [&] { return next(dirFd, path, mode); });
 }
 
 int mkdir(const char* path, mode_t mode) noexcept { return mkdirat(AT_FDCWD, path, mode); }
 
 int symlinkat(const char* target, int dirFd, const char* path) noexcept {
     NEXT(symlinkat);
-    Place place;
-    const auto go = [&] { return next(target, dirFd, path); };
-    if (!FindPath(dirFd, path, place))
-        return go();
-    Call call{Op::Symlink, __func__, &place};
-    call.data = target;
-    call.dataSize = static_cast<uint32_t>(std::strlen(target));
-    return DoMake(call, go);
+    return On(
+        "symlink", Op::Symlink, dirFd, path, [&] { return next(target, dirFd, path); },
+        reinterpret_cast<int64_t>(target));
 }
-
-int symlink(const char* target, const char* path) noexcept { return symlinkat(target, AT_FDCWD, path); }
 
 int linkat(int oldDirFd, const char* oldPath, int dirFd, const char* path, int flags) noexcept {
     NEXT(linkat);
-    Place place;
-    const auto go = [&] { return next(oldDirFd, oldPath, dirFd, path, flags); };
-    if (!FindPath(dirFd, path, place))
-        return go();
-    Call call{Op::Link, __func__, &place};
-    return DoMake(call, go);
-}
-
-int link(const char* oldPath, const char* path) noexcept {
-    return linkat(AT_FDCWD, oldPath, AT_FDCWD, path, 0);
-}
-
-int rename(const char* path, const char* newPath) noexcept {
-    NEXT(rename);
-    return DoRename(__func__, AT_FDCWD, path, AT_FDCWD, newPath, [&] { return next(path, newPath); });
-}
-
-int renameat(int dirFd, const char* path, int newDirFd, const char* newPath) noexcept {
-    NEXT(renameat);
-    return DoRename(__func__, dirFd, path, newDirFd, newPath,
-                    [&] { return next(dirFd, path, newDirFd, newPath); });
+    return On("link", Op::Link, dirFd, path, [&] { return next(oldDirFd, oldPath, dirFd, path, flags); });
 }
 
 int renameat2(int dirFd, const char* path, int newDirFd, const char* newPath, unsigned flags) noexcept {
     NEXT(renameat2);
-    return DoRename(__func__, dirFd, path, newDirFd, newPath,
+    return DoRename("rename", dirFd, path, newDirFd, newPath,
                     [&] { return next(dirFd, path, newDirFd, newPath, flags); });
 }
 
-int unlink(const char* path) noexcept {
-    NEXT(unlink);
-    return DoRemove(__func__, Op::Remove, AT_FDCWD, path, [&] { return next(path); });
+int renameat(int dirFd, const char* path, int newDirFd, const char* newPath) noexcept {
+    return renameat2(dirFd, path, newDirFd, newPath, 0);
+}
+
+int rename(const char* path, const char* newPath) noexcept {
+    return renameat2(AT_FDCWD, path, AT_FDCWD, newPath, 0);
 }
 
 int unlinkat(int dirFd, const char* path, int flags) noexcept {
     NEXT(unlinkat);
-    const Op op = flags & AT_REMOVEDIR ? Op::RemoveFolder : Op::Remove;
-    return DoRemove(__func__, op, dirFd, path, [&] { return next(dirFd, path, flags); });
+    return On("remove", flags & AT_REMOVEDIR ? Op::RemoveFolder : Op::Remove, dirFd, path,
+              [&] { return next(dirFd, path, flags); });
 }
 
-int rmdir(const char* path) noexcept {
-    NEXT(rmdir);
-    return DoRemove(__func__, Op::RemoveFolder, AT_FDCWD, path, [&] { return next(path); });
-}
+int unlink(const char* path) noexcept { return unlinkat(AT_FDCWD, path, 0); }
+int rmdir(const char* path) noexcept { return unlinkat(AT_FDCWD, path, AT_REMOVEDIR); }
 
 int remove(const char* path) noexcept {
-    struct stat status {};
-    return fault::Status(AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode)
-               ? rmdir(path)
-               : unlink(path);
+    const int result = unlink(path);
+    return result != 0 && errno == EISDIR ? rmdir(path) : result;
 }
 
 // Modes, owners, times ------------------------------------------------------------------------------------
 
 int fchmod(int fd, mode_t mode) noexcept {
     NEXT(fchmod);
-    return DoChangeFd(__func__, Op::SetMode, fd, mode, [&] { return next(fd, mode); });
+    return On(
+        __func__, Op::SetMode, fd, nullptr, [&] { return next(fd, mode); }, mode);
 }
 
 int fchmodat(int dirFd, const char* path, mode_t mode, int flags) noexcept {
     NEXT(fchmodat);
-    return DoChangePath(__func__, Op::SetMode, dirFd, path, mode,
-                        [&] { return next(dirFd, path, mode, flags); });
+    return On(
+        __func__, Op::SetMode, dirFd, path, [&] { return next(dirFd, path, mode, flags); }, mode);
 }
 
 int chmod(const char* path, mode_t mode) noexcept { return fchmodat(AT_FDCWD, path, mode, 0); }
 
 int fchown(int fd, uid_t user, gid_t group) noexcept {
     NEXT(fchown);
-    return DoChangeFd(__func__, Op::SetOwner, fd, Owner(user, group), [&] { return next(fd, user, group); });
+    return On(
+        __func__, Op::SetOwner, fd, nullptr, [&] { return next(fd, user, group); }, Owner(user, group));
 }
 
 int fchownat(int dirFd, const char* path, uid_t user, gid_t group, int flags) noexcept {
     NEXT(fchownat);
-    const auto go = [&] { return next(dirFd, path, user, group, flags); };
-    if ((flags & AT_EMPTY_PATH) && !*path)
-        return DoChangeFd(__func__, Op::SetOwner, dirFd, Owner(user, group), go);
-    const Op op = flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetOwner;
-    return DoChangePath(__func__, op, dirFd, path, Owner(user, group), go);
-}
-
-int chown(const char* path, uid_t user, gid_t group) noexcept {
-    return fchownat(AT_FDCWD, path, user, group, 0);
-}
-
-int lchown(const char* path, uid_t user, gid_t group) noexcept {
-    return fchownat(AT_FDCWD, path, user, group, AT_SYMLINK_NOFOLLOW);
+    const bool onFd = (flags & AT_EMPTY_PATH) && !*path;
+    return On(
+        __func__, !onFd && (flags & AT_SYMLINK_NOFOLLOW) ? Op::Other : Op::SetOwner, dirFd,
+        onFd ? nullptr : path, [&] { return next(dirFd, path, user, group, flags); }, Owner(user, group));
 }
 
 int futimens(int fd, const timespec times[2]) noexcept {
     NEXT(futimens);
-    return DoChangeFd(__func__, Op::SetTimes, fd, 0, [&] { return next(fd, times); });
+    return On(__func__, Op::SetTimes, fd, nullptr, [&] { return next(fd, times); });
 }
 
 int utimensat(int dirFd, const char* path, const timespec times[2], int flags) noexcept {
     NEXT(utimensat);
-    const Op op = flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes;
-    return DoChangePath(__func__, op, dirFd, path, 0, [&] { return next(dirFd, path, times, flags); });
+    return On(__func__, flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes, dirFd, path,
+              [&] { return next(dirFd, path, times, flags); });
 }
 
 // Reading -------------------------------------------------------------------------------------------------
 
 ssize_t read(int fd, void* data, size_t size) {
     NEXT(read);
-    return DoRead(__func__, Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size); });
+    return On(__func__, Op::Read, fd, nullptr, [&] { return next(fd, data, size); });
 }
 
-ssize_t pread(int fd, void* data, size_t size, off_t offset) {
-    NEXT(pread);
-    return DoRead(__func__, Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size, offset); });
+ssize_t pread64(int fd, void* data, size_t size, off64_t offset) {
+    NEXT(pread64);
+    return On("pread", Op::Read, fd, nullptr, [&] { return next(fd, data, size, offset); });
 }
 
-ssize_t pread64(int fd, void* data, size_t size, off64_t offset) { return pread(fd, data, size, offset); }
-
-ssize_t __read_chk(int fd, void* data, size_t size, size_t room) {
-    NEXT(__read_chk);
-    return DoRead("read", Op::Read, fd, nullptr, ssize_t{-1}, [&] { return next(fd, data, size, room); });
+ssize_t pread(int fd, void* data, size_t size, off_t offset) { return pread64(fd, data, size, offset); }
+ssize_t __read_chk(int fd, void* data, size_t size, size_t) { return read(fd, data, size); }
+ssize_t __pread_chk(int fd, void* data, size_t size, off_t offset, size_t) {
+    return pread64(fd, data, size, offset);
+}
+ssize_t __pread64_chk(int fd, void* data, size_t size, off_t offset, size_t) {
+    return pread64(fd, data, size, offset);
 }
 
-ssize_t __pread_chk(int fd, void* data, size_t size, off_t offset, size_t room) {
-    NEXT(__pread_chk);
-    return DoRead("pread", Op::Read, fd, nullptr, ssize_t{-1},
-                  [&] { return next(fd, data, size, offset, room); });
-}
-
-ssize_t __pread64_chk(int fd, void* data, size_t size, off64_t offset, size_t room) {
-    return __pread_chk(fd, data, size, offset, room);
-}
-
-#define LOOK(function, Status)                                                                      \
-    int function(const char* path, Status* status) noexcept {                                       \
-        NEXT(function);                                                                             \
-        return DoRead(#function, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, status); }); \
+#define LOOK(function, Status)                                                              \
+    int function(const char* path, Status* status) noexcept {                               \
+        NEXT(function);                                                                     \
+        return On(#function, Op::Look, AT_FDCWD, path, [&] { return next(path, status); }); \
     }
 LOOK(stat, struct stat)
 LOOK(stat64, struct stat64)
@@ -569,56 +642,66 @@ LOOK(lstat64, struct stat64)
 
 int fstatat(int dirFd, const char* path, struct stat* status, int flags) noexcept {
     NEXT(fstatat);
-    return DoRead(__func__, Op::Look, dirFd, path, -1, [&] { return next(dirFd, path, status, flags); });
+    return On(__func__, Op::Look, dirFd, path, [&] { return next(dirFd, path, status, flags); });
 }
 
 int access(const char* path, int mode) noexcept {
     NEXT(access);
-    return DoRead(__func__, Op::Look, AT_FDCWD, path, -1, [&] { return next(path, mode); });
+    return On(__func__, Op::Look, AT_FDCWD, path, [&] { return next(path, mode); });
 }
 
-DIR* opendir(const char* path) {
-    NEXT(opendir);
-    return DoRead(__func__, Op::Open, AT_FDCWD, path, static_cast<DIR*>(nullptr), [&] { return next(path); });
+int memfd_create(const char* name, unsigned flags) noexcept {
+    NEXT(memfd_create);
+    return g_progress = next(name, flags);
 }
 
-FILE* fopen(const char* path, const char* mode) {
-    NEXT(fopen);
-    const auto go = [&] { return next(path, mode); };
-    return *mode == 'r' ? DoRead(__func__, Op::Open, AT_FDCWD, path, static_cast<FILE*>(nullptr), go) : go();
-}
+// Statements ----------------------------------------------------------------------------------------------
 
-FILE* fopen64(const char* path, const char* mode) { return fopen(path, mode); }
+int sqlite3_open_v2(const char* path, sqlite3** db, int flags, const char* vfs) {
+    NEXT(sqlite3_open_v2);
+    static const auto setAuthorizer =
+        reinterpret_cast<decltype(&sqlite3_set_authorizer)>(dlsym(RTLD_NEXT, "sqlite3_set_authorizer"));
+    const int code = next(path, db, flags, vfs);
+    if (g_plan.isOn && (g_plan.which == Which::Sql || g_plan.which == Which::SqlWrites))
+        setAuthorizer(*db, Authorize, nullptr);
+    return code;
+}
 
 // Time ----------------------------------------------------------------------------------------------------
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     NEXT(clock_gettime);
-    static timespec begin{};
+    static int64_t begin = 0;
     const int result = next(clock, time);
-    if (clock != CLOCK_MONOTONIC || result != 0)
+    if (clock != CLOCK_MONOTONIC || result != 0 || g_plan.haste == 1)
         return result;
-    if (begin.tv_sec == 0)
-        begin = *time;
-    const int64_t now = ToNanoseconds(begin) + fault::Hastened(ToNanoseconds(*time) - ToNanoseconds(begin));
-    *time = ToTimespec(now);
+    const int64_t now = time->tv_sec * kSecond + time->tv_nsec;
+    begin = begin ? begin : now;
+    *time = ToTimespec(begin + (now - begin) * g_plan.haste);
     return 0;
 }
 
 int nanosleep(const timespec* wait, timespec* left) {
     NEXT(nanosleep);
-    const timespec shorter = ToTimespec(fault::Shortened(ToNanoseconds(*wait)));
+    const timespec shorter = ToTimespec(Wait(wait->tv_sec * kSecond + wait->tv_nsec));
     return next(&shorter, left);
 }
 
 int usleep(useconds_t wait) {
-    NEXT(usleep);
-    return next(static_cast<useconds_t>(fault::Shortened(wait)));
+    const timespec time = ToTimespec(wait * 1000LL);
+    return nanosleep(&time, nullptr);
 }
 
 unsigned sleep(unsigned seconds) {
     usleep(seconds * 1'000'000);
     return 0;
+}
+
+int poll(pollfd* fds, nfds_t count, int milliseconds) {
+    NEXT(poll);
+    return next(
+        fds, count,
+        milliseconds > 0 ? static_cast<int>(Wait(milliseconds * 1'000'000LL) / 1'000'000) : milliseconds);
 }
 
 }  // extern "C"

@@ -1,100 +1,80 @@
 #include "tools/faults/process.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
-#include <ctime>
+#include <stdexcept>
+#include <thread>
 
 namespace {
 
-constexpr std::chrono::milliseconds kSlice{200};  // after which an interrupt is seen
-
-std::vector<char*> Pointers(const std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (const std::string& text : texts)
-        pointers.push_back(const_cast<char*>(text.c_str()));
-    return pointers;
-}
-
-pid_t Start(const std::vector<std::string>& command, const std::vector<std::string>& environment) {
-    std::vector<char*> arguments = Pointers(command);
-    arguments.push_back(nullptr);
-    std::vector<char*> variables = Pointers(environment);
-    for (char** variable = environ; *variable; ++variable)
-        variables.push_back(*variable);
-    variables.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", O_RDWR, 0);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), variables.data());
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0 ? pid : -1;
-}
+constexpr std::chrono::minutes kLimit{1};
+constexpr std::chrono::milliseconds kSlice{1};
 
 std::atomic<bool> g_interrupted = false;
 
-// Waits until the process has ended, or has stopped; false when it has done neither within the time.
-bool AwaitChange(pid_t pid, bool mayStop, std::chrono::milliseconds time, int& status) {
-    if (mayStop) {  // nothing to poll tells of a stop
-        const timespec wait{0, std::chrono::nanoseconds(std::chrono::milliseconds(1)).count()};
-        nanosleep(&wait, nullptr);
-        return waitpid(pid, &status, WNOHANG | WUNTRACED) == pid;
+std::vector<char*> Pointers(const std::vector<std::string>& texts, char** more = nullptr) {
+    std::vector<char*> pointers;
+    for (const std::string& text : texts)
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    for (; more && *more; ++more)
+        pointers.push_back(*more);
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+pid_t Start(const std::vector<std::string>& command, const std::vector<std::string>& environment,
+            const std::string& output) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool isKept = fd == STDOUT_FILENO && !output.empty();
+        posix_spawn_file_actions_addopen(&actions, fd, isKept ? output.c_str() : "/dev/null",
+                                         isKept ? O_WRONLY | O_CREAT | O_TRUNC : O_RDWR, 0600);
     }
-    const int fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-    pollfd ended{fd, POLLIN, 0};
-    const bool hasEnded = poll(&ended, 1, static_cast<int>(time.count())) > 0;
-    close(fd);
-    return hasEnded && waitpid(pid, &status, 0) == pid;
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, command.front().c_str(), &actions, nullptr, Pointers(command).data(),
+                                   Pointers(environment, environ).data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0)
+        throw std::runtime_error(command.front() + " does not start");
+    return pid;
 }
 
 }  // namespace
 
 std::string ToText(const ProcessEnd& end) {
-    switch (end.how) {
-        case ProcessEnd::How::Exited:
-            return "ended with status " + std::to_string(end.code);
-        case ProcessEnd::How::Killed:
-            return "died of signal " + std::to_string(end.code);
-        case ProcessEnd::How::Hung:
-            return "hung";
-        case ProcessEnd::How::NotStarted:
-            break;
-    }
-    return "did not start";
+    if (end.how == ProcessEnd::How::Hung)
+        return "hung";
+    return (end.how == ProcessEnd::How::Exited ? "ended with status " : "died of signal ") +
+           std::to_string(end.code);
 }
 
 ProcessEnd RunProcess(const std::vector<std::string>& command, const std::vector<std::string>& environment,
-                      const std::function<void()>& onStop, std::chrono::seconds limit) {
-    const pid_t pid = Start(command, environment);
-    if (pid < 0)
-        return {};
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+                      const std::string& output, const std::function<void(int)>& onStop) {
+    const pid_t pid = Start(command, environment, output);
+    const auto deadline = std::chrono::steady_clock::now() + kLimit;
     int status = 0;
-    for (bool mayStop = static_cast<bool>(onStop);;) {
-        if (AwaitChange(pid, mayStop, kSlice, status)) {
-            if (!WIFSTOPPED(status))
-                break;
-            onStop();
-            mayStop = false;
+    for (;;) {
+        if (waitpid(pid, &status, WNOHANG | WUNTRACED) == pid) {
+            if (WIFEXITED(status))
+                return {ProcessEnd::How::Exited, WEXITSTATUS(status)};
+            if (WIFSIGNALED(status))
+                return {ProcessEnd::How::Killed, WTERMSIG(status)};
+            if (onStop)
+                onStop(pid);
             kill(pid, SIGCONT);
         } else if (g_interrupted || std::chrono::steady_clock::now() > deadline) {
             kill(pid, SIGKILL);
             waitpid(pid, &status, 0);
-            return {ProcessEnd::How::Hung, 0};
+            return {};
         }
+        std::this_thread::sleep_for(kSlice);
     }
-    if (WIFEXITED(status))
-        return {ProcessEnd::How::Exited, WEXITSTATUS(status)};
-    return {ProcessEnd::How::Killed, WTERMSIG(status)};
 }
 
 void CatchInterrupts() {
