@@ -39,8 +39,11 @@ protected:
         std::map<std::string, std::string> tables;
         for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
             const DB_INSTANCE db = static_cast<DB_INSTANCE>(i);
-            std::set<std::string> names;
-            EXPECT_EQ(0, VGDB::GetTables(db, names));
+            std::list<std::string> names;
+            EXPECT_EQ(
+                0, VGDB::LoadFieldFromDB(
+                       db, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'",
+                       names));
             for (const std::string& name : names)
                 tables[std::to_string(i) + ' ' + name] =
                     Rows(db, "SELECT rowid, * FROM " + Quoted(name) + " ORDER BY rowid");

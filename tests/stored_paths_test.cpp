@@ -126,6 +126,26 @@ TEST_F(StoredPaths, OfArchivedRecordingsFollowTheirFolder) {
     EXPECT_EQ(2, CountInLog("(RenameArchiveFolder): Failed to rename /volume3/@archive to @ArchiveVault"));
 }
 
+// The rows are written before the upgrade takes effect: a run after a kill finds them changed.
+TEST_F(StoredPaths, WhatStaysInAnArchiveIsReportedAgainWhenTheRowsHaveFollowed) {
+    for (const char* folder : {"/volume1/@archive/", "/volume1/@ArchiveVault/"})
+        WriteFile(Path(folder) + "thumbnail", folder);
+    WriteFile(Path("/volume1/@archive/1.mp4"), "recording");
+    CreateFromSchema(DB_ARCHIVE);
+    Sql(DB_ARCHIVE,
+        "INSERT INTO archive_recording(id, recording_path) VALUES(1, '/volume1/@archive/1.mp4');");
+    for (int run = 1; run <= 2; ++run) {
+        EXPECT_EQ(-1, migrations::RenameArchiveFolder());
+        EXPECT_EQ("/volume1/@ArchiveVault/1.mp4\n",
+                  Rows(DB_ARCHIVE, "SELECT recording_path FROM archive_recording"));
+        EXPECT_EQ(run,
+                  CountInLog("(RenameArchiveFolder): Failed to rename /volume1/@archive to @ArchiveVault"));
+    }
+    fs::remove(Path("/volume1/@archive/thumbnail"));
+    EXPECT_EQ(0, migrations::RenameArchiveFolder());
+    EXPECT_FALSE(Exists("/volume1/@archive"));
+}
+
 TEST_F(StoredPaths, OfEventsThatWereBeingWrittenGoWithTheirFiles) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs files of several users";
@@ -191,8 +211,8 @@ TEST_F(StoredPaths, AreNotTakenForNoneWhereADatabaseCannotBeRead) {
     EXPECT_EQ(-1, migrations::RenameArchiveFolder());
     EXPECT_EQ(-1, migrations::ResetWritingEvtPath());
     EXPECT_EQ(-1, migrations::TouchAllowMotionDetectionFlag());
-    for (const char* row : {"MoveCapInfoPath", "RenameArchiveFolder", "ResetWritingEvtPath",
-                            "TouchAllowMotionDetectionFlag"})
+    for (const char* row :
+         {"MoveCapInfoPath", "RenameArchiveFolder", "ResetWritingEvtPath", "TouchAllowMotionDetectionFlag"})
         EXPECT_EQ(1, CountInLog("(" + std::string(row) + "): Failed to look up table ")) << row;
 }
 

@@ -34,6 +34,8 @@ int NothingMore() { return 0; }
     int function() { return RunOnceAfterStamp(flag, resultWhenUnreadable, once::function); }
 #define FLAG(threshold, function, flag, message, concerns) \
     int function() { return RunOnce(flag, message, NothingMore); }
+#define FLAG_AROUND(threshold, function, work, flag, message, concerns) \
+    int function() { return RunOnce(flag, message, work); }
 #include "upgrader/registry.def"
 
 }  // namespace migrations

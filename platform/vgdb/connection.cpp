@@ -403,16 +403,6 @@ int Connection::RunNow(const std::string& sql) {
     return result;
 }
 
-int Connection::RunAlone(const char* sql) {
-    if (!Handle() || m_damaged || m_holding || IsReadOnly())
-        return -1;
-    AnnounceChange();
-    m_busy.Expect(true);
-    const int code = Exec(sql);
-    NoteResult(code);
-    return code == SQLITE_OK ? 0 : -1;
-}
-
 int Connection::ReadSchema() {
     return OnceMore([this] {
         int code = MakeReady();

@@ -25,9 +25,6 @@ public:
     // The same with a transaction and a commit of its own. See VGDB::ExecuteNow.
     int RunNow(const std::string& sql);
 
-    // Runs one statement that SQLite refuses inside a transaction.
-    int RunAlone(const char* sql);
-
     // Reads the schema from the file. Returns SQLite's result code; a failure is logged.
     int ReadSchema();
 

@@ -31,18 +31,6 @@ std::string VGDB::EscapeString(const std::string& value) {
     return text;
 }
 
-std::string VGDB::EscapeSpecialChars(const std::string& value) {
-    std::string text;
-    for (const char c : EscapeString(value)) {
-        if (c == '%' || c == '_' || c == '\\')
-            text += '\\';
-        text += c;
-    }
-    return text;
-}
-
-std::string VGDB::Bool2SqlString(bool value) { return value ? "1" : "0"; }
-
 int VGDB::LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value) {
     Rows rows;
     if (Query(db, sql, rows))

@@ -3,7 +3,7 @@
 // Each of the 17 databases is one SQLite file with one connection, opened on first use and kept until
 // CloseAll(). What callers may rely on:
 //   - the text of one Execute or Executep call is applied whole or not at all, and is on disk when the call
-//     returns 0;
+//     returns 0, or, of a database that is held, when CommitHeld does;
 //   - a result is read whole into memory before the call returns;
 //   - a busy database is waited for;
 //   - what fails for a moment (an input/output error) is tried once more;
@@ -121,12 +121,6 @@ std::string QuoteEscape(const std::string& value);
 // The value's bytes for use between quotes of the caller's own.
 std::string EscapeString(const std::string& value);
 
-// The same for a LIKE pattern with ESCAPE '\': %, _ and \ stand for themselves.
-std::string EscapeSpecialChars(const std::string& value);
-
-// "1" or "0".
-std::string Bool2SqlString(bool value);
-
 // Guards: 1 when the table, or all the columns of the table, are there; 0 when not, also when there is no
 // such database file; -1, logged, when it cannot be told.
 [[nodiscard]] int FindTable(DB_INSTANCE db, const std::string& table);
@@ -134,40 +128,14 @@ std::string Bool2SqlString(bool value);
 [[nodiscard]] int FindColumns(DB_INSTANCE db, const std::string& table,
                               const std::vector<std::string>& columns);
 
-// The same for those who may not care why: false also when the database cannot be read.
-bool CheckTableExist(DB_INSTANCE db, const std::string& table);
-bool CheckTableExist(const std::string& dbPath, const std::string& table);
-bool IsColumnExist(DB_INSTANCE db, const std::string& table, const std::string& column);
-bool IsColumnExist(const std::string& dbPath, const std::string& table, const std::string& column);
-
 // The first field of the query's first row; left as it was when there is no row or the field is NULL.
 [[nodiscard]] int LoadFirstFieldFromDB(DB_INSTANCE db, const std::string& sql, std::string& value);
 
 // The first column of the query, a NULL as ''.
 [[nodiscard]] int LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std::string>& values);
 
-// Names present in the database, SQLite's own tables aside.
-[[nodiscard]] int GetTables(DB_INSTANCE db, std::set<std::string>& tables);
-[[nodiscard]] int GetTriggers(DB_INSTANCE db, std::set<std::string>& triggers);
-
-// Drops the table if it exists.
-[[nodiscard]] int DropTable(DB_INSTANCE db, const std::string& table);
-
-// Rebuilds the database file; the one statement of the package that SQLite refuses inside a transaction.
-[[nodiscard]] int Vacuum(DB_INSTANCE db);
-
-// Runs the statements of a file, as Execute does.
-[[nodiscard]] int ExecuteByFile(DB_INSTANCE db, const std::string& sqlPath);
-
-// Writes a table, its indexes, triggers and rows, as SQL that ExecuteByFile can run; the file is on disk when
-// the call returns 0.
-[[nodiscard]] int DumpTableToFile(DB_INSTANCE db, const std::string& table, const std::string& sqlPath);
-
 // The package's name for the index of a table over columns: "idx_TABLE_COLUMN_...".
 std::string GetIdxName(const std::string& table, const std::list<std::string>& columns);
-
-// The statement that, sent with an INSERT in one call, gives the new row's id in column "id".
-std::string GetReturnIdStatement();
 
 // Holding. From HoldTransaction on, the texts of one database are savepoints of one transaction: each is
 // whole or not at all, sees what was written before it, and is on disk when CommitHeld returns 0; one that

@@ -80,16 +80,13 @@ struct ArchivedRecording {
     std::string newPath;
 };
 
-// The length of a path up to its archive folder of the old name; 0 when it has none, or lies in one that has
-// been renamed already: what is below that is no concern any more.
-size_t FindOldArchive(const std::string& path) {
+// The length of a path up to its archive folder, of the old name or the new one; 0 when it has none.
+size_t FindArchive(const std::string& path) {
     for (size_t begin = 0; begin < path.size();) {
         const size_t end = std::min(path.find('/', begin + 1), path.size());
-        const std::string name = path.substr(begin + 1, end - begin - 1);
-        if (name == kOldArchive)
+        const std::string_view name = std::string_view(path).substr(begin + 1, end - begin - 1);
+        if (name == kOldArchive || name == kNewArchive)
             return end;
-        if (name == kNewArchive)
-            return 0;
         begin = end;
     }
     return 0;
@@ -138,23 +135,29 @@ int RenameArchiveFolder() {
     if (const int found = Guard(DB_ARCHIVE, "archive_recording", {"recording_path"}); found <= 0)
         return found;
     Rows rows;
-    if (QuerySql(DB_ARCHIVE,
-                 "SELECT rowid AS number, recording_path FROM archive_recording"
-                 " WHERE instr(recording_path, '/@archive') > 0;",
-                 rows))
+    if (QuerySql(
+            DB_ARCHIVE,
+            "SELECT rowid AS number, recording_path FROM archive_recording"
+            " WHERE instr(recording_path, '/@archive') > 0 OR instr(recording_path, '/@ArchiveVault') > 0;",
+            rows))
         return -1;
 
     std::set<std::string> folders;
     std::vector<ArchivedRecording> recordings;
     while (rows.Next()) {
         const std::string path = rows.String("recording_path");
-        const size_t size = IsUsable(path) ? FindOldArchive(path) : 0;
+        const size_t size = IsUsable(path) ? FindArchive(path) : 0;
         if (size == 0)
             continue;
-        folders.insert(path.substr(0, size));
-        std::string newPath = path;
-        newPath.replace(size - kOldArchive.size(), kOldArchive.size(), kNewArchive);
-        recordings.push_back({rows.String("number"), path, newPath});
+        // Also where the row has followed already, by a run that was cut short after it: what stayed behind in the
+        // folder of the old name is tried, and reported, again.
+        const bool isOld = path[size - 1] == kOldArchive.back();
+        const std::string_view name = isOld ? kOldArchive : kNewArchive;
+        const std::string parent = path.substr(0, size - name.size());
+        folders.insert(parent + std::string(kOldArchive));
+        if (isOld)
+            recordings.push_back(
+                {rows.String("number"), path, parent + std::string(kNewArchive) + path.substr(size)});
     }
 
     int result = 0;
@@ -165,7 +168,7 @@ int RenameArchiveFolder() {
         }
     }
 
-    // The rows are on disk as soon as they are written; the folders must be before that.
+    // The rows may be on disk as soon as they are written; the folders must be before that.
     if (VGFilesFlush())
         return UPG_FAIL("Failed to flush the archive folders\n");
     std::string sql;
