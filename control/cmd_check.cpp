@@ -7,6 +7,7 @@
 
 #include "control/command.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/files/file_io.h"
@@ -34,23 +35,6 @@ Json::Value ToJson(const char* kind, const std::string& name, const Problems& pr
 }
 
 // --- databases ----------------------------------------------------------------------------------------------
-
-// "" when the database can be read.
-std::string WhyUnreadable(VGDB::DBState state) {
-    switch (state) {
-        case VGDB::DBState::Usable:
-            return "";
-        case VGDB::DBState::Missing:
-            return "no such file";
-        case VGDB::DBState::NotADatabase:
-            return "is no database";
-        case VGDB::DBState::Busy:
-            return "is held by another process, and cannot be read now";
-        case VGDB::DBState::Unreadable:
-            break;
-    }
-    return "cannot be read";
-}
 
 // SQLite's own findings, one a line.
 void CheckIntegrity(DB_INSTANCE db, const char* pragma, Problems& problems) {
@@ -92,7 +76,7 @@ void CheckSchema(DB_INSTANCE db, Problems& problems) {
 }
 
 Problems CheckDatabase(DB_INSTANCE db, const char* pragma) {
-    if (const std::string why = WhyUnreadable(VGDB::Probe(db)); !why.empty())
+    if (const std::string why = WhyUnreadable(db, VGDB::Probe(db)); !why.empty())
         return {why};
     Problems problems;
     CheckIntegrity(db, pragma, problems);

@@ -1,4 +1,5 @@
-// history: past upgrades and restores, the last first.
+// history: past upgrades and restores, the last first; with --rows what each run did, migration by migration: those that
+// changed rows or failed, and why.
 #include <algorithm>
 #include <vector>
 
@@ -14,7 +15,10 @@ namespace {
 class History : public Command {
 public:
     History() : Command("history", "Past upgrades and restores, the last first", Access::Reads) {
-        m_options = {{"-n N", &m_newest, "The newest N alone", 1}};
+        m_options = {
+            {"-n N", &m_newest, "The newest N alone", 1},
+            {"--rows", &m_rows, "Each migration that changed rows, or why it failed"},
+        };
     }
 
     Outcome Run(const General& general) override;
@@ -22,7 +26,49 @@ public:
 
 private:
     unsigned m_newest = 0;  // so many; 0 is all
+    bool m_rows = false;
 };
+
+TextTable NewTable() {
+    return TextTable({"when", "what", ">seconds", ">ran", ">failed", ">changes", "outcome"});
+}
+
+void Add(const Json::Value& object, TextTable& table) {
+    if (const std::string name = RestoredOf(object); !name.empty()) {
+        table.Add({TextOf(object, "at"), "restore of " + name, "", "", "", "", {"restored", Tone::Good}});
+        return;
+    }
+    const RunTotals totals = TotalsOf(object);
+    table.Add({TextOf(object, "started"),
+               WhatOf(object),
+               object["seconds"].isNumeric() ? StringPrintf("%.2f", object["seconds"].asDouble()) : "",
+               std::to_string(totals.ran),
+               std::to_string(totals.failed),
+               std::to_string(totals.changes),
+               {OutcomeOf(object), object["status"] == 0 ? Tone::Good : Tone::Bad}});
+}
+
+std::string PrintMigrations(const Json::Value& object) {
+    if (!RestoredOf(object).empty())
+        return "";
+    TextTable table({">row", "name", ">changes", "outcome"}, 2);
+    size_t others = 0;
+    for (const Json::Value& run : object["migrations"]) {
+        const long long changes = NumberOf(run, "changes");
+        const bool failed = NumberOf(run, "result") < 0;
+        const std::string reason = TextOf(run, "reason");
+        if (!failed && changes == 0)
+            ++others;
+        else
+            table.Add({std::to_string(NumberOf(run, "row")),
+                       TextOf(run, "name"),
+                       std::to_string(changes),
+                       {failed ? "failed" + (reason.empty() ? "" : ": " + reason) : "done",
+                        failed ? Tone::Bad : Tone::Good}});
+    }
+    return (table.IsEmpty() ? "" : table.ToString()) + "  " + Counted(others, "migration", "migrations") +
+           " changed no row.\n\n";
+}
 
 }  // namespace
 
@@ -41,23 +87,14 @@ Outcome History::Run(const General& /*general*/) {
 std::string History::Print(const Json::Value& result) const {
     if (result.empty())
         return "No upgrade and no restore is noted.\n";
-    TextTable table({"when", "what", ">seconds", ">ran", ">failed", ">changes", "outcome"});
+    TextTable table = NewTable();
+    std::string text;
     for (const Json::Value& object : result) {
-        if (const std::string name = RestoredOf(object); !name.empty()) {
-            table.Add({TextOf(object, "at"), "restore of " + name, "", "", "", "", {"restored", Tone::Good}});
-            continue;
-        }
-        const RunTotals totals = TotalsOf(object);
-        const bool good = object["status"] == 0;
-        table.Add({TextOf(object, "started"),
-                   WhatOf(object),
-                   object["seconds"].isNumeric() ? StringPrintf("%.2f", object["seconds"].asDouble()) : "",
-                   std::to_string(totals.ran),
-                   std::to_string(totals.failed),
-                   std::to_string(totals.changes),
-                   {good ? "complete" : FailedOf(object), good ? Tone::Good : Tone::Bad}});
+        Add(object, table);
+        if (m_rows)
+            text += std::exchange(table, NewTable()).ToString() + PrintMigrations(object);
     }
-    return table.ToString();
+    return m_rows ? text : table.ToString();
 }
 
 std::unique_ptr<Command> MakeHistory() { return std::make_unique<History>(); }

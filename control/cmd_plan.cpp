@@ -6,22 +6,22 @@
 #include <utility>
 
 #include "control/command.h"
+#include "control/preflight.h"
 #include "control/text.h"
 #include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
-#include "upgrader/disk_need.h"
 #include "upgrader/repair.h"
 
 namespace {
 
-// The keys of settings.conf as the rows will find them: what is owed is delivered before the first one.
+// The keys of settings.conf as the migrations will find them: what is owed is delivered before the first one.
 std::set<std::string> KeysThatStand(const Record::Facts& facts) {
     std::map<std::string, std::string> values;
     (void)VGFileGetAll(kSettingsConf,
-                       values);  // unreadable (logged): then every guard fails, and its row runs
+                       values);  // unreadable (logged): then every guard fails, and its migration runs
     std::set<std::string> keys;
     for (const auto& [key, value] : values)
         keys.insert(key);
@@ -42,26 +42,53 @@ const char* VerdictOf(const Migration& info, const std::set<std::string>& keys) 
     return info.flag && keys.contains(info.flag) ? "done" : "runs";
 }
 
-Json::Value RepairToJson(const DatabaseRepair& repair) {
+Json::Value ArrayOf(const std::vector<std::string>& texts) {
+    Json::Value array(Json::arrayValue);
+    for (const std::string& text : texts)
+        array.append(text);
+    return array;
+}
+
+std::string WhyNotRepaired(const DatabaseRepair& repair) {
+    const std::string why = WhyUnreadable(repair.db, VGDB::Probe(repair.db));
+    return (why.empty() ? "its schema file cannot be read" : why) + ": it will be left as it is";
+}
+
+Json::Value ToJson(const DatabaseRepair& repair) {
     Json::Value object(Json::objectValue);
     object["database"] = VGDB::GetDBName(repair.db);
     object["missing"] = Json::Value(Json::objectValue);
     for (const auto& [table, names] : repair.differences.names)
-        for (const std::string& name : names)
-            object["missing"][table].append(name);
+        object["missing"][table] = ArrayOf({names.begin(), names.end()});
     object["sql"] = repair.differences.sql;
-    object["adds"] = Json::Value(Json::arrayValue);
-    for (const std::string& words : InWords(repair.differences))
-        object["adds"].append(words);
+    object["adds"] = ArrayOf(InWords(repair.differences));
+    object["cannot_add"] = ArrayOf(repair.differences.columnsNotAddable);
     if (!repair.known)
-        object["problem"] = "the database or its schema file cannot be read, it will be left as it is";
+        object["problem"] = WhyNotRepaired(repair);
     return object;
 }
 
-Json::Value ToJson(const Plan& plan, const Record::Facts& facts) {
+Json::Value ToJson(const std::vector<Migration>& migrations, const std::set<std::string>& keys) {
+    Json::Value array(Json::arrayValue);
+    for (const Migration& migration : migrations) {
+        Json::Value& entry = array.append(Json::objectValue);
+        entry["row"] = migration.number;
+        entry["name"] = migration.name;
+        entry["threshold"] = migration.threshold;
+        entry["state"] = StateName(migration.state);
+        entry["verdict"] = VerdictOf(migration, keys);
+        entry["concerns"] = migration.concerns;
+    }
+    return array;
+}
+
+Json::Value ToJson(const Plan& plan, const Record::Facts& facts, const Stamp& stamp) {
     Json::Value result(Json::objectValue);
     result["old_build"] = plan.oldBuild;
-    result["version"] = GetVGPkgVersion(true);
+    result["version"] = stamp.version;
+    result["stamp"] = stamp.found > 0 ? Json::Value(stamp.text) : Json::Value();
+    result["second_time"] = stamp.build && plan.oldBuild < *stamp.build && !facts.oldBuild;
+    result["running"] = FindRunning();
     result["interrupted"] = Json::Value();
     if (facts.oldBuild)
         result["interrupted"]["old_build"] = *facts.oldBuild;
@@ -70,26 +97,18 @@ Json::Value ToJson(const Plan& plan, const Record::Facts& facts) {
     result["owed"] = Json::Int64{static_cast<long long>(facts.keys.size()) + facts.entries};
     result["repair"] = Json::Value(Json::arrayValue);
     for (const DatabaseRepair& repair : plan.repairs)
-        if (!repair.known || !repair.differences.sql.empty())
-            result["repair"].append(RepairToJson(repair));
-    result["migrations"] = Json::Value(Json::arrayValue);
-    const std::set<std::string> keys = KeysThatStand(facts);
-    for (const Migration& row : plan.migrations) {
-        Json::Value& entry = result["migrations"].append(Json::objectValue);
-        entry["row"] = row.number;
-        entry["name"] = row.name;
-        entry["threshold"] = row.threshold;
-        entry["state"] = StateName(row.state);
-        entry["verdict"] = VerdictOf(row, keys);
-        entry["concerns"] = row.concerns;
-    }
+        if (!repair.known || !repair.differences.sql.empty() || !repair.differences.columnsNotAddable.empty())
+            result["repair"].append(ToJson(repair));
+    result["migrations"] = ToJson(plan.migrations, KeysThatStand(facts));
+    const std::vector<DiskNeed> disks = FindDiskNeeds(plan);
     result["disk"] = Json::Value(Json::arrayValue);
-    for (const DiskNeed& disk : FindDiskNeeds(plan)) {
+    for (const DiskNeed& disk : disks) {
         Json::Value& entry = result["disk"].append(Json::objectValue);
         entry["filesystem"] = disk.fileSystem;
         entry["needed"] = Json::UInt64{disk.needed};
         entry["free"] = Json::UInt64{disk.free};
     }
+    result["preflight"] = ArrayOf(FindObstacles(plan, disks));
     return result;
 }
 
@@ -109,6 +128,8 @@ std::string PrintRepair(const Json::Value& repairs) {
         std::string database = repair["database"].asString();
         if (repair.isMember("problem"))
             table.Add({std::exchange(database, ""), {repair["problem"].asString(), Tone::Bad}});
+        for (const Json::Value& column : repair["cannot_add"])
+            table.Add({std::exchange(database, ""), {"cannot be added: " + column.asString(), Tone::Bad}});
         std::vector<std::string> adds;
         for (const Json::Value& words : repair["adds"])
             adds.push_back(words.asString());
@@ -118,21 +139,32 @@ std::string PrintRepair(const Json::Value& repairs) {
     return Toned(Tone::Strong, "Schema") + " (plan --sql prints the statements)\n" + table.ToString();
 }
 
-std::string PrintRows(const Json::Value& rows) {
+// "runs", "sets its key" for one that does nothing more, "done".
+std::string VerdictInWords(const Json::Value& migration) {
+    const std::string verdict = migration["verdict"].asString();
+    return verdict == "runs" && migration["state"] == "flag" ? "sets its key" : verdict;
+}
+
+std::string PrintMigrations(const Json::Value& migrations) {
     std::map<std::string, unsigned> counts;
     TextTable table({">row", "name", "verdict", "concerns"}, 2);
-    for (const Json::Value& row : rows) {
-        const std::string verdict = row["verdict"].asString();
+    for (const Json::Value& migration : migrations) {
+        const std::string verdict = VerdictInWords(migration);
         ++counts[verdict];
+        if (verdict == "runs")
+            ++counts[migration["state"].asString()];
         if (verdict != "empty")
-            table.Add({std::to_string(row["row"].asInt()),
-                       row["name"].asString(),
+            table.Add({std::to_string(migration["row"].asInt()),
+                       migration["name"].asString(),
                        {verdict, verdict == "runs" ? Tone::Strong : Tone::Faint},
-                       row["concerns"].asString()});
+                       migration["concerns"].asString()});
     }
-    return Toned(Tone::Strong, "Migrations") +
-           StringPrintf(": %u due; %u run, %u were done before, %u do nothing\n", rows.size(), counts["runs"],
-                        counts["done"], counts["empty"]) +
+    return Toned(Tone::Strong, "Migrations") + '\n' +
+           Paragraph(
+               StringPrintf("%u are due: %u run (%u whole, %u in part, %u by the package's libraries),"
+                            " %u set their key and do nothing more, %u were done before, %u do nothing.",
+                            migrations.size(), counts["runs"], counts["body"], counts["partial"],
+                            counts["library"], counts["sets its key"], counts["done"], counts["empty"])) +
            table.ToString();
 }
 
@@ -149,11 +181,23 @@ std::string PrintDisk(const Json::Value& disks) {
     return Toned(Tone::Strong, "Disk") + ": what may be needed at the most\n" + table.ToString();
 }
 
+// What keeps it from getting through, first.
+std::string PrintPreflight(const Json::Value& lines) {
+    if (lines.empty())
+        return "Nothing is in its way.\n";
+    TextTable table({""}, 2);
+    for (const Json::Value& line : lines)
+        table.Add({{line.asString(), Tone::Bad}});
+    return Toned(Tone::Bad, "In its way") + '\n' + table.ToString();
+}
+
 class PlanCommand : public Command {
 public:
     PlanCommand() : Command("plan", "What an upgrade from OLD-BUILD would do now", Access::Reads) {
-        m_options = {{"[OLD-BUILD]", &m_oldBuild, kOldBuildHelp},
-                     {"--sql", &m_sql, "Print the statements of the schema repair alone"}};
+        m_options = {
+            {"[OLD-BUILD]", &m_oldBuild, kOldBuildHelp},
+            {"--sql", &m_sql, "Print the statements of the schema repair alone"},
+            {"--schema DIR", &m_schema, "Plan for the schema files of a package that is not installed yet"}};
     }
 
     Outcome Run(const General& general) override;
@@ -162,38 +206,60 @@ public:
 private:
     std::string m_oldBuild;
     bool m_sql = false;
+    std::string m_schema;
 };
 
 }  // namespace
 
 Outcome PlanCommand::Run(const General& /*general*/) {
+    if (std::string problem = WhatIsWrongWithSchema(m_schema); !problem.empty())
+        return Outcome::Refused(std::move(problem));
+    const VGDB::DBState state = VGDB::Probe(DB_SYSTEM);
     Record::Facts facts;
-    if (Record::Open(facts) == Record::State::SetAside)
-        return Outcome::Refused("What an upgrade would do cannot be told: " + VGDB::GetDBPath(DB_SYSTEM) +
-                                " cannot be read (vgupgradectl check tells more).");
+    const bool isKnown = state == VGDB::DBState::Usable
+                             ? Record::Read(facts) == 0
+                             : state != VGDB::DBState::Busy && state != VGDB::DBState::Unreadable;
+    if (!isKnown && !VGDB::IsDamaged(DB_SYSTEM))
+        return Outcome::Refused(
+            "What an upgrade would do cannot be told: " + VGDB::GetDBPath(DB_SYSTEM) + ' ' +
+            WhyUnreadable(DB_SYSTEM, state == VGDB::DBState::Usable ? VGDB::DBState::Unreadable : state));
     uint32_t build = 0;
     if (std::string error = FindOldBuild(m_oldBuild, facts, build); !error.empty())
         return Outcome::Refused(std::move(error));
     Plan plan = PlanMigrations(build, facts);
-    PlanRepair(plan);
-    return Outcome::Done(ToJson(plan, facts));
+    PlanRepair(plan, m_schema);
+    Stamp stamp = FindStamp();
+    if (!m_schema.empty())
+        stamp.version = kBuiltVersion;  // package.conf is still the old package's
+    Json::Value result = ToJson(plan, facts, stamp);
+    const bool hasObstacles = !result["preflight"].empty() && result["running"].isNull();
+    return Outcome::Done(std::move(result), hasObstacles);
 }
 
 std::string PlanCommand::Print(const Json::Value& result) const {
     if (m_sql)
         return PrintSql(result["repair"]);
-    std::string text = "Upgrade from build " + std::to_string(result["old_build"].asUInt()) + " to " +
-                       Escaped(result["version"].asString()) + ", nothing is changed by this look.\n";
+    const std::string from = std::to_string(result["old_build"].asUInt());
+    std::string text =
+        Paragraph("Upgrade from build " + from + " to " + Escaped(result["version"].asString()) +
+                  ", nothing is changed by this look.");
+    text += PrintPreflight(result["preflight"]);
     if (result["interrupted"].isObject())
-        text += Toned(Tone::Bad, "An upgrade from build " +
-                                     std::to_string(result["interrupted"]["old_build"].asUInt()) +
-                                     " was interrupted; this one finishes it.") +
-                '\n';
+        text +=
+            Paragraph("An upgrade from build " + std::to_string(result["interrupted"]["old_build"].asUInt()) +
+                          " was interrupted; this one finishes it.",
+                      Tone::Bad);
+    if (result["second_time"].asBool())
+        text += Paragraph("The settings are stamped " + Escaped(result["stamp"].asString()) +
+                              ", this upgrade begins at build " + from +
+                              ": what was converted since then would be converted a second time.",
+                          Tone::Bad);
     if (result["owed"].asUInt64() > 0)
-        text += "First delivers what is owed: " +
-                Counted(result["owed_keys"].asUInt64(), "settings key", "settings keys") + ", " +
-                Counted(result["owed_entries"].asUInt64(), "log entry", "log entries") + ".\n";
-    return text + PrintRepair(result["repair"]) + PrintRows(result["migrations"]) + PrintDisk(result["disk"]);
+        text += Paragraph("First delivers what is owed: " +
+                          Counted(result["owed_keys"].asUInt64(), "settings key", "settings keys") + ", " +
+                          Counted(result["owed_entries"].asUInt64(), "log entry", "log entries") + ".");
+    return text + PrintRepair(result["repair"]) + PrintMigrations(result["migrations"]) +
+           PrintDisk(result["disk"]);
 }
 
 std::unique_ptr<Command> MakePlan() { return std::make_unique<PlanCommand>(); }

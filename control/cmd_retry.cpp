@@ -1,28 +1,73 @@
-// retry: runs the failed migrations again, under the guarantees of an upgrade.
+// retry: runs the failed migrations again, under the guarantees of an upgrade. With --give-up, one that can never succeed
+// is struck off first; its work is then not done, and those that need it run.
+#include <algorithm>
+
 #include "control/command.h"
 #include "control/text.h"
 #include "control/upgrades.h"
+#include "upgrader/lock.h"
+#include "upgrader/log.h"
 #include "upgrader/upgrade.h"
 
 namespace {
 
+constexpr unsigned kNone = ~0u;
+
 class Retry : public Command {
 public:
-    Retry() : Command("retry", "Runs the failed migrations again", Access::Locked) {
+    Retry() : Command("retry", "Runs the failed migrations again", Access::Asks) {
         m_log = LogSink::PackageLog;
+        m_options = {{"--give-up NUMBER", &m_giveUp, "Strike this one off; its work is then not done"},
+                     {"--yes", &m_yes, "Do not ask"}};
     }
 
     Outcome Run(const General& general) override;
     std::string Print(const Json::Value& result) const override;
+
+private:
+    std::string GiveUp() const;
+
+    unsigned m_giveUp = kNone;
+    bool m_yes = false;
 };
 
 }  // namespace
 
-Outcome Retry::Run(const General& /*general*/) {
+// Returns '', or why it was not struck off.
+std::string Retry::GiveUp() const {
+    Record::Facts facts;
+    if (Record::Read(facts) != 0)
+        return "The main database cannot be read: " + VGDB::GetDBPath(DB_SYSTEM);
+    const Record::NotedMigration noted = Record::NoteOf(MigrationAt(m_giveUp));
+    if (std::find(facts.failed.begin(), facts.failed.end(), noted) == facts.failed.end())
+        return "Migration [" + std::to_string(m_giveUp) + "] has not failed; nothing was changed";
+    const bool isLast = facts.failed.size() == 1 && !facts.Owes() && !facts.oldBuild;
+    if (VGDB::Execute(DB_SYSTEM, isLast ? Record::DropSql() : Record::SucceededSql(noted)))
+        return "The main database does not take it: " + VGDB::GetDBPath(DB_SYSTEM);
+    UPG_LOG("Given up, its work is not done: [%u] %s.\n", m_giveUp, noted.name.c_str());
+    return "";
+}
+
+Outcome Retry::Run(const General& general) {
+    if (m_giveUp != kNone && m_giveUp >= kMigrationCount)
+        return Outcome::Refused("There is no migration [" + std::to_string(m_giveUp) + "]");
+    if (m_giveUp != kNone)
+        if (std::string refusal =
+                AskAtTerminal("Give up [" + std::to_string(m_giveUp) + "] " + MigrationAt(m_giveUp).name +
+                                  "? What it was to do is then not done.",
+                              m_yes);
+            !refusal.empty())
+            return Outcome::Refused(std::move(refusal));
+    UpgradeLock lock;  // not while somebody thinks about the answer
+    if (!lock.Acquire(general.Patience()))
+        return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
+    if (m_giveUp != kNone)
+        if (std::string problem = GiveUp(); !problem.empty())
+            return Outcome::Refused(std::move(problem));
     RetryReport report = RetryFailed();
     if (!report.refused.empty())
         return Outcome::Refused(std::move(report.refused));
-    report.history["failed"] = ToJson(FindFailed(report.left));
+    report.history["failed"] = ToJson(FindFailed(report.left), {report.history});
     report.history["owed"] =
         Json::Int64{static_cast<long long>(report.left.keys.size()) + report.left.entries};
     const bool hasProblems =
@@ -31,32 +76,30 @@ Outcome Retry::Run(const General& /*general*/) {
 }
 
 std::string Retry::Print(const Json::Value& result) const {
-    std::string text;
-    if (result["migrations"].empty()) {
-        text = "Nothing to retry.\n";
-    } else {
+    std::string text = "Nothing to retry.\n";
+    if (!result["migrations"].empty()) {
         TextTable table({">row", "name", ">changes", "outcome"});
-        for (const Json::Value& row : result["migrations"]) {
-            const bool failed = row["result"].asInt() < 0;
-            table.Add({std::to_string(row["row"].asInt()),
-                       row["name"].asString(),
-                       std::to_string(row["changes"].asInt64()),
-                       {failed ? "failed again" : "done", failed ? Tone::Bad : Tone::Good}});
+        for (const Json::Value& run : result["migrations"]) {
+            const bool failed = run["result"].asInt() < 0;
+            const std::string reason = TextOf(run, "reason");
+            table.Add({std::to_string(run["row"].asInt()),
+                       run["name"].asString(),
+                       std::to_string(run["changes"].asInt64()),
+                       {failed ? "failed again" + (reason.empty() ? "" : ": " + reason) : "done",
+                        failed ? Tone::Bad : Tone::Good}});
         }
         text = table.ToString();
     }
-    for (const Json::Value& row : result["failed"])
-        if (row["row"].isNull())
-            text +=
-                Toned(Tone::Bad, "Failed once, and is not among the migrations of this version any more: " +
-                                     Escaped(row["name"].asString())) +
-                '\n';
+    for (const Json::Value& one : result["failed"])
+        if (one["row"].isNull())
+            text += Paragraph("Failed once, and is not among the migrations of this version any more: " +
+                                  Escaped(one["name"].asString()),
+                              Tone::Bad);
     if (result["owed"].asInt64() > 0)
-        text +=
-            Toned(Tone::Bad,
-                  "Still owed: " +
-                      Counted(result["owed"].asUInt64(), "key or log entry", "keys and log entries") + ".") +
-            '\n';
+        text += Paragraph(
+            "Still owed: " + Counted(result["owed"].asUInt64(), "key or log entry", "keys and log entries") +
+                ".",
+            Tone::Bad);
     return text;
 }
 

@@ -9,9 +9,12 @@
 // Exit status: 0; 1, wrong usage or it cannot be done, and nothing was changed; 2, done, and there is something to
 // look at.
 
+#include <fcntl.h>
 #include <json/value.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -25,6 +28,7 @@
 #include "control/json.h"
 #include "control/secrets.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/base/vgprintf.h"
@@ -88,6 +92,20 @@ bool IsFolder(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// "" when this user may read what the commands read.
+std::string WhatIsNotAllowed() {
+    if (geteuid() == 0)
+        return "";
+    for (const std::string_view path : {kTargetDir, kDataDir, std::string_view("/var/packages/Vigilo/etc/"),
+                                        kSettingsConf, kLogDir, kHistory}) {
+        const std::string real = ResolvePath(path);
+        if (faccessat(AT_FDCWD, real.c_str(), R_OK | (path.ends_with('/') ? X_OK : 0), AT_EACCESS) != 0 &&
+            (errno == EACCES || errno == EPERM))
+            return real + " cannot be read, be root";
+    }
+    return "";
+}
+
 // "" when the tree is there; else what is wrong. Has to run before anything looks up a path.
 std::string FindTree(const std::string& root, Access access) {
     if (!root.empty()) {
@@ -102,10 +120,10 @@ std::string FindTree(const std::string& root, Access access) {
     }
     if (root.empty() && access == Access::None)
         return "";
-    const std::string target = ResolvePath(kTargetDir);
-    if (!IsFolder(target))
-        return "No package tree: there is no folder " + target;
-    return "";
+    if (const std::string target = ResolvePath(kTargetDir); !IsFolder(target))
+        return (errno == EACCES ? "Be root: cannot look into " : "No package tree: there is no folder ") +
+               target;
+    return access == Access::None ? "" : WhatIsNotAllowed();
 }
 
 Outcome RunCommand(Command& command, const General& general) {
@@ -118,14 +136,22 @@ Outcome RunCommand(Command& command, const General& general) {
         restoring < 0)
         return Outcome::Refused("It cannot be told whether a restore is unfinished.");
     else if (restoring > 0)
-        return Outcome::Refused("The restore of snapshot " + snapshot +
-                                " is not finished. Finish it: " + kProgram + " restore " + snapshot);
+        return Outcome::Refused("The restore of snapshot " + snapshot + " is not finished. Finish it: " +
+                                CommandLine(kProgram, {"restore", snapshot}));
     if (command.NeedsAccess() == Access::Reads)
         VGDB::OpenReadOnly();
     VGDB::g_blCheckNonRecMode = !IsLeavingNonRecMode();
     Outcome outcome = command.Run(general);
     VGDB::CloseAll();
     return outcome;
+}
+
+// Of a command that only looks: what it tells may be another thing when the upgrade is done. `status` tells it itself.
+void SayWhatRuns(const Command& command, bool json) {
+    const bool looks = command.NeedsAccess() == Access::Reads && !command.RunsWhileRestoring();
+    const Json::Value running = looks ? FindRunning() : Json::Value();
+    if (!running.isNull())
+        std::fputs(Paragraph(RunningInWords(running), Tone::Strong).c_str(), json ? stderr : stdout);
 }
 
 // `json` holds also when the rest of the line makes no sense.
@@ -148,6 +174,7 @@ int Run(int argc, char* argv[], bool json) {
     if (!outcome.error.empty())
         return PrintError(outcome.error, json);
     MaskUrls(outcome.result);
+    SayWhatRuns(command, json);
     return json ? PrintJson(outcome.result, outcome.status)
                 : Print(command.Print(outcome.result), outcome.status);
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <iostream>
 #include <utility>
 
 #include "platform/base/strings.h"
@@ -163,6 +164,17 @@ std::string Escaped(std::string_view text) {
     return escaped;
 }
 
+std::string ShellQuoted(const std::string& word) {
+    static constexpr const char* kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%,";
+    if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos)
+        return word;
+    std::string quoted = "'";
+    for (const char c : word)
+        quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    return quoted + '\'';
+}
+
 size_t WidthOf(std::string_view text) {
     return static_cast<size_t>(std::count_if(
         text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
@@ -188,6 +200,17 @@ std::string Paragraph(const std::string& text, Tone tone) {
     for (const std::string& line : Wrapped(text, TextWidth()))
         lines += Toned(tone, line) + '\n';
     return lines;
+}
+
+std::string AskAtTerminal(const std::string& question, bool yes) {
+    if (yes)
+        return "";
+    if (!isatty(STDIN_FILENO))
+        return "It asks on a terminal; elsewhere it needs --yes";
+    std::cerr << question << " [y/N] ";
+    std::string answer;
+    const bool agreed = std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+    return agreed ? "" : "Nothing was changed";
 }
 
 TextTable::TextTable(std::vector<std::string> titles, size_t indent) : m_indent(indent) {

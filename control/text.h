@@ -33,6 +33,9 @@ Character FirstCharacter(std::string_view text);
 // Whether a terminal would obey it: control characters, marks that turn the direction of writing.
 bool IsControl(uint32_t number);
 
+// A word as the shell takes it: in quotes where it needs them.
+std::string ShellQuoted(const std::string& word);
+
 // The columns that a text takes on a terminal: one a character.
 size_t WidthOf(std::string_view text);
 
@@ -48,6 +51,10 @@ std::string Paragraph(const std::string& text, Tone tone = Tone::Plain);
 // "KIND: NAME" texts, or "KIND NAME" ones with the separator " ": one text a kind, in their order, its names joined
 // by commas. Where a table has many columns there, it stands with their number.
 std::vector<std::string> GroupedByKind(const std::vector<std::string>& texts, const std::string& separator);
+
+// Asks on a terminal whether it is to be done, unless that was said before. Returns '' for yes, else the refusal: there
+// is no terminal, or the answer was another one.
+std::string AskAtTerminal(const std::string& question, bool yes);
 
 // Columns as wide as their widest cell, two blanks between them; where a line has no room for them, the last column is
 // wrapped at words, then the widest of the others. Cells are escaped here.

@@ -115,7 +115,7 @@ std::string BashCompletion(const std::string& program, const std::vector<Option>
         for (const Option& option : command->Options())
             if (const OptionWords words = WordsOf(option); words.isArgument)
                 if (const std::string values = CompletionOf(words.name); !values.empty())
-                    what += "\n        [[ $word == -* ]] || " + values;
+                    what += "\n        [[ $word == -* ]] || { words=; " + values + "; }";
         branches += Branch(command->Name(), what);
     }
     const std::string skipped = [&general] {

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Expect(object.isObject(), "objects only");
         const RunTotals totals = TotalsOf(object);
         Expect(totals.failed <= totals.ran, "what failed has run");
-        (void)(WhatOf(object) + RestoredOf(object) + FailedOf(object) + TextOf(object, "started"));
+        (void)(WhatOf(object) + RestoredOf(object) + OutcomeOf(object) + TextOf(object, "started"));
     }
     if (objects.empty() || JsonWrite(objects.back(), true, 15).empty())
         return 0;

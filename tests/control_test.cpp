@@ -67,6 +67,14 @@ protected:
         InstallSchemaFiles();
     }
 
+    // The commands as they can be typed for the tree.
+    static std::string Typed(const std::string& arguments) {
+        return "vgupgradectl --root " + std::string(std::getenv("VG_SYSROOT")) + ' ' + arguments;
+    }
+    static std::string TypedUpgrade(const std::string& build) {
+        return "VG_SYSROOT=" + std::string(std::getenv("VG_SYSROOT")) + " vgupgrader " + build;
+    }
+
     static Json::Value LastUpgrade() {
         std::vector<Json::Value> history;
         EXPECT_EQ(0, ReadHistory(history));
@@ -221,13 +229,14 @@ protected:
         if (pid == 0) {
             VGDB::StartAnew();
             Runner walk({}, Record::State::Usable);
-            (void)walk.Run({.oldBuild = 3000,
-                            .missing = {},
-                            .before = nullptr,
-                            .migrations = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
-                                     {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
-                                     {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}},
-                            .after = nullptr});
+            (void)walk.Run(
+                {.oldBuild = 3000,
+                 .missing = {},
+                 .before = nullptr,
+                 .migrations = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
+                                {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
+                                {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}},
+                 .after = nullptr});
             _exit(0);
         }
         int status = 0;
@@ -245,7 +254,7 @@ TEST_F(Killed, IsSeenAndNotTouched) {
 
     const Json::Value status = RunJson("status", 2);
     EXPECT_EQ(3000, status["interrupted"]["old_build"].asInt());
-    EXPECT_EQ("vgupgrader 3000", status["next"].asString());
+    EXPECT_EQ(TypedUpgrade("3000"), status["next"].asString());
     const Json::Value plan = RunJson("plan 6500");
     EXPECT_EQ(3000, plan["old_build"].asInt()) << "the older one counts";
     EXPECT_EQ(3000, plan["interrupted"]["old_build"].asInt());
@@ -271,9 +280,9 @@ TEST_F(Control, RetriesTheRowsThatFailed) {
     const Json::Value status = RunJson("status", 2);
     const std::string failed = Names(status["failed"]);
     ASSERT_NE("", failed);
-    EXPECT_EQ("vgupgradectl retry", status["next"].asString());
+    EXPECT_EQ(Typed("retry"), status["next"].asString());
     const Answer text = Run("status");
-    EXPECT_NE(std::string::npos, text.out.find("Next: vgupgradectl retry\n")) << text.out;
+    EXPECT_NE(std::string::npos, text.out.find("Next: " + Typed("retry") + "\n")) << text.out;
     EXPECT_NE(std::string::npos, text.out.find(status["failed"][0]["name"].asString())) << text.out;
 
     EXPECT_EQ(failed, Names(RunJson("retry", 2)["failed"])) << "nothing has changed";
@@ -307,7 +316,7 @@ TEST_F(Control, DeliversWhatIsOwed) {
                        Record::FailedSql({.name = "Gone", .threshold = 7}));
     const Json::Value status = RunJson("status", 2);
     EXPECT_EQ(1, status["owed"].asInt());
-    EXPECT_EQ("vgupgradectl retry", status["next"].asString());
+    EXPECT_EQ(Typed("retry"), status["next"].asString());
     const Answer retry = Run("retry");
     EXPECT_EQ(2, retry.status);
     EXPECT_NE(std::string::npos, retry.out.find("is not among the migrations of this version any more: Gone"))
@@ -339,7 +348,7 @@ TEST_F(Control, ChecksDatabasesAndSettings) {
             for (const Json::Value& problem : one["problems"])
                 problems[one.get("database", one["file"]).asString()] += problem.asString() + '\n';
     EXPECT_EQ("no such file\n", problems["@vigilo/face.db"]);
-    EXPECT_EQ("is no database\n", problems["@vigilo/edge.db"]);
+    EXPECT_EQ("is no database any more\n", problems["@vigilo/edge.db"]);
     EXPECT_NE("", problems["@vigilo/snapshot.db"]);
     EXPECT_NE(std::string::npos, problems["pos.db"].find("missing column: pos."));
     EXPECT_NE(std::string::npos, problems["pos.db"].find("type that differs: pos.name"))
@@ -358,42 +367,166 @@ TEST_F(Control, LooksWhileAnUpgradeRunsAndWaitsToWrite) {
     CreateNewSystem();
     const OtherUpgrade other;
     const Json::Value status = RunJson("status");
-    EXPECT_EQ(other.Pid(), status["running"].asInt());
+    EXPECT_EQ(other.Pid(), status["running"]["pid"].asInt());
     EXPECT_TRUE(status["next"].isNull());
+    EXPECT_EQ(other.Pid(), RunJson("plan 3000")["running"]["pid"].asInt());
+    for (const char* const command : {"plan 3000", "check", "history"})
+        EXPECT_TRUE(Run(command).out.starts_with("Process " + std::to_string(other.Pid()))) << command;
     const Answer retry = Run("--wait 0 retry");
     EXPECT_EQ(1, retry.status);
     EXPECT_NE(std::string::npos, retry.err.find("still runs; nothing was changed.")) << retry.err;
 }
 
-TEST_F(Control, SaysWhatIsWrongWithTheCommandLine) {
+// What is typed wrongly gets one line that says what is wrong, as text and as a document.
+TEST_F(Control, SaysWhatIsWrong) {
     CreateNewSystem();
     fs::create_directories(Path("/elsewhere"));
+    ASSERT_EQ(0, Run("snapshot taken").status);
+    const std::string see = " (see vgupgradectl --help)";
+    const auto seeOf = [](const std::string& command) {
+        return " (see vgupgradectl " + command + " --help)";
+    };
+    const std::string range = " needs a number from 0 to 4294967295, not ";
+    const std::string elsewhere = Path("/elsewhere"), target = Path("/elsewhere/var/packages/Vigilo/target/");
+    const std::string big(309, '9');
     const struct {
         std::string arguments;
-        const char* message;
-    } cases[] = {{"", "Which command?"},
-                 {"plant", "No such command: plant"},
-                 {"--nope status", "--nope"},
-                 {"status plan", "One word too many: plan"},
-                 {"plan", "name OLD-BUILD"},
-                 {"plan abc", "Not a build number: abc"},
-                 {"plan 8.2.4-6479", "Did you mean 6479?"},
-                 {"plan 4294967296", "Not a build number"},
-                 {"history -n x", "-n"},
-                 {"--wait soon status", "--wait"},
-                 {"--root " + Path("/nowhere") + " status", "No such folder"},
-                 {"--root " + Path("/elsewhere") + " migrations", "No package tree"}};
+        std::string message;
+    } cases[] = {
+        {"", "Which command?" + see},
+        {"--json", "Which command?" + see},
+        {"plant", "No such command: plant" + see},
+        {"Status", "No such command: Status" + see},
+        {"''", "No such command: " + see},
+        {"--nope status", "No such option: --nope" + seeOf("status")},
+        {"-x", "No such option: -x" + see},
+        {"status --sql", "No such option: --sql" + seeOf("status")},
+        {"status plan", "One word too many: plan" + seeOf("status")},
+        {"plan 3000 6500", "One word too many: 6500" + seeOf("plan")},
+        {"status --json=yes", "--json takes no value" + seeOf("status")},
+        {"plan --sql=3", "--sql takes no value" + seeOf("plan")},
+        {"--wait 1 --wait 2 status", "--wait stands twice" + seeOf("status")},
+        {"status --wait", "--wait needs a value" + seeOf("status")},
+        {"--wait soon status", "--wait" + range + "'soon'" + seeOf("status")},
+        {"--wait -1 status", "--wait" + range + "'-1'" + seeOf("status")},
+        {"--wait 4294967296 status", "--wait" + range + "'4294967296'" + seeOf("status")},
+        {"history -n 0", "-n needs a number from 1 to 4294967295, not '0'" + seeOf("history")},
+        {"history -n " + big, "-n needs a number from 1 to 4294967295, not '" + big + "'" + seeOf("history")},
+        {"rehearse --samples -1", "--samples" + range + "'-1'" + seeOf("rehearse")},
+        {"rehearse --samples 0x10", "--samples" + range + "'0x10'" + seeOf("rehearse")},
+        {"plan ''", "OLD-BUILD is empty" + seeOf("plan")},
+        {"plan", "No upgrade has stamped these settings yet: name OLD-BUILD."},
+        {"plan abc", "Not a build number: abc"},
+        {"plan -3000", "Not a build number: -3000. Did you mean 3000?"},
+        {"plan 8.2.4-6479", "Not a build number: 8.2.4-6479. Did you mean 6479?"},
+        {"plan 4294967296", "Not a build number: 4294967296"},
+        {"plan 6500 --schema /nowhere", "--schema: there is no schema file /nowhere/system.sql"},
+        {"--root '' status", "--root is empty" + seeOf("status")},
+        {"--root " + Path("/nowhere") + " status", "No such folder: " + Path("/nowhere")},
+        {"--root " + elsewhere + " status", "No package tree: there is no folder " + target},
+        {"--root " + elsewhere + " migrations", "No package tree: there is no folder " + target},
+        {"verify", "verify needs SNAPSHOT" + seeOf("verify")},
+        {"restore ''", "SNAPSHOT is empty" + seeOf("restore")},
+        {"snapshots --to ''", "--to is empty" + seeOf("snapshots")},
+        {"restore taken </dev/null", "It asks on a terminal; elsewhere it needs --yes"},
+        {"retry --give-up 133 </dev/null", "It asks on a terminal; elsewhere it needs --yes"},
+        {"retry --give-up 133 --yes", "Migration [133] has not failed; nothing was changed"},
+        {"retry --give-up 286 --yes", "There is no migration [286]"},
+        {"retry --give-up", "--give-up needs a value" + seeOf("retry")},
+    };
     for (const auto& [arguments, message] : cases) {
         const Answer answer = Run(arguments);
         EXPECT_EQ(1, answer.status) << arguments;
-        EXPECT_EQ("", answer.out) << arguments;
-        EXPECT_NE(std::string::npos, answer.err.find(message)) << arguments << ": " << answer.err;
-        EXPECT_EQ(1, std::count(answer.err.begin(), answer.err.end(), '\n')) << answer.err;
-        EXPECT_NE(std::string::npos, RunJson(arguments, 1)["error"].asString().find(message)) << arguments;
+        EXPECT_EQ(arguments == "--json" ? "{\"error\":\"" + message + "\"}\n" : "", answer.out) << arguments;
+        EXPECT_EQ(arguments == "--json" ? "" : "vgupgradectl: " + message + '\n', answer.err) << arguments;
+        EXPECT_EQ(message, RunJson(arguments == "--json" ? "" : arguments, 1)["error"].asString())
+            << arguments;
     }
     EXPECT_EQ(0, Run("--root " + Path("") + " status").status);
-    EXPECT_EQ(0, Run("plan --help").status);
     EXPECT_NE(0, std::system(CONTROL_PROGRAM " status >/dev/full 2>/dev/null"));
+}
+
+TEST_F(Control, HelpsWithEveryCommand) {
+    const std::string all = Run("--help").out;
+    EXPECT_EQ(Run("--help").out, Run("--help --json").out);
+    for (const char* const command : {"status", "plan", "rehearse", "history", "retry", "snapshot",
+                                      "snapshots", "verify", "restore", "forget", "check", "migrations"}) {
+        EXPECT_NE(std::string::npos, all.find(std::string("\n  ") + command + ' ')) << command;
+        const Answer help = Run(std::string(command) + " --help");
+        EXPECT_EQ(0, help.status);
+        EXPECT_NE(std::string::npos, help.out.find(std::string("Usage: vgupgradectl [OPTIONS] ") + command))
+            << help.out;
+        EXPECT_NE(std::string::npos, help.out.find("--root DIR")) << "general options are named too";
+    }
+    EXPECT_NE(std::string::npos, Run("verify --help").out.find("verify SNAPSHOT\n"));
+    EXPECT_NE(std::string::npos, Run("plan --help").out.find("plan [OLD-BUILD]\n"));
+}
+
+// --- status -------------------------------------------------------------------------------------------------
+
+TEST_F(Control, TellsWhenAnUpgradeIsDue) {
+    CreateNewSystem();
+    const struct {
+        std::string settings;
+        int status;
+        bool due, newer;
+        std::string next;
+        const char* words;
+    } cases[] = {
+        {"", 0, false, false, "", "Healthy. No upgrade is noted."},
+        {"vg_upgrader_version=\"9.2.9-9760\"\n", 0, false, false, "", "Healthy."},
+        {"vg_upgrader_version=\"8.2.4-6479\"\n", 2, true, false, TypedUpgrade("6479"),
+         "An upgrade to 9.2.9-9760 is due: the data are of 8.2.4-6479."},
+        {"vg_upgrader_version=\"9.3.0-9999\"\n", 2, false, true, "",
+         "The data are of 9.3.0-9999, newer than this program (9.2.9-9760)."},
+    };
+    for (const auto& [settings, code, due, newer, next, words] : cases) {
+        WriteSettings(settings);
+        const Json::Value status = RunJson("status", code);
+        EXPECT_EQ(due, status["due"].asBool()) << settings;
+        EXPECT_EQ(newer, status["newer"].asBool()) << settings;
+        EXPECT_EQ(next, status["next"].asString()) << settings;
+        EXPECT_TRUE(Run("status").out.starts_with(words)) << Run("status").out;
+    }
+    EXPECT_EQ("vgupgradectl: The data are of 9.3.0-9999, newer than this program (9.2.9-9760).\n",
+              Run("plan").err);
+    EXPECT_EQ(2, Run("plan 3000").status) << "in its way";
+
+    WriteSettings("");
+    Sql(DB_POS, "DROP TABLE pos;");
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_TRUE(status["due"].asBool());
+    EXPECT_TRUE(status["next"].isNull()) << "nobody knows the build";
+    EXPECT_NE(std::string::npos, Run("status").out.find("vgupgrader OLD-BUILD, ")) << Run("status").out;
+}
+
+// What is typed can be: a prefix that the shell would take apart is quoted.
+TEST_F(Control, QuotesWhatIsToBeTyped) {
+    CreateNewSystem();
+    WriteSettings("vg_upgrader_version=\"8.2.4-6479\"\n");
+    const std::string link = Path("/it's here");
+    fs::create_directory_symlink(Path(""), link);
+    const Answer answer = Run("--json --root \"" + link + "\" status");
+    EXPECT_NE(std::string::npos,
+              answer.out.find("VG_SYSROOT='" + Path("/it'\\\\''s here") + "' vgupgrader 6479"))
+        << answer.out;
+}
+
+TEST_F(Control, TellsAMainDatabaseThatCannotBeUsed) {
+    CreateNewSystem();
+    const std::string path = VGDB::GetDBPath(DB_SYSTEM);
+    WriteFile(path, std::string(5000, 'x'));
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_EQ("damaged", status["main_database"].asString());
+    EXPECT_EQ(Typed("check"), status["next"].asString());
+    EXPECT_EQ(2, Run("plan 3000").status);
+    EXPECT_NE(std::string::npos, Run("plan 3000").out.find("system.db is no database any more."))
+        << Run("plan 3000").out;
+    EXPECT_EQ(2, Run("check").status);
+
+    fs::remove(path);
+    EXPECT_EQ("missing", RunJson("status")["main_database"].asString());
+    EXPECT_EQ(0, Run("plan 3000").status) << Run("plan 3000").out;
 }
 
 TEST_F(Control, RefusesAllButStatusWhileARestoreIsUnfinished) {
@@ -402,23 +535,39 @@ TEST_F(Control, RefusesAllButStatusWhileARestoreIsUnfinished) {
     for (const char* const command : {"plan 3000", "history", "retry", "check", "migrations"}) {
         const Answer answer = Run(command);
         EXPECT_EQ(1, answer.status) << command;
-        EXPECT_NE(std::string::npos, answer.err.find("vgupgradectl restore before")) << answer.err;
+        EXPECT_NE(std::string::npos, answer.err.find(Typed("restore before"))) << answer.err;
     }
     const Json::Value status = RunJson("status", 2);
     EXPECT_EQ("before", status["restoring"].asString());
-    EXPECT_EQ("vgupgradectl restore before", status["next"].asString());
+    EXPECT_EQ(Typed("restore before"), status["next"].asString());
 }
 
 TEST_F(Control, CompletesItsCommandsInBash) {
-    const std::string script = Run("completion").out;
-    WriteFile(Path("/completion"), script +
-                                       "COMP_WORDS=(vgupgradectl plan --s); COMP_CWORD=2; _vgupgradectl\n"
-                                       "echo \"${COMPREPLY[@]}\"\n"
-                                       "COMP_WORDS=(vgupgradectl --root / h); COMP_CWORD=3; _vgupgradectl\n"
-                                       "echo \"${COMPREPLY[@]}\"\n");
+    CreateNewSystem();
+    ASSERT_EQ(0, Run("snapshot 'before it'").status);
+    const std::string program = CONTROL_PROGRAM;
+    const struct {
+        const char* words;
+        const char* completed;
+    } cases[] = {{"plan --sq", "--sql\n"},
+                 {"--root / his", "history\n"},
+                 {"--json snapshots --t", "--to\n"},
+                 {"restore bef", "before\\ it\n"},
+                 {"history -n ", "\n"},
+                 {"--wait 5 verify ''", "before\\ it\n"}};
+    std::string script = Run("completion").out + "vgupgradectl() { " + program + " \"$@\"; }\n";
+    std::string expected;
+    for (const auto& [words, completed] : cases) {
+        script += std::string("COMP_WORDS=(vgupgradectl ") + words +
+                  (std::string(words).ends_with(' ') ? " '')" : ")") +
+                  "; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); COMPREPLY=(); _vgupgradectl\n"
+                  "echo \"${COMPREPLY[@]}\"\n";
+        expected += completed;
+    }
+    WriteFile(Path("/completion"), script);
     const std::string out = Path("/completed");
     ASSERT_EQ(0, std::system(("bash " + Path("/completion") + " >" + out).c_str()));
-    EXPECT_EQ("--sql\nhistory\n", ReadFile(out));
+    EXPECT_EQ(expected, ReadFile(out));
 }
 
 TEST(ControlText, ShowsNoSecret) {

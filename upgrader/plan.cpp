@@ -47,14 +47,16 @@ Plan PlanMigrations(uint32_t oldBuild, const Record::Facts& facts) {
     return plan;
 }
 
-void PlanRepair(Plan& plan) {
+void PlanRepair(Plan& plan, const std::string& schemaFolder) {
     plan.repairs.clear();
     for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
         DatabaseRepair repair;
         repair.db = static_cast<DB_INSTANCE>(number);
         repair.path = VGDB::GetDBPath(repair.db);
-        repair.known =
-            VGDB::CompareSchema(repair.path, VGDB::GetSqlFile(repair.path), repair.differences) == 0;
+        std::string schema = VGDB::GetSqlFile(repair.path);
+        if (!schemaFolder.empty())
+            schema = schemaFolder + schema.substr(schema.rfind('/'));
+        repair.known = VGDB::CompareSchema(repair.path, schema, repair.differences) == 0;
         Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);
         plan.repairs.push_back(std::move(repair));
     }

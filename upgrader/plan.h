@@ -36,5 +36,6 @@ Migration RowOf(size_t number);
 // taken effect are left out unless the new build is older than the one they ran for.
 Plan PlanMigrations(uint32_t oldBuild, const Record::Facts& facts);
 
-// Adds the repair to the plan, in place of one that was planned before, and what is missing to what was.
-void PlanRepair(Plan& plan);
+// Adds the repair to the plan, in place of one that was planned before, and what is missing to what was. The schema
+// files are those in the folder, when one is given, else the package's.
+void PlanRepair(Plan& plan, const std::string& schemaFolder = "");
