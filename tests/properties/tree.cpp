@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -141,14 +140,17 @@ Tree::State Tree::Read(What what) const {
         const std::string name = fs::relative(database, m_path / kTarget);
         // An empty file becomes a database by the first repair.
         if (fs::file_size(database) == 0) {
-            state.emplace(name, "an empty file");
+            if (what == What::All)
+                state.emplace(name, "an empty file");
             continue;
         }
-        Query(database,
-              "SELECT * FROM pragma_encoding, pragma_page_size, pragma_journal_mode, pragma_integrity_check",
-              [&](const auto& row) {
-                  state.emplace(name, row[0] + ' ' + row[1] + ' ' + row[2] + ' ' + row[3]);
-              });
+        if (what == What::All)
+            Query(
+                database,
+                "SELECT * FROM pragma_encoding, pragma_page_size, pragma_journal_mode, pragma_integrity_check",
+                [&](const auto& row) {
+                    state.emplace(name, row[0] + ' ' + row[1] + ' ' + row[2] + ' ' + row[3]);
+                });
         std::map<std::string, std::vector<std::string>> tables;
         Query(
             database,
@@ -219,25 +221,17 @@ std::set<std::string> Tree::Schema() const {
 
 std::string Tree::File(const std::string& name) const { return Bytes(m_path / name); }
 
-std::string Differences(const Tree::State& expected, const Tree::State& got) {
-    using Lines = std::vector<std::pair<std::string, std::string>>;
-    const auto sorted = [](const Tree::State& state) {
-        Lines lines(state.begin(), state.end());
-        std::sort(lines.begin(), lines.end());
-        return lines;
-    };
-    const Lines before = sorted(expected), after = sorted(got);
+std::string Lost(const Tree::State& expected, const Tree::State& got, const char* sign) {
+    std::set<std::pair<std::string, std::string>> lost(expected.begin(), expected.end());
+    for (const auto& line : got)
+        lost.erase(line);
     std::string text;
-    int count = 0;
-    const auto tell = [&](const char* sign, const Lines& these, const Lines& others) {
-        Lines only;
-        std::set_difference(these.begin(), these.end(), others.begin(), others.end(),
-                            std::back_inserter(only));
-        for (const auto& [where, what] : only)
-            if (++count <= 12)
-                text += sign + where + ": " + what.substr(0, 600) + '\n';
-    };
-    tell("- ", before, after);
-    tell("+ ", after, before);
+    for (const auto& [where, what] : lost)
+        text += sign + where + ": " + what.substr(0, 600) + '\n';
     return text;
+}
+
+std::string Differences(const Tree::State& expected, const Tree::State& got) {
+    const std::string count = expected.size() == got.size() ? "" : "another number of lines\n";
+    return Lost(expected, got) + Lost(got, expected, "+ ") + count;
 }

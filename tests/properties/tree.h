@@ -48,5 +48,7 @@ private:
     std::filesystem::path m_path;
 };
 
-// The first that differ, a line each; "" when none does.
+// What is no longer there, a line each; "" when nothing is.
+std::string Lost(const Tree::State& expected, const Tree::State& got, const char* sign = "- ");
+
 std::string Differences(const Tree::State& expected, const Tree::State& got);
