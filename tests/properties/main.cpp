@@ -1,7 +1,7 @@
 // Properties: what holds for an upgrade of any system. Each is tried on generated systems, by the real programs; one that
 // is broken is shown with the smallest system that was found to break it.
 //
-// Usage: vgproperties [SECONDS [SEED [PROPERTY]]]     shares the time out among the properties (60; 0: a seed of its own)
+// Usage: vgproperties [SECONDS [SEED [PROPERTY...]]]     shares the time out among the properties (60; 0: a seed of its own)
 //        vgproperties --system SEED FOLDER            lays the system of a seed into the folder, and prints its build
 //
 // Exit status: 0; 1 when a property is broken; 2 for a wrong command line.
@@ -13,6 +13,7 @@
 #include <random>
 
 #include "tests/properties/tree.h"
+#include "tools/faults/fault.h"
 
 namespace {
 
@@ -142,18 +143,35 @@ Tree::State Undisturbed(const System& system) {
     return tree.Read();
 }
 
+// What the fault harness's library does to a run (tools/faults/fault.h).
+std::string Fault(Mode mode, int at, Which which, int during) {
+    std::ostringstream fault;
+    fault << "LD_PRELOAD=" FAULT_LIBRARY " VGFAULT='" << static_cast<int>(mode) << ' ' << at << " 0 0 "
+          << static_cast<int>(which) << " - 0 1 " << during << " /dev/null'";
+    return fault.str();
+}
+
 // Killed at a call that changes a file, and run again, it ends as one that was not killed.
 std::string KilledIsAsNotKilled(const System& system) {
     const int call = *rc::gen::resize(100, rc::gen::inRange(1, 400));
     const Tree tree(system);
-    tree.Upgrade(system.build, "LD_PRELOAD=" FAULT_LIBRARY
-                               " VGFAULT_MODE=kill VGFAULT_OUT=/dev/null VGFAULT_AT=" +
-                                   std::to_string(call));
+    tree.Upgrade(system.build, Fault(Mode::Kill, call, Which::None, -1));
     // Once it is stamped, it does not begin at the old build again.
     const bool stamped =
         tree.File("var/packages/Vigilo/etc/settings.conf").find("9.2.9-9760") != std::string::npos;
     tree.Upgrade(stamped ? 9760 : system.build);
-    return Differences(Undisturbed(system), tree.Read());
+    const std::string wrong = Differences(Undisturbed(system), tree.Read());
+    return wrong.empty() ? "" : "killed at call " + std::to_string(call) + ":\n" + wrong;
+}
+
+// A migration that failed alone, and was run again, is as one that has not failed.
+std::string FailedIsAsNotFailed(const System& system) {
+    const int migration = *rc::gen::resize(100, rc::gen::inRange(0, 286));
+    const Tree tree(system);
+    tree.Upgrade(system.build, Fault(Mode::Fail, 0, Which::SqlWrites, migration));
+    tree.Control("retry");
+    const std::string wrong = Differences(Undisturbed(system), tree.Read());
+    return wrong.empty() ? "" : "migration " + std::to_string(migration) + " failed:\n" + wrong;
 }
 
 struct Property {
@@ -169,6 +187,7 @@ constexpr Property kProperties[] = {
     {"RehearsalIsTheUpgrade", RehearsalIsTheUpgrade},
     {"RestoredIsAsBefore", RestoredIsAsBefore},
     {"KilledIsAsNotKilled", KilledIsAsNotKilled},
+    {"FailedIsAsNotFailed", FailedIsAsNotFailed},
 };
 
 // A finding may take as long to shrink.
@@ -219,7 +238,7 @@ int main(int argc, char** argv) {
         return LaySystem(std::strtoul(argv[2], nullptr, 10), argv[3]);
     const double seconds = std::atof(first.c_str());
     if (seconds <= 0) {
-        std::cerr << "Usage: vgproperties [SECONDS [SEED [PROPERTY]]] | --system SEED FOLDER\n";
+        std::cerr << "Usage: vgproperties [SECONDS [SEED [PROPERTY...]]] | --system SEED FOLDER\n";
         return 2;
     }
     std::string seed = argc > 2 ? argv[2] : "0";
@@ -227,12 +246,13 @@ int main(int argc, char** argv) {
         seed = std::to_string(std::random_device()());
     setenv("RC_PARAMS", ("seed=" + seed + " max_success=1000000").c_str(), 1);
     std::cout << "seed " << seed << std::endl;
-    const std::string only = argc > 3 ? argv[3] : "";
-    const auto share = std::chrono::milliseconds(
-        static_cast<long>(seconds * 1000) / (only.empty() ? static_cast<long>(std::size(kProperties)) : 1));
-    bool hold = true;
+    std::vector<Property> properties;
     for (const Property& property : kProperties)
-        if (only.empty() || only == property.name)
-            hold &= Holds(property, share);
+        if (argc <= 3 || std::find(argv + 3, argv + argc, std::string(property.name)) != argv + argc)
+            properties.push_back(property);
+    bool hold = true;
+    for (const Property& property : properties)
+        hold &= Holds(property, std::chrono::milliseconds(static_cast<long>(seconds * 1000) /
+                                                          static_cast<long>(properties.size())));
     return hold ? 0 : 1;
 }
