@@ -11,35 +11,17 @@
 #include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
-#include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
+#include "platform/settings/settings_files.h"
 #include "upgrader/repair.h"
 
 namespace {
 
-// The keys of settings.conf as the migrations will find them: what is owed is delivered before the first one.
-std::set<std::string> KeysThatStand(const Record::Facts& facts) {
-    std::map<std::string, std::string> values;
-    (void)VGFileGetAll(kSettingsConf,
-                       values);  // unreadable (logged): then every guard fails, and its migration runs
-    std::set<std::string> keys;
-    for (const auto& [key, value] : values)
-        keys.insert(key);
-    for (const KeyChange& change : facts.keys) {
-        if (change.file != kSettingsConf)
-            continue;
-        if (change.value)
-            keys.insert(change.key);
-        else
-            keys.erase(change.key);
-    }
-    return keys;
-}
-
-const char* VerdictOf(const Migration& info, const std::set<std::string>& keys) {
+// A flag that cannot be read (logged) fails its migration, which then runs.
+const char* VerdictOf(const Migration& info) {
     if (info.state == MigrationState::Empty)
         return "empty";
-    return info.flag && keys.contains(info.flag) ? "done" : "runs";
+    return info.flag && IsSettingConfKeyExist(info.flag) ? "done" : "runs";
 }
 
 Json::Value ArrayOf(const std::vector<std::string>& texts) {
@@ -68,7 +50,7 @@ Json::Value ToJson(const DatabaseRepair& repair) {
     return object;
 }
 
-Json::Value ToJson(const std::vector<Migration>& migrations, const std::set<std::string>& keys) {
+Json::Value ToJson(const std::vector<Migration>& migrations) {
     Json::Value array(Json::arrayValue);
     for (const Migration& migration : migrations) {
         Json::Value& entry = array.append(Json::objectValue);
@@ -76,7 +58,7 @@ Json::Value ToJson(const std::vector<Migration>& migrations, const std::set<std:
         entry["name"] = migration.name;
         entry["threshold"] = migration.threshold;
         entry["state"] = StateName(migration.state);
-        entry["verdict"] = VerdictOf(migration, keys);
+        entry["verdict"] = VerdictOf(migration);
         entry["concerns"] = migration.concerns;
     }
     return array;
@@ -99,7 +81,8 @@ Json::Value ToJson(const Plan& plan, const Record::Facts& facts, const Stamp& st
     for (const DatabaseRepair& repair : plan.repairs)
         if (!repair.known || !repair.differences.sql.empty() || !repair.differences.columnsNotAddable.empty())
             result["repair"].append(ToJson(repair));
-    result["migrations"] = ToJson(plan.migrations, KeysThatStand(facts));
+    SettingsFiles::Current().Collect(facts.keys);  // what is owed is delivered before the first migration
+    result["migrations"] = ToJson(plan.migrations);
     const std::vector<DiskNeed> disks = FindDiskNeeds(plan);
     result["disk"] = Json::Value(Json::arrayValue);
     for (const DiskNeed& disk : disks) {

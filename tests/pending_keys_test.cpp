@@ -67,9 +67,6 @@ TEST_F(Pending, AreSeenByReadsAndNotByTheFile) {
     EXPECT_TRUE(IsLocked());
     EXPECT_EQ("4", Value("c"));
     EXPECT_EQ(0, FindSetting("b"));
-    std::map<std::string, std::string> all;
-    EXPECT_EQ(0, VGFileGetAll(kSettingsConf, all));
-    EXPECT_EQ((std::map<std::string, std::string>{{"a", "1"}, {"c", "4"}}), all);
 
     EXPECT_EQ("c=4", Text(m_settings.Take()));
     EXPECT_EQ("", Text(m_settings.Take()));

@@ -23,6 +23,7 @@
 
 #include "platform/base/paths.h"
 #include "platform/settings/key_value_file.h"
+#include "platform/settings/key_value_text.h"
 #include "tests/support/system_tree.h"
 
 using namespace std::string_literals;
@@ -105,8 +106,7 @@ TEST_F(Settings, ReadsWhateverAnOldBuildOrAPersonHasWritten) {
         WriteSettings(file);
         EXPECT_EQ(value, Value(key)) << name;
         EXPECT_EQ(value != "(none)", IsSettingConfKeyExist(key)) << name;
-        std::map<std::string, std::string> all;
-        EXPECT_EQ(0, VGFileGetAll(kSettingsConf, all)) << name;
+        std::map<std::string, std::string> all = KeyValueText(file).All();
         EXPECT_EQ(value, all.try_emplace(key, "(none)").first->second) << name;
     }
     EXPECT_EQ("(none)", Value(nullptr));

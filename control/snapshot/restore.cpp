@@ -20,6 +20,7 @@
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 #include "platform/files/flush_later.h"
+#include "platform/vgdb/database_file.h"
 #include "upgrader/history.h"
 #include "upgrader/restore_mark.h"
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <cerrno>
 #include <cstring>
@@ -15,6 +14,7 @@
 #include "platform/base/strings.h"
 #include "platform/files/attributes.h"
 #include "platform/files/copy.h"
+#include "platform/vgdb/database_file.h"
 
 namespace fs = std::filesystem;
 
@@ -62,7 +62,7 @@ private:
                 return false;
             if (!file.isDatabase)
                 continue;
-            for (const std::string& companion : CompanionsOf(file.realPath))
+            for (const std::string& companion : CompanionsOf(m_held.FdOf(file.realPath), file.realPath))
                 if (!OpenOne(file.path + companion.substr(file.realPath.size()), companion, -1))
                     return false;
         }
@@ -180,16 +180,4 @@ private:
 int CopyTree(const std::string& folder, const TreeCopyWay& way, TreeCopy& copy, std::string& problem) {
     copy = {};
     return Copier(folder, way, copy, problem).Run() ? 0 : -1;
-}
-
-std::string FindRoom(const Folder& folder, uint64_t needed) {
-    struct statvfs file_system {};
-    if (fstatvfs(folder.Fd(), &file_system) != 0)
-        return "";
-    const uint64_t free = uint64_t{file_system.f_bavail} * file_system.f_frsize;
-    if (needed <= free)
-        return "";
-    return StringPrintf("The file system of %s is too full: %llu bytes are needed, %llu are free",
-                        folder.PathOf("").c_str(), static_cast<unsigned long long>(needed),
-                        static_cast<unsigned long long>(free));
 }

@@ -35,7 +35,3 @@ struct TreeCopy {
 // with the reason in `problem`.
 [[nodiscard]] int CopyTree(const std::string& folder, const TreeCopyWay& way, TreeCopy& copy,
                            std::string& problem);
-
-// "" when the file system of the folder has that many bytes free; else what is missing. A file system that does not
-// tell has room.
-std::string FindRoom(const Folder& folder, uint64_t needed);

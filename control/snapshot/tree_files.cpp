@@ -9,7 +9,7 @@
 
 #include "platform/base/paths.h"
 #include "platform/files/folder.h"
-#include "platform/vgdb/held_databases.h"
+#include "platform/vgdb/database_file.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "platform/base/library_log.h"
+#include "platform/base/strings.h"
 #include "platform/files/attributes.h"
 #include "platform/files/file_io.h"
 
@@ -121,6 +123,18 @@ bool ReadBlocks(int fd, const BlockSink& sink) {
 bool CanShareBlocks(int from, const Folder& to) {
     const UniqueFd trial(openat(to.Fd(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     return trial && ioctl(trial.Get(), FICLONE, from) == 0;
+}
+
+std::string FindRoom(const Folder& folder, uint64_t needed) {
+    struct statvfs file_system {};
+    if (fstatvfs(folder.Fd(), &file_system) != 0)
+        return "";
+    const uint64_t free = uint64_t{file_system.f_bavail} * file_system.f_frsize;
+    if (needed <= free)
+        return "";
+    return StringPrintf("The file system of %s is too full: %llu bytes are needed, %llu are free",
+                        folder.PathOf("").c_str(), static_cast<unsigned long long>(needed),
+                        static_cast<unsigned long long>(free));
 }
 
 int CopyEntry(const Folder& from, const std::string& name, const Folder& to, const std::string& copyName,

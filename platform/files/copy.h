@@ -1,6 +1,7 @@
 // Copies of files and of what is below a folder.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,10 @@ bool ReadBlocks(int fd, const BlockSink& sink);
 
 // Whether a copy in the folder could share the blocks of the open file, and so takes no room.
 bool CanShareBlocks(int from, const Folder& to);
+
+// "" when the file system of the folder has that many bytes free; else what is missing. A file system that does not
+// tell has room.
+std::string FindRoom(const Folder& folder, uint64_t needed);
 
 // How a whole entry is copied.
 enum class EntryCopy {

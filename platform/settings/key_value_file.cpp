@@ -20,10 +20,6 @@ int VGFileGetVal(std::string_view path, const char* key, std::string& value, boo
     return 1;
 }
 
-int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values) {
-    return SettingsFiles::Current().FindAll(path, values);
-}
-
 int VGFileSetVal(std::string_view path, const char* key, const char* value, bool /*reserved1*/,
                  bool /*reserved2*/) {
     const std::string text = OrEmpty(value);

@@ -16,7 +16,6 @@
 // which the library resolves. Failures are logged here, never with a value.
 #pragma once
 
-#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -24,10 +23,6 @@
 // The value of a key. Returns 1 when the file holds the key, 0 when it does not (value is then left as it
 // was), -1 when the file cannot be read. The last argument is reserved.
 int VGFileGetVal(std::string_view path, const char* key, std::string& value, bool reserved = false);
-
-// All keys with their values, for callers that ask for many. Returns 0 on success, -1 when the file cannot be
-// read (values is then left as it was).
-[[nodiscard]] int VGFileGetAll(std::string_view path, std::map<std::string, std::string>& values);
 
 // Stores a value; an empty value removes the key. Returns 0 on success, -1 when the key or the value cannot
 // stand in such a file or the file cannot be written. The flags are reserved.

@@ -65,19 +65,6 @@ public:
         return failed;
     }
 
-    int FindAll(std::map<std::string, std::string>& values) {
-        if (Read())
-            return -1;
-        values = m_text->All();
-        for (const KeyChange& change : m_seen) {
-            if (change.value)
-                values[change.key] = *change.value;
-            else
-                values.erase(change.key);
-        }
-        return 0;
-    }
-
     // The changes that change what reads see; all that nobody has seen where the file cannot be read.
     std::vector<KeyChange> Effective(const std::vector<KeyChange>& changes) {
         const bool isReadable = Read() == 0;
@@ -276,10 +263,6 @@ SettingsFiles::File& SettingsFiles::Of(std::string_view file) {
 
 int SettingsFiles::Find(std::string_view file, std::string_view key, std::optional<std::string>& value) {
     return Of(file).Find(key, value);
-}
-
-int SettingsFiles::FindAll(std::string_view file, std::map<std::string, std::string>& values) {
-    return Of(file).FindAll(values);
 }
 
 int SettingsFiles::Write(const std::string& file, const std::vector<KeyChange>& changes) {

@@ -34,9 +34,6 @@ public:
     // The value of a key; none when the file does not hold it.
     [[nodiscard]] int Find(std::string_view file, std::string_view key, std::optional<std::string>& value);
 
-    // All keys of a file with their values.
-    [[nodiscard]] int FindAll(std::string_view file, std::map<std::string, std::string>& values);
-
     // Makes changes of one file: collects them while keys are collected, writes them to the file else. Changes that
     // change nothing are left out.
     [[nodiscard]] int Write(const std::string& file, const std::vector<KeyChange>& changes);

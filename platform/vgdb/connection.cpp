@@ -92,11 +92,11 @@ int StepAll(Statement& statement, std::unique_ptr<DBResult_tag>* rows) {
 
 }  // namespace
 
-int OpenSqlite(const char* path, int flags, sqlite3** db) {
+int OpenSqlite(const char* path, int flags, sqlite3** db, const char* vfs) {
     // No statistics, which cost a lock an allocation, and no lock a connection: each is used by one thread.
     static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     (void)configured;  // refused when SQLite runs already: it only costs time
-    return sqlite3_open_v2(path, db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    return sqlite3_open_v2(path, db, flags | SQLITE_OPEN_NOMUTEX, vfs);
 }
 
 Connection& Connection::To(const std::string& path) {
@@ -141,24 +141,24 @@ int Connection::MakeReady() {
 
 int Connection::Open() {
     m_busy.Expect(false);
-    std::string path = m_path;
-    int flags = SQLITE_OPEN_READWRITE;
-    if (IsReadOnly())
-        if (const int code = PrepareReading(m_path, m_busy, path, flags); code != SQLITE_OK) {
-            NoteResult(code);
-            return code;
-        }
     sqlite3* db = nullptr;
-    int code = OpenSqlite(path.c_str(), flags, &db);
-    if (code == SQLITE_OK && flags == SQLITE_OPEN_READWRITE && sqlite3_db_readonly(db, "main") == 1) {
-        // SQLite takes what it can get. A file that could not be opened for writing for a moment must not
-        // stay so for the whole run.
-        sqlite3_close(db);
-        code = OpenSqlite(path.c_str(), flags, &db);
+    int code = SQLITE_OK;
+    if (IsReadOnly()) {
+        m_reading = std::make_unique<Reading>();
+        code = m_reading->Open(m_path, m_busy, &db);
+    } else {
+        code = OpenSqlite(m_path.c_str(), SQLITE_OPEN_READWRITE, &db);
+        if (code == SQLITE_OK && sqlite3_db_readonly(db, "main") == 1) {
+            // SQLite takes what it can get. A file that could not be opened for writing for a moment must not
+            // stay so for the whole run.
+            sqlite3_close(db);
+            code = OpenSqlite(m_path.c_str(), SQLITE_OPEN_READWRITE, &db);
+        }
     }
     m_db.reset(db);
     if (code != SQLITE_OK) {
-        LogFailure("Open", "");
+        if (db)
+            LogFailure("Open", "");
         NoteErrno(sqlite3_system_errno(db));
         m_db.reset();
         return code;
@@ -178,6 +178,7 @@ int Connection::Open() {
 
 void Connection::Close() {
     m_db.reset();
+    m_reading.reset();
     m_holding = false;
     m_held = {};
 }

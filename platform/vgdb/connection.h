@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/vgdb/busy_wait.h"
+#include "platform/vgdb/read_only.h"
 #include "platform/vgdb/statement.h"
 
 struct DBResult_tag;
@@ -97,6 +98,7 @@ private:
 
     std::string m_path;
     BusyWait m_busy;
+    std::unique_ptr<Reading> m_reading;  // of a program that only reads; ends after the connection
     SqliteHandle m_db;
 
     bool m_setAside = false;

@@ -11,6 +11,8 @@
 #include <thread>
 
 #include "platform/files/file_io.h"
+#include "platform/files/holder.h"
+#include "platform/vgdb/database_file.h"
 #include "platform/vgdb/statement.h"
 
 using std::chrono::milliseconds;
@@ -22,18 +24,6 @@ constexpr milliseconds kPause{20};
 // The first one of a round is waited for while nothing is held; the others hold it up no longer than a commit takes.
 constexpr milliseconds kMostOfFirst{1000};
 constexpr milliseconds kMostOfOther{20};
-
-bool IsThereAndNotEmpty(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && status.st_size > 0;
-}
-
-// A journal whose first byte is zero is one that a finished commit has left for the next.
-bool IsJournalOfACommit(const std::string& path) {
-    const UniqueFd journal(open(path.c_str(), kReadFlags));
-    char first = 0;
-    return journal && read(journal.Get(), &first, 1) == 1 && first != 0;
-}
 
 sqlite3_file* FileOf(sqlite3* db) {
     sqlite3_file* file = nullptr;
@@ -48,23 +38,6 @@ int LockFile(sqlite3* db, int level) {
         return SQLITE_CANTOPEN;
     const int shared = file->pMethods->xLock(file, SQLITE_LOCK_SHARED);
     return shared != SQLITE_OK || level == SQLITE_LOCK_SHARED ? shared : file->pMethods->xLock(file, level);
-}
-
-// Whether a commit was interrupted and nobody has played its journal back. To be asked with the shared lock, under
-// which nobody can.
-bool HasHotJournal(sqlite3* db, const std::string& path) {
-    if (!IsJournalOfACommit(path + "-journal"))
-        return false;
-    int isWriting = 1;
-    sqlite3_file* const file = FileOf(db);
-    return file->pMethods->xCheckReservedLock(file, &isWriting) == SQLITE_OK && isWriting == 0;
-}
-
-// As the header says.
-bool IsWriteAhead(int fd) {
-    constexpr off_t kReadVersion = 19;
-    char version = 0;
-    return pread(fd, &version, 1, kReadVersion) == 1 && version == 2;
 }
 
 int KeepWritersOut(sqlite3* db, const std::string& path) {
@@ -131,13 +104,10 @@ private:
     // A transaction would begin a file that is empty, and make the files of write-ahead mode and remove them: the locks
     // alone do not. Who uses a database in write-ahead mode has them in its -shm, which is there then.
     int TakeAsItStands(sqlite3* handle) {
-        if (const int code = LockFile(handle, SQLITE_LOCK_SHARED);
-            code != SQLITE_OK || HasHotJournal(handle, path))
-            return code;
-        const bool writeAhead = IsWriteAhead(file.Get());
-        const int code = LockOrLeave(handle, writeAhead ? SQLITE_LOCK_EXCLUSIVE : SQLITE_LOCK_RESERVED);
-        return writeAhead && IsBusy(code) && IsThereAndNotEmpty(path + "-shm") ? KeepWritersOut(handle, path)
-                                                                               : code;
+        if (!IsWriteAhead(file.Get()))
+            return LockForReading(file.Get()) ? SQLITE_OK : SQLITE_BUSY;
+        const int code = LockOrLeave(handle, SQLITE_LOCK_EXCLUSIVE);
+        return IsBusy(code) && IsThereAndNotEmpty(path + "-shm") ? KeepWritersOut(handle, path) : code;
     }
 
     static int LockOrLeave(sqlite3* handle, int level) {
@@ -183,7 +153,7 @@ int HeldDatabases::Acquire(const std::vector<std::string>& paths, Against agains
         if (busy == order.end())
             return 0;
         if (steady_clock::now() >= deadline) {
-            problem = *busy + " is in use by another process";
+            problem = *busy + " is in use by " + InWords(FindHolder(*busy, Having::Locked));
             m_held.clear();
             return -1;
         }
@@ -198,13 +168,4 @@ int HeldDatabases::FdOf(const std::string& path) const {
         if (held->path == path)
             return held->file.Get();
     return -1;
-}
-
-std::vector<std::string> CompanionsOf(const std::string& databasePath) {
-    std::vector<std::string> companions;
-    if (IsJournalOfACommit(databasePath + "-journal"))
-        companions.push_back(databasePath + "-journal");
-    if (IsThereAndNotEmpty(databasePath + "-wal"))
-        companions.push_back(databasePath + "-wal");
-    return companions;
 }

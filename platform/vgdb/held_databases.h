@@ -16,7 +16,7 @@ public:
         // any next access.
         Writers,
         // The same for a copy of a system that must stay as it is: the journal of an interrupted commit stays,
-        // and belongs to the copy.
+        // and belongs to the copy. Others may begin to write meanwhile, and wait before they commit.
         WritersAsItStands,
         // For a replacement: nobody may use the databases. What is in them, and beside them, does not matter.
         Everybody,
@@ -42,10 +42,3 @@ private:
 
     std::vector<std::unique_ptr<Held>> m_held;
 };
-
-// The files beside a database without which it is not what it was: the journal of an interrupted commit, the log of
-// write-ahead mode. Both have to be asked for while the database is held.
-std::vector<std::string> CompanionsOf(const std::string& databasePath);
-
-// What SQLite may leave beside a database file, as suffixes of its path.
-inline constexpr const char* kCompanionSuffixes[] = {"-journal", "-wal", "-shm"};

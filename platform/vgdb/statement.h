@@ -12,7 +12,7 @@ struct CloseSqlite {
 using SqliteHandle = std::unique_ptr<sqlite3, CloseSqlite>;
 
 // Opens a database as this library does. Returns SQLite's result code; *db is then to be closed all the same.
-int OpenSqlite(const char* path, int flags, sqlite3** db);
+int OpenSqlite(const char* path, int flags, sqlite3** db, const char* vfs = nullptr);
 
 // One prepared statement. Empty when the text holds none (blanks and comments only).
 class Statement {

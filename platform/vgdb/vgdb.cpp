@@ -79,11 +79,13 @@ void VGDB::SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds
     BusyWait::SetPatience(each, together);
 }
 
-void VGDB::OpenReadOnly() { SetReadOnly(true); }
+void VGDB::OpenReadOnly() {
+    SetReadOnly(true);
+    SetPatience({}, {});
+}
 
 void VGDB::CloseAll() {
     CloseAllConnections();
-    RemoveReadingCopies();
     ForgetDBPaths();
 }
 

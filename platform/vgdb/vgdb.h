@@ -195,9 +195,9 @@ void SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds toget
 void BeginRepairs();
 [[nodiscard]] int EndRepairs();
 
-// From now on this process changes nothing: a text that writes fails at once, and neither a database nor a
-// file beside one is changed or made. A database whose reading alone would do so (a journal to be played
-// back, write-ahead logging) is read in a private copy in the temporary folder, which goes with CloseAll.
+// From now on this process changes nothing and waits for nobody: a text that writes fails at once, a database that
+// somebody holds counts as busy at once, and neither a database nor a file beside one is changed or made (see
+// read_only.h).
 void OpenReadOnly();
 
 // Registry operation: unique keys of old tables become primary keys. Which tables is not settled; returns 0.

@@ -30,12 +30,14 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
 // Removes keys whose values nothing takes over. What they were stands in the log first: a removal that fails now may
 // be delivered when nobody asks any more.
 int RemoveKeys(const std::set<std::string>& keys, const char* failure, LogSite site = LogSite::Here()) {
-    std::map<std::string, std::string> settings;
-    if (VGFileGetAll(kSettingsConf, settings))
-        return LogFailure(site, "%s", failure);
-    for (const std::string& key : keys)
-        if (const auto setting = settings.find(key); setting != settings.end())
-            LogMessage(site, "Removing %s=\"%s\" from settings.conf\n", key.c_str(), setting->second.c_str());
+    for (const std::string& key : keys) {
+        std::string value;
+        const int found = VGFileGetVal(kSettingsConf, key.c_str(), value);
+        if (found < 0)
+            return LogFailure(site, "%s", failure);
+        if (found > 0)
+            LogMessage(site, "Removing %s=\"%s\" from settings.conf\n", key.c_str(), value.c_str());
+    }
     return VGFileRemoveKeys(kSettingsConf, keys) ? LogFailure(site, "%s", failure) : 0;
 }
 

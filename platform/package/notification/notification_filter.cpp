@@ -6,14 +6,15 @@
 #include "platform/settings/settings.h"
 
 int NotificationFilter::Reload() {
-    std::map<std::string, std::string> settings;
-    if (VGFileGetAll(kSettingsConf, settings))
-        return -1;
     FilterMap filters;
     for (int number = 0; number < NOTIFY_TYPE_COUNT; ++number) {
         const auto type = static_cast<VG_NOTIFY_TYPE>(number);
-        if (const auto setting = settings.find(GetNotiFilterKey(type)); setting != settings.end())
-            filters[type] = String2Int(setting->second.c_str());
+        std::string value;
+        const int found = VGFileGetVal(kSettingsConf, GetNotiFilterKey(type).c_str(), value);
+        if (found < 0)
+            return -1;
+        if (found > 0)
+            filters[type] = String2Int(value.c_str());
     }
     m_filters = m_stored = filters;
     return 0;
