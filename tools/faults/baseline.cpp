@@ -104,8 +104,7 @@ Json::Value Ask(const fs::path& tree, const std::string& command) {
 }
 
 std::vector<TracedCall> Counted(std::vector<TracedCall> calls) {
-    std::erase_if(calls,
-                  [](const TracedCall& call) { return call.op == Op::Message || call.op == Op::Wait; });
+    std::erase_if(calls, [](const TracedCall& call) { return call.op == Op::Wait; });
     return calls;
 }
 

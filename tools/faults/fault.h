@@ -10,7 +10,7 @@
 //     reads   1: calls that read, open and look at files count, too
 //     error   Fail, Grow: the error's number
 //     which   Fail: later calls that fail, too; path: they do so below this path of the tree only, "same": that of the
-//             call that was struck
+//             call that was struck; of statements: those on this table only
 //     times   Fail, Grow: calls that fail in all, then all is well again; 0: no end
 //     haste   the program's time goes so many times faster
 //     during  Fail: only while this migration runs, by its number; -1: always
@@ -57,7 +57,6 @@ enum class Op : uint32_t {
     Open,       // of what is there; value is 1 when it is opened for writing
     Read,       // of a file's content
     Look,       // at what a name stands for
-    Message,    // of the package log, data = its text
     Wait,       // for value nanoseconds of the program's time
 };
 

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "tests/support/pattern.h"
-#include "tools/faults/scenarios.h"
+#include "tools/faults/trial.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +27,7 @@ constexpr int kInterrupted = 130;
 constexpr size_t kWaiters = 5;  // points that wait for each one that works
 constexpr size_t kShownKinds = 12;
 constexpr size_t kShownProblems = 4;
-constexpr const char* kFlushes = "flushes";
+constexpr const char* kUpToDate = "up_to_date";
 constexpr unsigned long long kRoomForTrees = 2ULL << 30;
 
 struct Options {
@@ -50,7 +50,7 @@ struct Result {
 };
 
 std::vector<std::string> Names() {
-    std::vector<std::string> names = {kFlushes};
+    std::vector<std::string> names = {kUpToDate};
     for (const Scenario& scenario : AllScenarios())
         names.push_back(scenario.name);
     return names;
@@ -64,7 +64,7 @@ void Describe(CLI::App& app, Options& options) {
     };
     for (const Scenario& scenario : AllScenarios())
         add(scenario.name, scenario.text);
-    add(kFlushes, "counts the calls that change files; an up-to-date system needs none");
+    add(kUpToDate, "an upgrade of an up-to-date system changes no file");
     app.footer(text);
     app.add_option("scenario", options.scenarios, "What to try")->check(CLI::IsMember(Names()));
     app.add_option("--from", options.from,
@@ -219,18 +219,14 @@ size_t RunScenario(const Scenario& scenario, const Baseline& base, const Options
 }
 
 // Whether an upgrade of an up-to-date system leaves every file alone.
-size_t RunFlushes(const Baseline& base) {
+size_t RunUpToDate(const Baseline& base) {
     const fs::path tree = base.Folder() / "tree996";
     CopyTree(base.FirstPath(), tree);
-    const std::vector<TracedCall> again =
-        Counted(Run({"vgupgrader", {PACKAGE_BUILD}}, tree, {Mode::Trace}).calls);
-    for (const auto& [what, calls] : {std::pair("full upgrade", base.Calls()), {"up-to-date system", again}})
-        std::printf(
-            "%-16s %s: %zu calls that change files, %td of them flushes\n", kFlushes, what, calls.size(),
-            std::count_if(calls.begin(), calls.end(), [](const auto& call) { return IsFlush(call.op); }));
-    for (const TracedCall& call : again)
+    const auto calls = Counted(Run({"vgupgrader", {PACKAGE_BUILD}}, tree, {Mode::Trace}).calls);
+    std::printf("%-16s %zu calls that change files up to date\n", kUpToDate, calls.size());
+    for (const TracedCall& call : calls)
         std::printf("    %s\n", call.text.c_str());
-    return again.empty() ? 0 : 1;
+    return calls.empty() ? 0 : 1;
 }
 
 int RunAll(const Options& options) {
@@ -255,7 +251,7 @@ int RunAll(const Options& options) {
                 std::printf("%5zu %s\n", i + 1, base->Calls()[i].text.c_str());
             return 0;
         }
-        diverged += name == kFlushes ? RunFlushes(*base) : RunScenario(scenario, *base, options);
+        diverged += name == kUpToDate ? RunUpToDate(*base) : RunScenario(scenario, *base, options);
         if (IsInterrupted())
             return kInterrupted;
     }
@@ -282,15 +278,8 @@ int main(int argc, char* argv[]) {
         options.scenarios = Names();
     // Commands are called by their names, as people do.
     const fs::path programs = fs::absolute(options.programs);
-    const char* const path = std::getenv("PATH");
-    setenv("PATH",
-           (programs / "upgrader:")
-               .string()
-               .append(programs / "control:")
-               .append(BUILD_DIR "/tools/faults:")
-               .append(path ? path : "")
-               .c_str(),
-           1);
+    const std::string path = (programs / "upgrader:").string() + (programs / "control:").string();
+    setenv("PATH", (path + std::getenv("PATH")).c_str(), 1);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     CatchInterrupts();
     try {

@@ -15,11 +15,6 @@ std::string StampOf(const std::string& settings) {
     return at == std::string::npos ? "" : settings.substr(at, settings.find('\n', at) - at);
 }
 
-bool IsDelivered(const Trial& trial) {
-    return StampOf(ReadFile(trial.tree / kSettingsConf)) ==
-           StampOf(ReadFile(trial.base.FirstPath() / kSettingsConf));
-}
-
 // What each command must say while the process works. Each gives what is wrong, null when nothing is.
 const char* CheckStatus(const Trial& trial, const Json::Value& status, int pid) {
     const Json::Value& running = status["running"];
@@ -28,8 +23,8 @@ const char* CheckStatus(const Trial& trial, const Json::Value& status, int pid) 
     if (!status["interrupted"].isNull() || !status["failed"].empty() || !status["next"].isNull() ||
         !status["restoring"].isNull())
         return "it tells a problem while an upgrade works";
-    if (status.isMember("due") && status["due"].asBool() == IsDelivered(trial))
-        return "it is wrong about whether an upgrade is due";
+    if (StampOf(ReadFile(trial.tree / kSettingsConf)).find(status["stamp"].asString()) == std::string::npos)
+        return "it tells another stamp";
     return nullptr;
 }
 
@@ -41,10 +36,10 @@ const char* CheckCheck(const Trial&, const Json::Value& check, int) {
     return check["databases"].size() == 17 ? nullptr : "it does not tell all databases";
 }
 
-const char* CheckPlan(const Trial& trial, const Json::Value& plan, int pid) {
+const char* CheckPlan(const Trial& trial, const Json::Value& plan, int) {
     if (plan.isMember("error"))
-        return plan["error"].asString().find(std::to_string(pid)) == std::string::npos ? "it does not answer"
-                                                                                       : nullptr;
+        return plan["error"].asString().find(" is held by ") == std::string::npos ? "it does not answer"
+                                                                                  : nullptr;
     return std::to_string(plan["old_build"].asUInt()) == trial.base.Commands().first.arguments.front()
                ? nullptr
                : "it plans from another build";

@@ -306,19 +306,30 @@ void Record(const Call& call, bool failed) {
     errno = error;
 }
 
-// A call that is no write: go() does it, and returns -1, or a null pointer, when it fails.
+// A call that is no write, on a path, or on a descriptor (path null): go() does it, and returns -1, or a null pointer,
+// when it fails.
 template <typename Go>
-auto Do(Call& call, Go go) {
-    using Result = decltype(go());
-    Result failure{};
-    if constexpr (!std::is_pointer_v<Result>)
+auto On(const char* function, Op op, int fd, const char* path, Go go, int64_t value = 0, int newFd = -1,
+        const char* newPath = nullptr) {
+    Place place, newPlace;
+    struct stat status {};
+    if ((IsRead(op) && !SeesReads()) || !(path ? FindPath(fd, path, place) : FindFd(fd, place)) ||
+        (newPath && !FindPath(newFd, newPath, newPlace)))
+        return go();
+    Call call{op, function, &place, Status(AT_FDCWD, place.path, status) ? status.st_ino : 0, value};
+    call.newPlace = newPath ? &newPlace : nullptr;
+    call.needsSpace = MakesInode(op) || op == Op::Link || (op == Op::Truncate && value > status.st_size);
+    if (op == Op::Symlink) {
+        call.data = reinterpret_cast<const char*>(value);
+        call.dataSize = static_cast<uint32_t>(std::strlen(reinterpret_cast<const char*>(value)));
+    }
+    decltype(go()) failure{};
+    if constexpr (!std::is_pointer_v<decltype(go())>)
         failure = -1;
     if (Judge(call) != Verdict::Go)
         return failure;
-    const Result result = go();
-    struct stat status {};
-    if (result != failure && MakesInode(call.op) &&
-        Status(AT_FDCWD, call.place->path, status, AT_SYMLINK_NOFOLLOW)) {
+    const auto result = go();
+    if (result != failure && MakesInode(op) && Status(AT_FDCWD, place.path, status, AT_SYMLINK_NOFOLLOW)) {
         call.inode = status.st_ino;
         call.value = status.st_mode;
     }
@@ -326,38 +337,15 @@ auto Do(Call& call, Go go) {
     return result;
 }
 
-// The same on a path, or on a descriptor (path null).
-template <typename Go>
-auto On(const char* function, Op op, int fd, const char* path, Go go, int64_t value = 0) {
-    Place place;
-    struct stat status {};
-    if ((IsRead(op) && !SeesReads()) || !(path ? FindPath(fd, path, place) : FindFd(fd, place)))
-        return go();
-    Call call{op, function, &place, Status(AT_FDCWD, place.path, status) ? status.st_ino : 0, value};
-    call.needsSpace = MakesInode(op) || op == Op::Link || (op == Op::Truncate && value > status.st_size);
-    if (op == Op::Symlink) {
-        call.data = reinterpret_cast<const char*>(value);
-        call.dataSize = static_cast<uint32_t>(std::strlen(reinterpret_cast<const char*>(value)));
-    }
-    return Do(call, go);
-}
-
 // write(size) does the first `size` bytes of the write; offset -1: where the descriptor stands.
 template <typename Write>
 ssize_t DoWrite(const char* function, int fd, const void* data, size_t size, off_t offset, Write write) {
     Place place;
-    if (!g_plan.isOn || !PathOfFd(fd, place.path) || !IsInTree(place))
-        return write(size);
-    Call call{Op::Write, function, &place, 0, offset, nullptr, data, static_cast<uint32_t>(size), true};
-    if (place.relative == kPackageLog) {
-        call.op = Op::Message;
-        Record(call, false);
-        return write(size);
-    }
     struct stat status {};
-    if (fstat(fd, &status) != 0)
+    if (!FindFd(fd, place) || fstat(fd, &status) != 0)
         return write(size);
-    call.inode = status.st_ino;
+    Call call{Op::Write, function, &place, status.st_ino, offset, nullptr, data, static_cast<uint32_t>(size),
+              true};
     if (offset < 0)
         call.value = fcntl(fd, F_GETFL) & O_APPEND ? status.st_size : lseek(fd, 0, SEEK_CUR);
     call.grows = call.value + static_cast<off_t>(size) > status.st_size;
@@ -384,15 +372,6 @@ int DoOpen(const char* function, int dirFd, const char* path, int flags, Go go) 
     return On(function, Op::Open, dirFd, path, go, (flags & O_ACCMODE) != O_RDONLY);
 }
 
-template <typename Go>
-int DoRename(const char* function, int dirFd, const char* path, int newDirFd, const char* newPath, Go go) {
-    Place place, newPlace;
-    if (!FindPath(dirFd, path, place) || !FindPath(newDirFd, newPath, newPlace))
-        return go();
-    Call call{Op::Rename, function, &place, 0, 0, &newPlace};
-    return Do(call, go);
-}
-
 // Waits as long as the program's faster clock says; returns the real time.
 int64_t Wait(int64_t time) {
     g_waited += time;
@@ -415,6 +394,8 @@ int Authorize(void*, int action, const char* table, const char*, const char*, co
     const bool changes = action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
     const bool reads = action == SQLITE_READ && g_plan.which == Which::Sql;
     if ((!changes && !reads) || !IsInTime() || !table)
+        return SQLITE_OK;
+    if (*g_plan.path && std::strcmp(table, g_plan.path) != 0)
         return SQLITE_OK;
     const bool isOwn = std::strncmp(table, "vgupgrader", 10) == 0 || std::strncmp(table, "sqlite_", 7) == 0;
     return isOwn ? SQLITE_OK : SQLITE_DENY;
@@ -454,13 +435,19 @@ ssize_t writev(int fd, const iovec* parts, int count) {
     return all;
 }
 
-int ftruncate(int fd, off_t size) noexcept {
-    NEXT(ftruncate);
-    return On(
-        __func__, Op::Truncate, fd, nullptr, [&] { return next(fd, size); }, size);
-}
+// A function that is On() what its parameters name.
+#define WRAP(result, name, parameters, arguments, op, fd, path, value, ...) \
+    result name parameters __VA_ARGS__ {                                    \
+        NEXT(name);                                                         \
+        return On(                                                          \
+            #name, op, fd, path, [&] { return next arguments; }, value);    \
+    }
 
+WRAP(int, ftruncate, (int fd, off_t size), (fd, size), Op::Truncate, fd, nullptr, size, noexcept)
 int ftruncate64(int fd, off64_t size) noexcept { return ftruncate(fd, size); }
+WRAP(int, fsync, (int fd), (fd), Op::Flush, fd, nullptr, 0)
+WRAP(int, fdatasync, (int fd), (fd), Op::FlushData, fd, nullptr, 0)
+WRAP(int, syncfs, (int fd), (fd), Op::FlushAll, fd, nullptr, 0, noexcept)
 
 // Blocks that are shared would not be in the trace.
 int ioctl(int fd, unsigned long request, ...) noexcept {
@@ -475,15 +462,6 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     errno = EOPNOTSUPP;
     return -1;
 }
-
-#define FLUSH(function, op, ...)                                         \
-    int function(int fd) __VA_ARGS__ {                                   \
-        NEXT(function);                                                  \
-        return On(#function, op, fd, nullptr, [&] { return next(fd); }); \
-    }
-FLUSH(fsync, Op::Flush)
-FLUSH(fdatasync, Op::FlushData)
-FLUSH(syncfs, Op::FlushAll, noexcept)
 
 // Names ---------------------------------------------------------------------------------------------------
 
@@ -521,48 +499,31 @@ FILE* fopen64(const char* path, const char* mode) {
     return *mode == 'r' ? On("open", Op::Open, AT_FDCWD, path, go) : go();
 }
 
-int mkdirat(int dirFd, const char* path, mode_t mode) noexcept {
-    NEXT(mkdirat);
-    return On("mkdir", Op::MakeFolder, dirFd, path, [&] { return next(dirFd, path, mode); });
-}
-
+WRAP(int, mkdirat, (int dirFd, const char* path, mode_t mode), (dirFd, path, mode), Op::MakeFolder, dirFd,
+     path, 0, noexcept)
 int mkdir(const char* path, mode_t mode) noexcept { return mkdirat(AT_FDCWD, path, mode); }
 
-int symlinkat(const char* target, int dirFd, const char* path) noexcept {
-    NEXT(symlinkat);
-    return On(
-        "symlink", Op::Symlink, dirFd, path, [&] { return next(target, dirFd, path); },
-        reinterpret_cast<int64_t>(target));
-}
+WRAP(int, symlinkat, (const char* target, int dirFd, const char* path), (target, dirFd, path), Op::Symlink,
+     dirFd, path, reinterpret_cast<int64_t>(target), noexcept)
+WRAP(int, linkat, (int oldFd, const char* oldPath, int dirFd, const char* path, int flags),
+     (oldFd, oldPath, dirFd, path, flags), Op::Link, dirFd, path, 0, noexcept)
 
-int linkat(int oldDirFd, const char* oldPath, int dirFd, const char* path, int flags) noexcept {
-    NEXT(linkat);
-    return On("link", Op::Link, dirFd, path, [&] { return next(oldDirFd, oldPath, dirFd, path, flags); });
-}
-
-int renameat2(int dirFd, const char* path, int newDirFd, const char* newPath, unsigned flags) noexcept {
+int renameat2(int dirFd, const char* path, int newFd, const char* newPath, unsigned flags) noexcept {
     NEXT(renameat2);
-    return DoRename("rename", dirFd, path, newDirFd, newPath,
-                    [&] { return next(dirFd, path, newDirFd, newPath, flags); });
+    const auto go = [&] { return next(dirFd, path, newFd, newPath, flags); };
+    return On("rename", Op::Rename, dirFd, path, go, 0, newFd, newPath);
 }
-
-int renameat(int dirFd, const char* path, int newDirFd, const char* newPath) noexcept {
-    return renameat2(dirFd, path, newDirFd, newPath, 0);
+int renameat(int dirFd, const char* path, int newFd, const char* newPath) noexcept {
+    return renameat2(dirFd, path, newFd, newPath, 0);
 }
-
 int rename(const char* path, const char* newPath) noexcept {
     return renameat2(AT_FDCWD, path, AT_FDCWD, newPath, 0);
 }
 
-int unlinkat(int dirFd, const char* path, int flags) noexcept {
-    NEXT(unlinkat);
-    return On("remove", flags & AT_REMOVEDIR ? Op::RemoveFolder : Op::Remove, dirFd, path,
-              [&] { return next(dirFd, path, flags); });
-}
-
+WRAP(int, unlinkat, (int dirFd, const char* path, int flags), (dirFd, path, flags),
+     flags& AT_REMOVEDIR ? Op::RemoveFolder : Op::Remove, dirFd, path, 0, noexcept)
 int unlink(const char* path) noexcept { return unlinkat(AT_FDCWD, path, 0); }
 int rmdir(const char* path) noexcept { return unlinkat(AT_FDCWD, path, AT_REMOVEDIR); }
-
 int remove(const char* path) noexcept {
     const int result = unlink(path);
     return result != 0 && errno == EISDIR ? rmdir(path) : result;
@@ -570,85 +531,43 @@ int remove(const char* path) noexcept {
 
 // Modes, owners, times ------------------------------------------------------------------------------------
 
-int fchmod(int fd, mode_t mode) noexcept {
-    NEXT(fchmod);
-    return On(
-        __func__, Op::SetMode, fd, nullptr, [&] { return next(fd, mode); }, mode);
-}
-
-int fchmodat(int dirFd, const char* path, mode_t mode, int flags) noexcept {
-    NEXT(fchmodat);
-    return On(
-        __func__, Op::SetMode, dirFd, path, [&] { return next(dirFd, path, mode, flags); }, mode);
-}
-
+WRAP(int, fchmod, (int fd, mode_t mode), (fd, mode), Op::SetMode, fd, nullptr, mode, noexcept)
+WRAP(int, fchmodat, (int dirFd, const char* path, mode_t mode, int flags), (dirFd, path, mode, flags),
+     Op::SetMode, dirFd, path, mode, noexcept)
 int chmod(const char* path, mode_t mode) noexcept { return fchmodat(AT_FDCWD, path, mode, 0); }
 
-int fchown(int fd, uid_t user, gid_t group) noexcept {
-    NEXT(fchown);
-    return On(
-        __func__, Op::SetOwner, fd, nullptr, [&] { return next(fd, user, group); }, Owner(user, group));
-}
+WRAP(int, fchown, (int fd, uid_t user, gid_t group), (fd, user, group), Op::SetOwner, fd, nullptr,
+     Owner(user, group), noexcept)
+WRAP(int, fchownat, (int dirFd, const char* path, uid_t user, gid_t group, int flags),
+     (dirFd, path, user, group, flags), *path && (flags & AT_SYMLINK_NOFOLLOW) ? Op::Other : Op::SetOwner,
+     dirFd, *path ? path : nullptr, Owner(user, group), noexcept)
 
-int fchownat(int dirFd, const char* path, uid_t user, gid_t group, int flags) noexcept {
-    NEXT(fchownat);
-    const bool onFd = (flags & AT_EMPTY_PATH) && !*path;
-    return On(
-        __func__, !onFd && (flags & AT_SYMLINK_NOFOLLOW) ? Op::Other : Op::SetOwner, dirFd,
-        onFd ? nullptr : path, [&] { return next(dirFd, path, user, group, flags); }, Owner(user, group));
-}
-
-int futimens(int fd, const timespec times[2]) noexcept {
-    NEXT(futimens);
-    return On(__func__, Op::SetTimes, fd, nullptr, [&] { return next(fd, times); });
-}
-
-int utimensat(int dirFd, const char* path, const timespec times[2], int flags) noexcept {
-    NEXT(utimensat);
-    return On(__func__, flags & AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes, dirFd, path,
-              [&] { return next(dirFd, path, times, flags); });
-}
+WRAP(int, futimens, (int fd, const timespec* times), (fd, times), Op::SetTimes, fd, nullptr, 0, noexcept)
+WRAP(int, utimensat, (int dirFd, const char* path, const timespec* times, int flags),
+     (dirFd, path, times, flags), flags& AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes, dirFd, path, 0,
+     noexcept)
 
 // Reading -------------------------------------------------------------------------------------------------
 
-ssize_t read(int fd, void* data, size_t size) {
-    NEXT(read);
-    return On(__func__, Op::Read, fd, nullptr, [&] { return next(fd, data, size); });
-}
-
-ssize_t pread64(int fd, void* data, size_t size, off64_t offset) {
-    NEXT(pread64);
-    return On("pread", Op::Read, fd, nullptr, [&] { return next(fd, data, size, offset); });
-}
-
+WRAP(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), Op::Read, fd, nullptr, 0)
+WRAP(ssize_t, pread64, (int fd, void* data, size_t size, off64_t offset), (fd, data, size, offset), Op::Read,
+     fd, nullptr, 0)
 ssize_t pread(int fd, void* data, size_t size, off_t offset) { return pread64(fd, data, size, offset); }
 ssize_t __read_chk(int fd, void* data, size_t size, size_t) { return read(fd, data, size); }
-ssize_t __pread_chk(int fd, void* data, size_t size, off_t offset, size_t) {
-    return pread64(fd, data, size, offset);
-}
-ssize_t __pread64_chk(int fd, void* data, size_t size, off_t offset, size_t) {
-    return pread64(fd, data, size, offset);
+ssize_t __pread_chk(int fd, void* data, size_t size, off_t at, size_t) { return pread64(fd, data, size, at); }
+ssize_t __pread64_chk(int fd, void* data, size_t size, off_t at, size_t) {
+    return pread64(fd, data, size, at);
 }
 
-#define LOOK(function, Status)                                                              \
-    int function(const char* path, Status* status) noexcept {                               \
-        NEXT(function);                                                                     \
-        return On(#function, Op::Look, AT_FDCWD, path, [&] { return next(path, status); }); \
-    }
+#define LOOK(name, Status) \
+    WRAP(int, name, (const char* path, Status* status), (path, status), Op::Look, AT_FDCWD, path, 0, noexcept)
 LOOK(stat, struct stat)
 LOOK(stat64, struct stat64)
 LOOK(lstat, struct stat)
 LOOK(lstat64, struct stat64)
-
-int fstatat(int dirFd, const char* path, struct stat* status, int flags) noexcept {
-    NEXT(fstatat);
-    return On(__func__, Op::Look, dirFd, path, [&] { return next(dirFd, path, status, flags); });
-}
-
-int access(const char* path, int mode) noexcept {
-    NEXT(access);
-    return On(__func__, Op::Look, AT_FDCWD, path, [&] { return next(path, mode); });
-}
+WRAP(int, fstatat, (int dirFd, const char* path, struct stat* status, int flags),
+     (dirFd, path, status, flags), Op::Look, dirFd, path, 0, noexcept)
+WRAP(int, access, (const char* path, int mode), (path, mode), Op::Look, AT_FDCWD, path, 0, noexcept)
 
 int memfd_create(const char* name, unsigned flags) noexcept {
     NEXT(memfd_create);

@@ -1,4 +1,4 @@
-#include "tools/faults/scenarios.h"
+#include "tools/faults/trial.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -70,9 +70,7 @@ Setup Upgraded(const std::string& from) {
 
 // Runs ------------------------------------------------------------------------------------------------------
 
-Command Upgrade(const std::string& build, const std::string& program = "vgupgrader") {
-    return {program, {build}};
-}
+Command Upgrade(const std::string& build) { return {"vgupgrader", {build}}; }
 
 Runs Same(const std::string& build) {
     return {Upgrade(build), Upgrade(build), Upgrade(build), {}, CheckUpgrade};
@@ -84,14 +82,6 @@ Runs Older(const std::string& build) {
     const Command older = Upgrade(std::to_string(std::stoi(build) - 700));
     return {Upgrade(build), older, older, {}, CheckUpgrade};
 }
-Runs Grown(const std::string& build) {
-    return {Upgrade(build),
-            Upgrade(PACKAGE_BUILD, "vgupgrader_grown"),
-            Upgrade(build, "vgupgrader_grown"),
-            {},
-            CheckUpgrade};
-}
-
 // What has to work in spite of it, or must not, is an upgrade.
 Runs Controlled(const std::string& build, const Command& run, Check* check) {
     return {run, run, run, Upgrade(build), check};
@@ -281,17 +271,28 @@ Points Damage(const Baseline& base, uint64_t) {
     return points;
 }
 
-// Each migration that does something fails at its start, and only that.
-Points Alone(const Baseline&, uint64_t) {
+// Each migration that is due and does something fails at its start, and only that; then all that work on a table.
+Points Alone(const Baseline& base, uint64_t) {
+    const int build = std::stoi(base.Commands().first.arguments.front());
     Points points;
     for (size_t number = 0; number < AllMigrations().size(); ++number) {
+        const Migration& migration = AllMigrations()[number];
+        if (migration.isEmpty || (migration.threshold != 0 && migration.threshold <= build))
+            continue;
         for (Fault fault :
              {Failing(0, 0, Which::SqlWrites), Failing(0, 0, Which::Sql),
               Failing(EACCES, 0, Which::Reads, kSettingsPath), Failing(EPERM, 0, Which::Names)}) {
             fault.during = static_cast<int>(number);
-            if (!AllMigrations()[number].isEmpty)
-                points.push_back({fault});
+            points.push_back({fault});
         }
+    }
+    for (const auto& [name, rows] : base.First().tree) {
+        const auto before = base.StartTree().find(name);
+        const size_t table = name.find(" table ");
+        if (table == std::string::npos || (before != base.StartTree().end() && before->second == rows))
+            continue;
+        for (const Which which : {Which::SqlWrites, Which::Sql})
+            points.push_back({Failing(0, 0, which, name.substr(table + 7).c_str())});
     }
     return points;
 }
@@ -340,7 +341,6 @@ const std::vector<Scenario>& AllScenarios() {
         {"wal_powercut", "powercut, likewise", 8, WriteAhead, Same, PowerCut},
         {"newer", "killed, then run with the build that is installed", 6, Plain, Newer, Kill},
         {"older", "killed, then run with an older build", 6, Plain, Older, Kill},
-        {"grown", "killed, then run by a program with one migration more", 6, Plain, Grown, Kill},
         {"log", "the log database busy, read-only, full", 8, Plain, Same, Log, true},
         {"settings", "the settings' folder full or read-only", 8, Plain, Same, Settings},
         {"busy", "somebody writes to the main database", 5, Plain, Same, Busy, true},

@@ -1,15 +1,15 @@
 #include "tools/faults/tree.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
+
+#include "tools/faults/process.h"
 
 namespace fs = std::filesystem;
 
@@ -202,15 +202,7 @@ std::string ReadFile(const fs::path& path) {
 }
 
 void CopyTree(const fs::path& from, const fs::path& to) {
-    fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-    for (const auto& entry : fs::recursive_directory_iterator(from)) {
-        const fs::path copy = to / entry.path().lexically_relative(from);
-        struct stat status {};
-        const bool known = lstat(entry.path().c_str(), &status) == 0;
-        const timespec times[] = {{0, UTIME_OMIT}, status.st_mtim};
-        const bool isOwn = status.st_uid == geteuid() && status.st_gid == getegid();
-        if (!known || (!isOwn && lchown(copy.c_str(), status.st_uid, status.st_gid) != 0) ||
-            utimensat(AT_FDCWD, copy.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0)
-            throw std::runtime_error("cannot copy the owner and time of " + entry.path().string());
-    }
+    const ProcessEnd copied = RunProcess({"cp", "-a", "--no-target-directory", from, to}, {});
+    if (copied != ProcessEnd{ProcessEnd::How::Exited, 0})
+        throw std::runtime_error("the copy of " + from.string() + " " + ToText(copied));
 }

@@ -74,3 +74,16 @@ private:
     int m_read = 0, m_wrote = 0;  // as SQLite has answered the service
     std::jthread m_reader, m_writer;
 };
+
+// Faults of a kind, at many points of a run.
+struct Scenario {
+    const char* name;
+    const char* text;
+    size_t shortSample;  // points that the short form tries; 0: it leaves the scenario out
+    Setup (*setup)(const std::string& from);
+    Runs (*runs)(const std::string& build);
+    std::vector<Point> (*points)(const Baseline& base, uint64_t seed);
+    bool waits = false;  // it leaves the processor to others
+};
+
+const std::vector<Scenario>& AllScenarios();
