@@ -142,12 +142,19 @@ std::string PrintMigrations(const Json::Value& migrations) {
                        {verdict, verdict == "runs" ? Tone::Strong : Tone::Faint},
                        migration["concerns"].asString()});
     }
+    static constexpr std::pair<const char*, const char*> kSums[] = {
+        {"body", " run"},
+        {"partial", " run and do a part of their work"},
+        {"library", " run in the package's libraries"},
+        {"sets its key", " only set their key"},
+        {"done", " were done before"},
+        {"empty", " do nothing"}};
+    std::vector<std::string> sums;
+    for (const auto& [name, words] : kSums)
+        if (counts[name] > 0)
+            sums.push_back(std::to_string(counts[name]) + words);
     return Toned(Tone::Strong, "Migrations") + '\n' +
-           Paragraph(
-               StringPrintf("%u are due: %u run (%u whole, %u in part, %u by the package's libraries),"
-                            " %u set their key and do nothing more, %u were done before, %u do nothing.",
-                            migrations.size(), counts["runs"], counts["body"], counts["partial"],
-                            counts["library"], counts["sets its key"], counts["done"], counts["empty"])) +
+           Paragraph(std::to_string(migrations.size()) + " are due: " + JoinStrings(sums, ", ") + '.') +
            table.ToString();
 }
 

@@ -70,7 +70,7 @@ int UserGetByUID(unsigned int uid, ORVAUSER*& user) {
     const int failed = OnceMore([&] {
         const int result =
             HasSysRoot() ? FindInFile(ResolvePath(kPasswd), uid, name) : FindInSystem(uid, name);
-        return result ? LogErrno("look up a user in", std::string(kPasswd)) : 0;
+        return result ? LogErrno("look up a user in", std::string(kPasswd), __LINE__, "UserGetByUID") : 0;
     });
     if (failed || !name)
         return failed ? -1 : 0;

@@ -27,7 +27,7 @@ int ReadWholeFile(const std::string& path, std::string& content) {
         const UniqueFd file(open(path.c_str(), kReadFlags));
         isThere = file || errno != ENOENT;
         if (!file)
-            return isThere ? LogErrno("read", path) : 0;
+            return isThere ? LogErrno("read", path, __LINE__, "ReadWholeFile") : 0;
         return ReadWholeFile(file.Get(), path, content);
     });
     return failed ? -1 : isThere;

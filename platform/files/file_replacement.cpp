@@ -94,7 +94,7 @@ int ReplaceFile(const std::string& path, std::string_view content, mode_t modeOf
     FileReplacement replacement(folder, entry.filename());
     const int failed = OnceMore([&] {
         const bool written = replacement.Write(content, old, modeOfNew) && replacement.FlushContent();
-        return written ? 0 : LogErrno("write", path);
+        return written ? 0 : LogErrno("write", path, __LINE__, "ReplaceFile");
     });
     return failed || replacement.PutInPlace() ? failed : LogErrno("write", path);
 }

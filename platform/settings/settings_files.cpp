@@ -95,7 +95,7 @@ public:
         return OnceMore([&] {
             m_hasRoom = m_hasRoom ? MakeMoreRoom(changes)
                                   : m_replacement->Write(m_text->With(m_seen), *m_lock, kModeOfNew);
-            return m_hasRoom ? 0 : LogErrno("write a new", m_path);
+            return m_hasRoom ? 0 : LogErrno("write a new", m_path, __LINE__, "Try");
         });
     }
 
@@ -117,7 +117,7 @@ public:
         const int failed = OnceMore([&] {
             const bool written =
                 m_replacement->Write(changed, *m_lock, kModeOfNew) && m_replacement->FlushContent();
-            return written ? 0 : LogErrno("write a new", m_path);
+            return written ? 0 : LogErrno("write a new", m_path, __LINE__, "Change");
         });
         if (failed)
             return -1;
