@@ -96,8 +96,10 @@ bool IsFolder(const std::string& path) {
 std::string WhatIsNotAllowed() {
     if (geteuid() == 0)
         return "";
-    for (const std::string_view path : {kTargetDir, kDataDir, std::string_view("/var/packages/Vigilo/etc/"),
-                                        kSettingsConf, kLogDir, kHistory}) {
+    constexpr std::string_view kEtcDir = "/var/packages/Vigilo/etc/";
+    constexpr std::string_view kSnapshotsDir = kRestoreMark.substr(0, kRestoreMark.rfind('/') + 1);
+    for (const std::string_view path :
+         {kTargetDir, kDataDir, kEtcDir, kSnapshotsDir, kSettingsConf, kLogDir, kHistory}) {
         const std::string real = ResolvePath(path);
         if (faccessat(AT_FDCWD, real.c_str(), R_OK | (path.ends_with('/') ? X_OK : 0), AT_EACCESS) != 0 &&
             (errno == EACCES || errno == EPERM))

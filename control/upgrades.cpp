@@ -13,6 +13,7 @@
 
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
+#include "platform/files/holder.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 #include "upgrader/lock.h"
@@ -116,7 +117,8 @@ std::string WhyUnreadable(DB_INSTANCE db, VGDB::DBState state) {
         case VGDB::DBState::NotADatabase:
             return "is no database any more";
         case VGDB::DBState::Busy:
-            return "is held by another process, and cannot be read now";
+            return "is held by " + InWords(FindHolder(VGDB::GetDBPath(db), Having::Locked)) +
+                   ", and cannot be read now";
         case VGDB::DBState::Unreadable:
             break;
     }
