@@ -33,13 +33,23 @@ TextTable NewTable() {
     return TextTable({"when", "what", ">seconds", ">ran", ">failed", ">changes", "outcome"});
 }
 
+// "2026-11-21 19:07:12", as the clock of the system showed it.
+std::string Shown(std::string time) {
+    constexpr size_t kSeconds = 19;
+    if (time.size() > kSeconds && time[10] == 'T')
+        time.resize(kSeconds);
+    std::replace(time.begin(), time.end(), 'T', ' ');
+    return time;
+}
+
 void Add(const Json::Value& object, TextTable& table) {
     if (const std::string name = RestoredOf(object); !name.empty()) {
-        table.Add({TextOf(object, "at"), "restore of " + name, "", "", "", "", {"restored", Tone::Good}});
+        table.Add(
+            {Shown(TextOf(object, "at")), "restore of " + name, "", "", "", "", {"restored", Tone::Good}});
         return;
     }
     const RunTotals totals = TotalsOf(object);
-    table.Add({TextOf(object, "started"),
+    table.Add({Shown(TextOf(object, "started")),
                WhatOf(object),
                object["seconds"].isNumeric() ? StringPrintf("%.2f", object["seconds"].asDouble()) : "",
                std::to_string(totals.ran),

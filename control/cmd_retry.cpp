@@ -64,6 +64,8 @@ Outcome Retry::Run(const General& general) {
     if (m_giveUp != kNone)
         if (std::string problem = GiveUp(); !problem.empty())
             return Outcome::Refused(std::move(problem));
+    if (VGDB::Probe(DB_SYSTEM) == VGDB::DBState::NotADatabase)
+        return Outcome::Refused("The main database is no database any more: " + VGDB::GetDBPath(DB_SYSTEM));
     RetryReport report = RetryFailed();
     if (!report.refused.empty())
         return Outcome::Refused(std::move(report.refused));

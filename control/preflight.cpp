@@ -18,32 +18,36 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// The file systems that have been told, and the files and folders.
-struct Told {
-    std::set<dev_t> fileSystems;
+// What has been looked at.
+struct Seen {
+    std::set<dev_t> readOnly;
     std::set<std::string> paths;
+    size_t forbidden = 0;
 };
 
 // A file that is not there needs nothing; one that is there and its folder must take writes: journals stand beside
 // databases, and settings are replaced.
-void LookAtPath(const std::string& path, Told& told, Lines& lines) {
+void LookAtPath(const std::string& path, Seen& seen, Lines& lines) {
     struct stat status {};
     struct statvfs fileSystem {};
-    if (!told.paths.insert(path).second || stat(path.c_str(), &status) != 0)
+    if (!seen.paths.insert(path).second || stat(path.c_str(), &status) != 0)
         return;
     if (statvfs(path.c_str(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY) != 0) {
-        if (told.fileSystems.insert(status.st_dev).second)
+        if (seen.readOnly.insert(status.st_dev).second)
             lines.push_back("The file system of " + path + " is read-only.");
         return;
     }
-    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
-        lines.push_back(path + " cannot be written: " + std::strerror(errno) +
-                        (geteuid() == 0 ? "." : ". Be root."));
+    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0)
+        return;
+    if (geteuid() == 0)
+        lines.push_back(path + " cannot be written: " + std::strerror(errno) + '.');
+    else if (seen.forbidden++ == 0)
+        lines.push_back(path + " cannot be written by this user, be root.");
 }
 
-void LookAtFile(const std::string& path, Told& told, Lines& lines) {
-    LookAtPath(std::filesystem::path(path).parent_path(), told, lines);
-    LookAtPath(path, told, lines);
+void LookAtFile(const std::string& path, Seen& seen, Lines& lines) {
+    LookAtPath(std::filesystem::path(path).parent_path(), seen, lines);
+    LookAtPath(path, seen, lines);
 }
 
 void LookAtDatabase(DB_INSTANCE db, bool isRunning, Lines& lines) {
@@ -60,14 +64,14 @@ void LookAtDatabase(DB_INSTANCE db, bool isRunning, Lines& lines) {
 
 std::vector<std::string> FindObstacles(const Plan& plan, const std::vector<DiskNeed>& disks) {
     Lines lines;
-    Told told;
+    Seen seen;
     const bool isRunning = !FindRunning().isNull();
     for (const DatabaseRepair& repair : plan.repairs) {
-        LookAtFile(repair.path, told, lines);
+        LookAtFile(repair.path, seen, lines);
         LookAtDatabase(repair.db, isRunning, lines);
     }
-    LookAtFile(ResolvePath(kSettingsConf), told, lines);
-    LookAtPath(ResolvePath(kLogDir), told, lines);
+    LookAtFile(ResolvePath(kSettingsConf), seen, lines);
+    LookAtPath(ResolvePath(kLogDir), seen, lines);
     for (const DiskNeed& disk : disks)
         if (disk.needed > disk.free)
             lines.push_back("The file system of " + disk.fileSystem + " may be too full: " +

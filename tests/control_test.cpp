@@ -1,15 +1,18 @@
 // vgupgradectl, run as a program on trees before, during and after upgrades.
 #include <json/value.h>
 #include <json/writer.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -206,6 +209,21 @@ TEST_P(ControlOnSample, LooksWithoutTouchingAnythingAndWithinAHundredColumns) {
     look();
     ASSERT_EQ(0, RunUpgrader(GetParam())) << Log();
     look();
+
+    if (std::system("command -v script >/dev/null") != 0)
+        GTEST_SKIP() << "no terminal of 80 columns";
+    VGDB::CloseAll();
+    const std::string out = Path("/terminal");
+    for (const char* const command :
+         {"status", "plan 0", "history", "history --rows", "migrations", "plan --help"}) {
+        const std::string run =
+            std::string("stty cols 80; NO_COLOR=1 '") + CONTROL_PROGRAM + "' " + command + " 2>/dev/null";
+        ASSERT_EQ(0, std::system(("script -qec \"" + run + "\" /dev/null >" + out).c_str())) << command;
+        const std::vector<std::string> lines = SplitString(ReadFile(out), '\n');
+        EXPECT_NE(0u, lines.size()) << command;
+        for (const std::string& line : lines)
+            EXPECT_GE(81u, WidthOf(line)) << command << ", with the terminal's carriage return: " << line;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Builds, ControlOnSample, testing::Values("2300", "3000", "6500"));
@@ -498,6 +516,32 @@ TEST_F(Control, TellsWhenAnUpgradeIsDue) {
     EXPECT_TRUE(status["due"].asBool());
     EXPECT_TRUE(status["next"].isNull()) << "nobody knows the build";
     EXPECT_NE(std::string::npos, Run("status").out.find("vgupgrader OLD-BUILD, ")) << Run("status").out;
+}
+
+// A command that only looks waits for nobody.
+TEST_F(Control, SaysWhoHoldsADatabase) {
+    CreateNewSystem();
+    VGDB::CloseAll();
+    std::vector<std::unique_ptr<sqlite3, decltype(&sqlite3_close)>> held;
+    for (const DB_INSTANCE db : {DB_SYSTEM, DB_LOG}) {
+        sqlite3* connection = nullptr;
+        ASSERT_EQ(SQLITE_OK, sqlite3_open(VGDB::GetDBPath(db).c_str(), &connection));
+        held.emplace_back(connection, &sqlite3_close);
+        ASSERT_EQ(SQLITE_OK, sqlite3_exec(connection, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    }
+    const std::string holder = "held by process " + std::to_string(getpid()) + " (";
+    const auto begin = std::chrono::steady_clock::now();
+    const Json::Value status = RunJson("status", 2);
+    EXPECT_EQ("held", status["main_database"].asString());
+    EXPECT_TRUE(status["owed"].isNull()) << "it cannot be told";
+    EXPECT_NE(std::string::npos, Run("status").out.find(holder)) << Run("status").out;
+    EXPECT_NE(std::string::npos, Run("plan 3000").err.find(holder)) << Run("plan 3000").err;
+    EXPECT_NE(std::string::npos, Run("check").out.find(holder)) << Run("check").out;
+    held.erase(held.begin());
+    const Answer plan = Run("plan 3000");
+    EXPECT_EQ(2, plan.status);
+    EXPECT_NE(std::string::npos, plan.out.find("log.db is " + holder)) << plan.out;
+    EXPECT_GT(std::chrono::seconds(5), std::chrono::steady_clock::now() - begin);
 }
 
 // What is typed can be: a prefix that the shell would take apart is quoted.
