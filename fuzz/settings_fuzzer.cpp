@@ -10,6 +10,8 @@
 
 namespace {
 
+const std::string kFile(kSettingsConf);
+
 // The file after the change of the key, made at once or collected and applied; what the program reads of it.
 std::string After(std::string_view text, const KeyChange& change, bool isCollected, bool& isWritten,
                   std::optional<std::string>& value) {
@@ -18,14 +20,14 @@ std::string After(std::string_view text, const KeyChange& change, bool isCollect
     SettingsFiles files;
     if (isCollected)
         files.Collect();
-    isWritten = files.Write(kSettingsConf, {change}) == 0;
+    isWritten = files.Write(kFile, {change}) == 0;
     if (isCollected) {
         const std::vector<KeyChange> owed = files.Take();
         Expect(files.Apply(owed) == 0 && files.Apply(owed) == 0,
                "what was collected can be written, and once more");
         files.Stop();
     }
-    Expect(files.Find(kSettingsConf, change.key, value) == 0,
+    Expect(files.Find(kFile, change.key, value) == 0,
            "a settings file can be read whatever it holds");
     std::ostringstream after;
     after << std::ifstream(path, std::ios::binary).rdbuf();
@@ -42,7 +44,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzTree::EmptyLog();
     std::string_view text = AsText(data, size);
-    KeyChange change{kSettingsConf, TakeLine(text), TakeLine(text)};
+    KeyChange change{kFile, TakeLine(text), TakeLine(text)};
     if (change.value == "-")
         change.value.reset();
     bool isWritten = false, isCollected = false;
