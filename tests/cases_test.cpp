@@ -12,21 +12,28 @@
 //   missing TABLE NAME...  the schema repair of system.db had to create these ("*": the table)
 //   settings               writes settings.conf
 //   file PATH              writes a file; "folder PATH" makes a folder, "remove PATH" removes what is there
+//   link PATH TARGET       makes a symbolic link
+//   owner PATH USER        gives it to the user and the group of that number; "as-root" skips the case for others
 //   run ROW [fails]        calls the row's function; its user-visible entries go to the log database, if there
 //                          is one
-//   again                  calls it again, with the same result, and nothing in the databases and settings changes
+//   again                  calls it again, with the same result, and nothing in the databases, settings and files changes
 //   rows [DB] QUERY        gives the rows of the text, one a line; "(empty)" stands for an empty line
 //   settings-are           settings.conf is the text
+//   files FOLDER           holds what the text says: "PATH: CONTENT", "PATH -> TARGET", "PATH/" for an empty folder
 //   logged [TIMES]         each line of the text stands in the package log, once unless told otherwise
 //   silent                 nothing stands there
 //
 // A line that ends in a backslash goes on in the next.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <numeric>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -72,6 +79,8 @@ public:
     void TestBody() override {
         for (const Directive& directive : m_directives) {
             SCOPED_TRACE("line " + std::to_string(directive.line));
+            if (directive.word == "as-root" && geteuid() != 0)
+                GTEST_SKIP() << "needs files of several users";
             const auto found = Actions().find(directive.word);
             ASSERT_NE(Actions().end(), found) << "no directive " << directive.word;
             found->second(*this, directive);
@@ -91,8 +100,27 @@ private:
         return {DatabaseNamed(rest.substr(0, end)), end == std::string::npos ? "" : rest.substr(end + 1)};
     }
 
+    // What is below a folder, a line each.
+    static std::string Files(const fs::path& folder) {
+        std::set<std::string> lines;
+        std::error_code missing;  // holds nothing
+        for (const auto& entry : fs::recursive_directory_iterator(folder, missing)) {
+            const std::string path = entry.path().lexically_relative(folder).string();
+            if (entry.is_symlink())
+                lines.insert(path + " -> " + fs::read_symlink(entry.path()).string() + '\n');
+            else if (entry.is_regular_file() && entry.path() != Path(kPackageLog) &&
+                     entry.path().extension() != ".db")
+                lines.insert(
+                    path + ": " +
+                    ReadFile(entry.path()).append("\n", ReadFile(entry.path()).ends_with('\n') ? 0 : 1));
+            else if (entry.is_directory() && fs::is_empty(entry.path()))
+                lines.insert(path + "/\n");
+        }
+        return std::accumulate(lines.begin(), lines.end(), std::string());
+    }
+
     static std::string Everything() {
-        std::string all = Settings();
+        std::string all = Settings() + Files(Path(""));
         for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
             const auto db = static_cast<DB_INSTANCE>(i);
             // A file that is no database stays what it is.
@@ -163,6 +191,20 @@ const std::map<std::string, CaseTest::Action>& CaseTest::Actions() {
         {"settings", [](CaseTest&, const Directive& d) { WriteSettings(d.text); }},
         {"file", [](CaseTest&, const Directive& d) { WriteFile(Path(d.rest), d.text); }},
         {"folder", [](CaseTest&, const Directive& d) { fs::create_directories(Path(d.rest)); }},
+        {"link",
+         [](CaseTest&, const Directive& d) {
+             const std::vector<std::string> words = Words(d.rest);
+             fs::create_directories(fs::path(Path(words.at(0))).parent_path());
+             fs::create_symlink(words.at(1), Path(words.at(0)));
+         }},
+        {"owner",
+         [](CaseTest&, const Directive& d) {
+             const std::vector<std::string> words = Words(d.rest);
+             const auto user = static_cast<uid_t>(std::stoul(words.at(1)));
+             EXPECT_EQ(0, lchown(Path(words.at(0)).c_str(), user, user)) << d.rest;
+         }},
+        {"as-root", [](CaseTest&, const Directive&) {}},
+        {"files", [](CaseTest&, const Directive& d) { EXPECT_EQ(d.text, Files(Path(d.rest))); }},
         {"remove", [](CaseTest&, const Directive& d) { EXPECT_NE(0U, fs::remove_all(Path(d.rest))); }},
         {"run", [](CaseTest& test, const Directive& d) { test.Run(d); }},
         {"again", [](CaseTest& test, const Directive&) { test.CallAgain(); }},

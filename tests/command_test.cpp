@@ -12,7 +12,6 @@
 #include "tests/support/pattern.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/lock.h"
-#include "upgrader/missing_schema.h"
 
 namespace fs = std::filesystem;
 
@@ -123,16 +122,6 @@ TEST_F(Command, LeavesWhatItCannotRepairAndRepairsTheRest) {
     EXPECT_EQ("1\n", Rows(DB_IVARECORDING, "SELECT count(*) FROM sqlite_schema WHERE name = 'ivarecording'"));
 }
 
-TEST_F(Command, KeepsAWriteAheadLogModeAndLeavesNoJournal) {
-    CreateNewSystem();
-    Sql(DB_SYSTEM, "PRAGMA journal_mode = WAL; DELETE FROM privilegeprofile WHERE privilege <> 1;");
-    EXPECT_EQ(0, RunUpgrader("0"));
-    EXPECT_EQ("wal\n", Rows(DB_SYSTEM, "PRAGMA journal_mode"));
-    for (const auto& entry : fs::recursive_directory_iterator(Path("/var")))
-        EXPECT_TRUE(entry.path().extension() == "" || entry.path().string().find(".db-") == std::string::npos)
-            << entry.path();
-}
-
 dev_t FileSystemOf(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
@@ -176,18 +165,6 @@ TEST_F(Command, WaitsForAnotherUpgradeOfTheSameTree) {
     end.join();
     EXPECT_EQ(1, CountInLog("(main): Waiting for process " + pid));
     EXPECT_NE("", Settings());
-}
-
-TEST_F(Command, TellsWhatWasMissingBeforeTheRepair) {
-    g_missingSchema = {{{"camera", {"model"}}, {"pos", {"*"}}}, {}};
-    EXPECT_TRUE(WasSchemaMissing(DB_SYSTEM, "camera", "model"));
-    EXPECT_TRUE(WasSchemaMissing(DB_SYSTEM, "pos", "name"));
-    EXPECT_FALSE(WasSchemaMissing(DB_SYSTEM, "camera", "id"));
-    EXPECT_FALSE(WasSchemaMissing(DB_SYSTEM, "event", "id"));
-    EXPECT_FALSE(WasSchemaMissing(DB_RECORDING, "camera", "model"));
-    EXPECT_FALSE(WasSchemaMissing(DB_BOOKMARK, "camera", "model"));
-    EXPECT_EQ("(TestBody): DB[0], Detect camera missing model\n(TestBody): DB[0], Detect pos missing name\n",
-              Log());
 }
 
 }  // namespace

@@ -36,28 +36,6 @@ protected:
         EXPECT_EQ(0, status);
         return ReadFile(path);
     }
-
-    // The same on a terminal.
-    static std::string TerminalOf(const std::function<void()>& work) {
-        const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        grantpt(terminal);
-        unlockpt(terminal);
-        const int line = open(ptsname(terminal), O_RDWR | O_NOCTTY);
-        const pid_t child = fork();
-        if (child == 0) {
-            dup2(line, STDERR_FILENO);
-            work();
-            _exit(0);
-        }
-        waitpid(child, nullptr, 0);
-        fcntl(terminal, F_SETFL, O_NONBLOCK);
-        std::string text(10'000, '\0');
-        const ssize_t size = read(terminal, text.data(), text.size());
-        text.resize(size > 0 ? static_cast<size_t>(size) : 0);
-        close(line);
-        close(terminal);
-        return text;
-    }
 };
 
 TEST_F(PackageLog, CutsAMessageAtACharacter) {
@@ -131,23 +109,6 @@ TEST_F(PackageLog, IsNotTouchedByAProgramOfAnotherName) {
     });
     EXPECT_NE(std::string::npos, text.find(" other:")) << text;
     EXPECT_FALSE(fs::exists(Path(kPackageLog)));
-}
-
-TEST_F(PackageLog, AppearsAboveTheProgressLine) {
-    if (access("/dev/pts", X_OK) != 0)
-        GTEST_SKIP() << "There are no terminals: /dev/pts is not mounted.";
-    const std::string text = TerminalOf([] {
-        SetProgressLine("1 of 2");
-        VG_LIB_LOG("here\n");
-        SetProgressLine("2 of 2");
-        SetProgressLine("");
-    });
-    const size_t message = text.find("here");
-    const std::string erase = "\r\x1b[K";
-    EXPECT_EQ(0u, text.find(erase + "1 of 2" + erase)) << text;
-    EXPECT_EQ(message + 4, text.find("\r\n1 of 2" + erase + "2 of 2" + erase)) << text;
-    EXPECT_TRUE(text.ends_with(erase));
-    EXPECT_EQ("", StandardErrorOf([] { SetProgressLine("1 of 2"); })) << "no terminal";
 }
 
 }  // namespace

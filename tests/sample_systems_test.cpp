@@ -1,15 +1,9 @@
 // The sample systems of old builds, upgraded as a whole by the real program.
 #include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <set>
 #include <sstream>
 #include <string>
 
-#include "platform/base/paths.h"
 #include "tests/support/system_tree.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -19,37 +13,6 @@ protected:
         const std::string make = SOURCE_DIR "/scripts/sample-system " + std::string(GetParam());
         EXPECT_EQ(0, std::system((make + " '" + Path("") + "'").c_str()));
         InstallSchemaFiles();
-    }
-
-    // Every file of the tree but the databases, the package log and the history, by path; folders as such.
-    static std::map<std::string, std::string> Files() {
-        std::map<std::string, std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(Path(""))) {
-            const std::string path = entry.path();
-            if (entry.path().extension() != ".db" && path != Path(kPackageLog) && path != Path(kHistory))
-                files[path] = entry.is_regular_file() ? ReadFile(path) : "a folder";
-        }
-        return files;
-    }
-
-    static std::string Quoted(const std::string& name) { return '"' + name + '"'; }
-
-    // The rows of every table, by database and table.
-    static std::map<std::string, std::string> Tables() {
-        std::map<std::string, std::string> tables;
-        for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
-            const DB_INSTANCE db = static_cast<DB_INSTANCE>(i);
-            std::list<std::string> names;
-            EXPECT_EQ(
-                0, VGDB::LoadFieldFromDB(
-                       db, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'",
-                       names));
-            for (const std::string& name : names)
-                tables[std::to_string(i) + ' ' + name] =
-                    Rows(db, "SELECT rowid, * FROM " + Quoted(name) + " ORDER BY rowid");
-        }
-        VGDB::CloseAll();
-        return tables;
     }
 
     // The text with what is repeated told once: "1{336}", "{FF000000,}{336}".
@@ -93,52 +56,6 @@ protected:
 
     static int Upgrade() { return RunUpgrader(GetParam()); }
 };
-
-TEST_P(SampleSystem, EndsAtTheDeclaredSchema) {
-    ASSERT_EQ(0, Upgrade()) << Log();
-    for (int i = 0; i < DB_INSTANCE_COUNT; ++i) {
-        const std::string path = VGDB::GetDBPath(static_cast<DB_INSTANCE>(i));
-        std::string sql;
-        VGDB::MissingNames missing;
-        EXPECT_EQ(0, VGDB::GetMissingSql(path, VGDB::GetSqlFile(path), sql, missing)) << path;
-        EXPECT_EQ("", sql) << path;
-    }
-}
-
-TEST_P(SampleSystem, IsLeftAloneByTheNextUpgrade) {
-    ASSERT_EQ(0, Upgrade()) << Log();
-    const auto tables = Tables();
-    const auto files = Files();
-    ASSERT_EQ(0, RunUpgrader("9760")) << Log();
-    for (const auto& [table, rows] : Tables())
-        EXPECT_EQ(tables.at(table), rows) << table;
-    EXPECT_EQ(files, Files());
-}
-
-// As when somebody runs the command by hand again.
-TEST_P(SampleSystem, IsLeftAloneByTheSameUpgrade) {
-    // But from an old build: the first run has ended by renumbering the levels of profiles, by which the
-    // masks of operations go, and by adding the admin profile, which gets its row of denied cameras only now;
-    // and it has counted the log before its own entries. The strings of operations were made from the masks
-    // once and stay.
-    std::set<std::string> mayDiffer;
-    if (GetParam() != std::string("6500"))
-        mayDiffer = {"0 privilegeprofile", "0 privilegepercamera", "5 logcnt", "5 logeventcnt"};
-    const std::string profiles = "SELECT id, name, privilege, ina_adv_operator FROM privilegeprofile";
-
-    ASSERT_EQ(0, Upgrade()) << Log();
-    const auto tables = Tables();
-    const auto files = Files();
-    const std::string strings = Rows(DB_SYSTEM, profiles);
-    ASSERT_EQ(0, Upgrade()) << Log();
-    for (const auto& [table, rows] : Tables()) {
-        if (!mayDiffer.contains(table)) {
-            EXPECT_EQ(tables.at(table), rows) << table;
-        }
-    }
-    EXPECT_EQ(files, Files());
-    EXPECT_EQ(strings, Rows(DB_SYSTEM, profiles));
-}
 
 // tests/data holds the end states; with VG_WRITE_END_STATES in the environment they are written anew, for review.
 TEST_P(SampleSystem, EndsAsTestsDataHasIt) {

@@ -100,6 +100,8 @@ std::string PlanForesees(const System& system) {
     for (const std::string& name : planned)
         if (!name.ends_with(".*") && !after.contains(name))
             wrong += "planned in vain: " + name + '\n';
+    if (const Json::Value left = Parse(tree.Control("plan 9760").out)["repair"]; !left.empty())
+        wrong += "not repaired: " + left.toStyledString();
     return wrong;
 }
 
