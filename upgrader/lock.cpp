@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <thread>
 
 #include "platform/base/paths.h"
+#include "platform/files/holder.h"
 
 namespace {
 
@@ -67,6 +69,9 @@ bool UpgradeLock::Acquire(std::chrono::milliseconds patience, LogSite site) {
 }
 
 int UpgradeLock::Holder() {
-    const UniqueFd folder(open(ResolvePath(kTargetDir).c_str(), kReadFlags | O_DIRECTORY));
-    return folder ? HolderOf(folder.Get()) : 0;
+    const std::string path = ResolvePath(kTargetDir);
+    const UniqueFd folder(open(path.c_str(), kReadFlags | O_DIRECTORY));
+    const int pid = folder ? HolderOf(folder.Get()) : 0;
+    // A folder of another file system may have the same number: who may look asks the processes themselves.
+    return pid == 0 || geteuid() != 0 ? pid : FindHolder(path, Having::Locked).pid;
 }
