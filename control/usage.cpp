@@ -1,6 +1,6 @@
 #include "control/usage.h"
 
-#include <map>
+#include <set>
 
 #include "control/text.h"
 #include "platform/base/strings.h"
@@ -45,27 +45,15 @@ std::string Branch(const std::string& pattern, const std::string& what) {
     return "    " + pattern + ") " + what + " ;;\n";
 }
 
-// The options whose values are completed alike, in one branch; those without a completion too, so that no option of
-// the command is offered in the place of a number.
-std::string BranchesOfValues(const std::vector<Option>& general, const Commands& commands) {
-    std::map<std::string, std::string> patterns;
-    const auto add = [&patterns](const std::vector<Option>& options) {
-        for (const Option& option : options) {
-            const OptionWords words = WordsOf(option);
-            std::string& pattern = patterns[CompletionOf(words.value)];
-            const std::string found = " | " + pattern + " | ";
-            if (!words.value.empty() && found.find(" | " + words.name + " | ") == std::string::npos)
-                pattern += (pattern.empty() ? "" : " | ") + words.name;
-        }
-    };
-    add(general);
-    for (const auto& command : commands)
-        add(command->Options());
-    std::string branches;
-    for (const auto& [what, pattern] : patterns)
-        if (!pattern.empty())
-            branches += Branch(pattern, what.empty() ? "words=" : what);
-    return branches;
+// A branch for each option with a value, also where nothing completes that: then no option stands in its place.
+void AddBranches(const std::vector<Option>& options, std::set<std::string>& known, std::string& branches) {
+    for (const Option& option : options) {
+        const OptionWords words = WordsOf(option);
+        if (words.value.empty() || !known.insert(words.name).second)
+            continue;
+        const std::string what = CompletionOf(words.value);
+        branches += Branch(words.name, what.empty() ? "words=" : what);
+    }
 }
 
 }  // namespace
@@ -108,23 +96,20 @@ std::string HelpOfCommand(const std::string& program, const std::vector<Option>&
 
 std::string BashCompletion(const std::string& program, const std::vector<Option>& general,
                            const Commands& commands) {
-    std::string names, branches;
+    std::string names, branches, values;
+    std::set<std::string> known;
+    AddBranches(general, known, values);
+    const std::string skipped = JoinStrings(known, " | ");
     for (const auto& command : commands) {
         names += (names.empty() ? "" : " ") + std::string(command->Name());
+        AddBranches(command->Options(), known, values);
         std::string what = "words=\"" + NamesOf(command->Options()) + " $general\"";
         for (const Option& option : command->Options())
             if (const OptionWords words = WordsOf(option); words.isArgument)
-                if (const std::string values = CompletionOf(words.name); !values.empty())
-                    what += "\n        [[ $word == -* ]] || { words=; " + values + "; }";
+                if (const std::string completion = CompletionOf(words.name); !completion.empty())
+                    what += "\n        [[ $word == -* ]] || { words=; " + completion + "; }";
         branches += Branch(command->Name(), what);
     }
-    const std::string skipped = [&general] {
-        std::vector<std::string> withValue;
-        for (const Option& option : general)
-            if (const OptionWords words = WordsOf(option); !words.value.empty())
-                withValue.push_back(words.name);
-        return JoinStrings(withValue, " | ");
-    }();
     const std::string function = '_' + program;
     return "# bash completion for " + program + ", printed by `" + program + " completion`\n" + function +
            "() {\n"
@@ -150,7 +135,7 @@ std::string BashCompletion(const std::string& program, const std::vector<Option>
            "        esac\n"
            "    done\n"
            "    case $before in\n" +
-           BranchesOfValues(general, commands) +
+           values +
            "    *)\n"
            "    case $command in\n"
            "    \"\") words=\"" +
