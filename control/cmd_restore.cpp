@@ -1,8 +1,4 @@
 // restore: brings a snapshot back.
-#include <unistd.h>
-
-#include <iostream>
-
 #include "control/snapshot/command.h"
 #include "control/snapshot/restore.h"
 #include "control/text.h"
@@ -10,16 +6,6 @@
 #include "upgrader/restore_mark.h"
 
 namespace {
-
-// False unless somebody at a terminal says yes.
-bool IsAgreed(const Snapshot& snapshot) {
-    std::cerr
-        << "Restore snapshot " << Escaped(snapshot.name) << ", taken " << snapshot.taken << " from version "
-        << Escaped(snapshot.version)
-        << "?\nDatabases and settings become what they were then; what was written since is lost. [y/N] ";
-    std::string answer;
-    return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
-}
 
 class Restore : public Command {
 public:
@@ -49,10 +35,12 @@ Outcome Restore::Run(const General& general) {
         return found;
     if (!snapshot.complete)
         return Outcome::Refused("Snapshot " + snapshot.name + " is not complete, and cannot be restored");
-    if (!m_yes && !isatty(STDIN_FILENO))
-        return Outcome::Refused("It asks on a terminal; elsewhere it needs --yes");
-    if (!m_yes && !IsAgreed(snapshot))
-        return Outcome::Refused("Nothing was changed");
+    const std::string refusal = AskAtTerminal(
+        "Restore snapshot " + Described(snapshot.ToJson()) +
+            "?\nDatabases and settings become what they were then; what was written since is lost.",
+        m_yes);
+    if (!refusal.empty())
+        return Outcome::Refused(refusal);
     UpgradeLock lock;  // not while somebody thinks about the answer
     if (!lock.Acquire(general.Patience()))
         return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");

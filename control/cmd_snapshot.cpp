@@ -4,6 +4,7 @@
 
 #include "control/snapshot/command.h"
 #include "control/snapshot/keep.h"
+#include "control/text.h"
 
 namespace {
 
@@ -22,7 +23,8 @@ public:
     SnapshotCommand() : Command("snapshot", "Saves what an upgrade can change in place", Access::Locked) {
         m_log = LogSink::PackageLog;
         m_options = {{"[NAME]", &m_name, "What it is to be called (the time)"},
-                     PlaceOption(&m_folder, "Save it in this folder")};
+                     PlaceOption(&m_folder, "Save it in this folder"),
+                     {"--note TEXT", &m_note, "What it is for"}};
     }
 
     Outcome Run(const General& general) override;
@@ -31,6 +33,7 @@ public:
 private:
     std::string m_name;
     std::string m_folder;
+    std::string m_note;
 };
 
 }  // namespace
@@ -44,13 +47,16 @@ Outcome SnapshotCommand::Run(const General& /*general*/) {
     std::string problem;
     const std::string name = m_name.empty() ? NameOfNow() : m_name;
     if (FindSnapshotPlace(m_folder, place, problem) ||
-        TakeSnapshot(place, name, kBusyPatience, ShowBytes("Copying"), snapshot, problem))
+        TakeSnapshot(place, name, m_note, kBusyPatience, ShowBytes("Copying"), snapshot, problem))
         return Outcome::Refused(problem);
     return Outcome::Done(snapshot.ToJson());
 }
 
 std::string SnapshotCommand::Print(const Json::Value& result) const {
-    return "Saved: " + Described(result) + ".\n";
+    std::string text = "Saved: " + Described(result) + ".\n";
+    for (const Json::Value& database : result["damaged"])
+        text += Toned(Tone::Bad, "Damaged, saved as it is") + ": " + Escaped(database.asString()) + '\n';
+    return text;
 }
 
 std::unique_ptr<Command> MakeSnapshot() { return std::make_unique<SnapshotCommand>(); }

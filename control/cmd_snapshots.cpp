@@ -28,20 +28,23 @@ Outcome Snapshots::Run(const General& /*general*/) {
     Json::Value array(Json::arrayValue);
     for (const Snapshot& snapshot : snapshots)
         array.append(snapshot.ToJson());
+    for (const KeptRehearsal& rehearsal : ListRehearsals(place))
+        array.append(rehearsal.ToJson());
     return Outcome::Done(std::move(array));
 }
 
 std::string Snapshots::Print(const Json::Value& result) const {
     if (result.empty())
         return "There is no snapshot.\n";
-    TextTable table({"name", "taken", "version", ">size", "state"});
+    TextTable table({"name", "taken", "data of", ">size", "state", "note"});
     for (const Json::Value& object : result) {
         const bool complete = object["complete"].asBool();
-        table.Add({object["name"].asString(),
-                   object["taken"].asString(),
-                   object["version"].asString(),
+        table.Add({object["name"].asString(), object["taken"].asString(), object["stamp"].asString(),
                    complete ? InBytes(object["bytes"].asUInt64()) : "",
-                   {complete ? "complete" : "not complete", complete ? Tone::Good : Tone::Bad}});
+                   object["rehearsal"].asBool() ? TextTable::Cell("kept rehearsal")
+                   : complete                   ? TextTable::Cell("complete", Tone::Good)
+                                                : TextTable::Cell("not complete", Tone::Bad),
+                   object["note"].asString()});
     }
     return table.ToString();
 }

@@ -11,10 +11,20 @@ old=$1
 build=${old##*-}  # 6479
 status=0
 
+# Anything else would be taken for a build from which every migration is due.
+case $build in
+'' | *[!0-9]*)
+    echo "upgrade-script.sh: there is no build number at the end of [$old]; nothing was upgraded." >&2
+    exit 1
+    ;;
+esac
+
 # A snapshot to go back to. An earlier try has taken the name already: then the time is the name. An upgrade without a
 # snapshot is still better than none: a full disk must not stop it.
 vgupgradectl snapshot "before-$build" || vgupgradectl snapshot ||
     echo "No snapshot was taken; the upgrade goes on." >&2
+vgupgradectl forget --keep 3 ||
+    echo "Old snapshots stay." >&2
 
 # With `set -e` a status must be caught where it arises.
 vgupgrader "$build" || status=$?

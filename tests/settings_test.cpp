@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -24,6 +25,7 @@
 #include "platform/base/paths.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/key_value_text.h"
+#include "platform/settings/settings_files.h"
 #include "tests/support/system_tree.h"
 
 using namespace std::string_literals;
@@ -318,6 +320,43 @@ TEST_F(Settings, AWriteThatFailsHalfwayLeavesTheOldFileAndNothingElse) {
     EXPECT_EQ(std::set<std::string>{"settings.conf"}, FolderEntries());
     EXPECT_EQ(1, CountInLog("File too large"));
     EXPECT_EQ(0, CountInLog("sss")) << "no value in the log";
+}
+
+// A folder may hand rights down to what is made in it; a file that is replaced has those that it had.
+TEST_F(Settings, ARewriteGivesNoRightsThatTheFileDidNotGive) {
+    WriteSettings("k=1\n");
+    struct {
+        uint32_t version = 2;
+        struct {
+            uint16_t tag, rights;
+            uint32_t id;
+        } entries[5] = {{1, 7, ~0U}, {2, 7, 1234}, {4, 5, ~0U}, {16, 7, ~0U}, {32, 5, ~0U}};
+    } list;
+    if (setxattr(folder_.c_str(), "system.posix_acl_default", &list, sizeof list, 0) != 0)
+        GTEST_SKIP() << "no access lists here";
+    EXPECT_EQ(0, SetSettingConfValue("k", "2"));
+    EXPECT_EQ(-1, getxattr(path_.c_str(), "system.posix_acl_access", nullptr, 0));
+    EXPECT_EQ("k=\"2\"\n", ReadFile(path_));
+}
+
+// An upgrade asks for hundreds of keys, and writes hundreds.
+TEST_F(Settings, TakeNoTimeAKeyInALargeFile) {
+    std::string text;
+    for (int i = 0; i < 200'000; ++i)
+        text += "key" + std::to_string(i) + "=\"" + std::to_string(i) + "\"\n";
+    WriteSettings(text);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    SettingsFiles settings;
+    settings.Collect();
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 500; ++i) {
+        EXPECT_EQ("7", Value("key7"));
+        EXPECT_EQ(0, SetSettingConfValue(("new" + std::to_string(i)).c_str(), "x"));
+    }
+    EXPECT_EQ(0, settings.Apply(settings.Take()));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << "it was 60";
+    settings.Stop();
+    EXPECT_EQ("x", Value("new499"));
 }
 
 TEST_F(Settings, ConcurrentWritersLoseNothing) {

@@ -138,7 +138,7 @@ protected:
     static std::string Take(const std::string& name, std::chrono::milliseconds patience = 10s) {
         Snapshot snapshot;
         std::string problem;
-        const int result = TakeSnapshot(Place(), name, patience, {}, snapshot, problem);
+        const int result = TakeSnapshot(Place(), name, "for a test", patience, {}, snapshot, problem);
         EXPECT_EQ(result == 0, problem.empty());
         return problem;
     }
@@ -383,6 +383,108 @@ TEST_F(SnapshotTest, GoesElsewhere) {
     EXPECT_EQ(1, Run("forget " + Path("/var/packages/Vigilo/etc"))) << "which is no snapshot";
     EXPECT_EQ(0, Run("forget one --to " + elsewhere));
     EXPECT_TRUE(fs::is_empty(elsewhere));
+}
+
+TEST_F(SnapshotTest, KeepsTheLastOnes) {
+    for (const char* name : {"one", "two", "three"})
+        ASSERT_EQ("", Take(name));
+    fs::create_directory(Path(kSnapshots) + "unfinished");
+    fs::create_directories(Path(kSnapshots) + "rehearsal-a1/before");
+    fs::create_directories(Path(kSnapshots) + "rehearsal-a1/after");
+    const std::string newest = Names().front();
+    EXPECT_EQ(1, Run("forget"));
+    EXPECT_EQ(1, Run("forget --keep 0"));
+    EXPECT_EQ(0, Run("forget --keep 1 </dev/null"));
+    EXPECT_EQ((std::vector<std::string>{newest, "unfinished (not complete)"}), Names());
+    EXPECT_EQ(1u, ListRehearsals(Place()).size());
+    EXPECT_EQ(0, Run("forget rehearsal-a1 </dev/null"));
+    EXPECT_TRUE(ListRehearsals(Place()).empty());
+}
+
+TEST_F(SnapshotTest, ForgetsNothingOfSomebodyElses) {
+    const std::string photos = Path("/photos");
+    WriteFile(photos + "/snapshot.json", "{\"complete\":true}");
+    WriteFile(photos + "/a.jpg", "a");
+    EXPECT_EQ(1, Run("forget " + photos + "/ </dev/null"));
+    ASSERT_EQ("", Take("one"));
+    WriteFile(Path(kSnapshots) + "one/var/packages/b.jpg", "b");
+    EXPECT_EQ(1, Run("forget one </dev/null")) << "with somebody's file in it";
+    EXPECT_EQ(std::vector<std::string>{"one"}, Names());
+    EXPECT_TRUE(fs::exists(photos + "/a.jpg"));
+}
+
+TEST_F(SnapshotTest, TellsWhatItIsOf) {
+    Snapshot snapshot;
+    std::string problem;
+    ASSERT_EQ(0, TakeSnapshot(Place(), "one", "before\tthe change", 10s, {}, snapshot, problem)) << problem;
+    const Json::Value object = Find("one").ToJson();
+    EXPECT_EQ("8.0-3000", object["stamp"].asString());
+    EXPECT_EQ("9.2.9-9760", object["version"].asString());
+    EXPECT_EQ("before\tthe change", object["note"].asString());
+    EXPECT_NE("", object["host"].asString());
+    ASSERT_EQ(1u, object["damaged"].size());
+    EXPECT_EQ("@vigilo/face.db", object["damaged"][0].asString());
+}
+
+TEST_F(SnapshotTest, RefusesToReplaceWhatIsInUse) {
+    ASSERT_EQ("", Take("one"));
+    ChangeEverything();
+    const auto before = Image();
+    Child idle([](const auto& ready) {
+        static std::ifstream file(VGDB::GetDBPath(DB_SYSTEM));
+        ready();
+    });
+    const std::string problem = Restore("one", 100ms);
+    EXPECT_NE(std::string::npos, problem.find("is open in process ")) << problem;
+    EXPECT_EQ(before, Image());
+    idle.Kill();
+    EXPECT_EQ("", Restore("one"));
+}
+
+// Whoever may write to the package's folders must not have root write anywhere else, or restore what root has not
+// saved.
+TEST_F(SnapshotTest, FollowsNothingOfSomebodyElses) {
+    ASSERT_EQ("", Take("one"));
+    ChangeEverything();
+    const std::string outside = Path("/etc/outside");
+    WriteFile(outside, "mine");
+    fs::remove(Path(kVariableConf));
+    fs::create_symlink("/etc/outside", Path(kVariableConf));
+    const auto before = Image();
+    if (geteuid() == 0) {
+        ASSERT_EQ(0, lchown(Path(kVariableConf).c_str(), 1234, 1234));
+        const std::string problem = Restore("one");
+        EXPECT_NE(std::string::npos, problem.find("a link of somebody else's")) << problem;
+        EXPECT_EQ("mine", ReadFile(outside));
+        EXPECT_EQ(before, Image());
+        ASSERT_EQ(0, lchown(Path(kVariableConf).c_str(), 0, 0));
+    }
+    fs::permissions(Path(kSnapshots) + "one", fs::perms(0770));
+    EXPECT_NE("", Restore("one")) << "one that others may write to";
+    fs::permissions(Path(kSnapshots) + "one", fs::perms(0700));
+    EXPECT_EQ("", Restore("one"));
+    EXPECT_EQ("x=\"1\"\n", ReadFile(outside)) << "a link of our own is followed";
+
+    WriteFile(Path(kRestoreMark), "one\n");
+    std::string name;
+    EXPECT_EQ(1, FindUnfinishedRestore(name));
+    fs::permissions(Path(kSnapshots), fs::perms(0777));
+    EXPECT_EQ(0, FindUnfinishedRestore(name));
+    EXPECT_NE("", Take("two"));
+}
+
+TEST_F(SnapshotTest, RefusesListsThatContradictEachOther) {
+    ASSERT_EQ("", Take("one"));
+    Snapshot snapshot = Find("one");
+    snapshot.absent.push_back(std::string(kVariableConf));
+    std::string problem;
+    std::map<std::string, std::string> sums;
+    EXPECT_EQ(-1, ReadSums(snapshot, sums, problem));
+    EXPECT_NE(std::string::npos, problem.find("variable.conf is saved, and is to be absent")) << problem;
+    WriteFile(snapshot.folder + '/' + kSumsFile, "");
+    snapshot.sumOfSums = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+    EXPECT_EQ(-1, ReadSums(snapshot, sums, problem));
+    EXPECT_NE(std::string::npos, problem.find("names no file")) << problem;
 }
 
 }  // namespace

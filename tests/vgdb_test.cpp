@@ -459,6 +459,46 @@ TEST_F(DataAccess, ChangesNothingWhenItOnlyReads) {
     EXPECT_EQ(before, Contents(target));
 }
 
+// In write-ahead mode, beside one who uses it, and when nobody does; and one that somebody keeps for himself.
+TEST_F(DataAccess, ReadsBesideOthersAndWaitsForNobody) {
+    const std::string target = fs::path(VGDB::GetDBPath(DB_SYSTEM)).parent_path().string();
+    const std::string temporary = Path("/tmp");
+    fs::create_directory(temporary);
+    setenv("TMPDIR", temporary.c_str(), 1);
+    Sql(DB_EDGE, "PRAGMA journal_mode = WAL; CREATE TABLE t(n); INSERT INTO t VALUES(6)");
+    Other user(DB_LOG);
+    user.Run("PRAGMA journal_mode = WAL; CREATE TABLE t(n); INSERT INTO t VALUES(7)");
+    Other holder(DB_POS);
+    holder.Run("CREATE TABLE t(n)");
+    // The index is this process's own here, and shared with the other connection.
+    const auto look = [&] {
+        auto files = Contents(target);
+        files.erase(VGDB::GetDBPath(DB_LOG) + "-shm");
+        return files;
+    };
+    const auto before = look();
+    holder.Run("BEGIN EXCLUSIVE");  // which looking at the file would have ended
+
+    VGDB::OpenReadOnly();
+    const auto begin = std::chrono::steady_clock::now();
+    for (const auto& [db, expected] : {std::pair(DB_EDGE, "6"), {DB_LOG, "7"}}) {
+        std::string n;
+        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "SELECT n FROM t", n));
+        EXPECT_EQ(expected, n);
+    }
+    EXPECT_EQ(VGDB::DBState::Busy, VGDB::Probe(DB_POS));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    holder.Run("ROLLBACK");
+    EXPECT_TRUE(before == look());
+    user.Run("INSERT INTO t VALUES(8)");
+    std::string n;
+    EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(DB_LOG, "SELECT max(n) FROM t", n));
+    EXPECT_EQ("8", n);
+    VGDB::CloseAll();
+    EXPECT_TRUE(fs::is_empty(temporary)) << "nothing was copied";
+    unsetenv("TMPDIR");
+}
+
 TEST_F(DataAccess, FlushesTheFoldersOfRepairsOnce) {
     WriteFile(VGDB::GetDBPath(DB_POS), "");
     VGDB::BeginRepairs();

@@ -8,5 +8,6 @@
 inline constexpr std::string_view kRestoreMark =
     "/var/packages/Vigilo/target/@vigilo/@UpgradeSnapshots/.restoring";
 
-// Returns 1 and the name; 0 when no restore is unfinished; -1 (logged) when that cannot be told.
+// Returns 1 and the name; 0 when no restore is unfinished, also when somebody else than root or the user who runs the
+// program could have laid the mark; -1 (logged) when that cannot be told.
 [[nodiscard]] int FindUnfinishedRestore(std::string& name);

@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kWorkPrefix = ".rehearsal-";
+const std::string kWorkPrefix = std::string(".").append(kRehearsalPrefix);
 constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 
 // A row asks whether it is there.
@@ -165,7 +165,7 @@ int Rehearsal::MakeFolder(const std::string& place, std::string& problem) {
     m_madePlace = isMissing;
     g_madePlace = isMissing ? m_place : "";
     RemoveLeftovers(folder);
-    std::string path = folder.PathOf(std::string(kWorkPrefix) + "XXXXXX");
+    std::string path = folder.PathOf(kWorkPrefix + "XXXXXX");
     if (!mkdtemp(path.data())) {
         problem = Reason(m_place);
         return -1;

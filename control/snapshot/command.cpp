@@ -25,6 +25,9 @@ std::string Described(const Json::Value& object) {
     const auto text = [&object](const char* member) {
         return object[member].isString() ? Escaped(object[member].asString()) : "?";
     };
-    return text("name") + ", taken " + text("taken") + " from version " + text("version") + ", " +
-           InBytes(object["bytes"].asUInt64());
+    if (object["rehearsal"].asBool())
+        return text("name") + ", a rehearsal of " + text("taken");
+    return text("name") + ", taken " + text("taken") + ", data of version " +
+           (object["stamp"].isString() ? text("stamp") : "unknown") + ", " +
+           InBytes(object["bytes"].asUInt64()) + (object["note"].isString() ? ": " + text("note") : "");
 }

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -12,9 +14,11 @@
 #include "control/snapshot/sums.h"
 #include "control/snapshot/tree_copy.h"
 #include "platform/base/local_time.h"
+#include "platform/base/paths.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 #include "platform/files/folder.h"
+#include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
 
 namespace fs = std::filesystem;
@@ -24,7 +28,7 @@ namespace {
 constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 constexpr mode_t kFileMode = 0600;
 
-constexpr const char* kForgotten = ".forgotten";
+constexpr const char* kForgotten = ".vgforgotten";
 
 std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
@@ -55,6 +59,8 @@ int Fill(Snapshot& snapshot, std::chrono::milliseconds patience, const BytesOf& 
         return -1;
     snapshot.bytes = copy.bytes;
     snapshot.absent = copy.absent;
+    for (const std::string& path : copy.damaged)
+        snapshot.damaged.push_back(path.substr(kTargetDir.size()));
     snapshot.complete = true;
     return WriteSnapshotJson(snapshot, problem);
 }
@@ -72,10 +78,23 @@ std::string SumOf(const std::string& path, const Progress& progress) {
     return SumOfFile(file.Get(), progress);
 }
 
+// Out of the list in one step; what an earlier, killed one has left goes first.
+int Remove(const fs::path& path, std::string& problem) {
+    const Folder folder = Folder::Open(path.parent_path());
+    const std::string forgotten = folder ? folder.PathOf(kForgotten) : "";
+    if (folder && VGFolderRemove(forgotten) == 0 &&
+        renameat(folder.Fd(), path.filename().c_str(), folder.Fd(), kForgotten) == 0 && folder.Sync() &&
+        VGFolderRemove(forgotten) == 0)
+        return 0;
+    problem = Reason("Cannot remove " + path.native());
+    return -1;
+}
+
 }  // namespace
 
-int TakeSnapshot(const SnapshotPlace& place, const std::string& name, std::chrono::milliseconds patience,
-                 const BytesOf& progress, Snapshot& snapshot, std::string& problem) {
+int TakeSnapshot(const SnapshotPlace& place, const std::string& name, const std::string& note,
+                 std::chrono::milliseconds patience, const BytesOf& progress, Snapshot& snapshot,
+                 std::string& problem) {
     problem = WhatIsWrongWithName(name);
     if (!problem.empty())
         return -1;
@@ -94,6 +113,11 @@ int TakeSnapshot(const SnapshotPlace& place, const std::string& name, std::chron
     snapshot.folder = folder.PathOf(name);
     snapshot.taken = LocalTime(std::time(nullptr));
     snapshot.version = GetVGPkgVersion(true);
+    (void)VGFileGetVal(kSettingsConf, "vg_upgrader_version", snapshot.stamp);
+    std::array<char, 256> host{};
+    if (gethostname(host.data(), host.size() - 1) == 0)
+        snapshot.host = host.data();
+    snapshot.note = note;
     int result = -1;
     if (folder.Sync())
         result = Fill(snapshot, patience, progress, problem);
@@ -101,7 +125,7 @@ int TakeSnapshot(const SnapshotPlace& place, const std::string& name, std::chron
         problem = Reason(place.folder);
     std::string unremoved;
     if (result != 0)
-        (void)ForgetSnapshot(snapshot, unremoved);  // what stays is not complete, and shows as that
+        (void)Remove(snapshot.folder, unremoved);  // what stays is not complete, and shows as that
     return result;
 }
 
@@ -128,16 +152,23 @@ std::vector<std::string> ProblemsOf(const Snapshot& snapshot, const BytesOf& pro
     return problems;
 }
 
-int ForgetSnapshot(const Snapshot& snapshot, std::string& problem) {
-    const fs::path path = snapshot.folder;
-    const Folder folder = Folder::Open(path.parent_path());
-    const std::string name = path.filename();
-    // Out of the list in one step; what an earlier, killed one has left goes first.
-    const std::string forgotten = folder ? folder.PathOf(kForgotten) : "";
-    if (folder && VGFolderRemove(forgotten) == 0 &&
-        renameat(folder.Fd(), name.c_str(), folder.Fd(), kForgotten) == 0 && folder.Sync() &&
-        VGFolderRemove(forgotten) == 0)
-        return 0;
-    problem = Reason("Cannot remove " + snapshot.folder);
-    return -1;
+int ForgetSnapshot(const SnapshotPlace& place, const Snapshot& snapshot, std::string& problem) {
+    const bool standsAmongThem =
+        !place.isElsewhere && fs::path(snapshot.folder).parent_path() == fs::path(place.folder);
+    if (!snapshot.isOurs && !standsAmongThem) {
+        problem = snapshot.folder + " is no snapshot";
+        return -1;
+    }
+    std::string foreign;
+    if (FindForeign(snapshot, foreign, problem))
+        return -1;
+    if (!foreign.empty()) {
+        problem = snapshot.folder + " also holds what is no part of a snapshot, and stays: " + foreign;
+        return -1;
+    }
+    return Remove(snapshot.folder, problem);
+}
+
+int ForgetRehearsal(const KeptRehearsal& rehearsal, std::string& problem) {
+    return Remove(rehearsal.folder, problem);
 }

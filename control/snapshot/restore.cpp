@@ -20,6 +20,7 @@
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
 #include "platform/files/flush_later.h"
+#include "platform/files/holder.h"
 #include "platform/vgdb/database_file.h"
 #include "upgrader/history.h"
 #include "upgrader/restore_mark.h"
@@ -40,26 +41,21 @@ public:
     Restorer(const Snapshot& snapshot, std::string name, const BytesOf& progress, std::string& problem)
         : m_snapshot(snapshot), m_name(std::move(name)), m_progress(progress), m_problem(problem) {}
 
-    //   1. Read what belongs to the snapshot.
+    //   1. Find the files and their places.
     //   2. Hold the databases against everybody.
-    //   3. Copy the files beside those that they replace, and compare their sums.
-    //   4. Set the mark. From here on it has to be finished.
-    //   5. Remove what belongs to the old databases alone.
-    //   6. Put the files in place, and remove those that did not exist.
+    //   3. See whether every file can be replaced.
+    //   4. Copy the files beside those that they replace, and compare their sums.
+    //   5. Set the mark. From here on it has to be finished.
+    //   6. Put the files in place, without what belongs to the old databases alone.
     //   7. Note it in the history, and remove the mark.
     bool Run(std::chrono::milliseconds patience) {
-        if (!ReadPlan() || !Hold(patience))
+        if (!FindFiles() || !Hold(patience) || !CanReplaceAll())
             return false;
-        if (!RemoveLitter() || !HasRoom() || !CopyBeside() || !SetMark()) {
+        if (!CopyBeside() || !SetMark()) {
             (void)RemoveLitter();
             return false;
         }
-        if (!RemoveJournals() || !PutInPlace() || !RemoveAbsent() || !FlushFolders())
-            return false;
-        NoteInHistory();
-        // On disk before it is told: a mark that came back would have the system of a later day replaced.
-        return (VGFileRemove(ResolveEntry(kRestoreMark)) == 0 && VGFilesFlush() == 0) ||
-               Fail("The mark of the restore cannot be removed");
+        return PutInPlace() && NoteInHistory() && RemoveMark();
     }
 
 private:
@@ -77,26 +73,44 @@ private:
         return false;
     }
 
-    bool ReadPlan() {
+    bool FindFiles() {
         std::map<std::string, std::string> sums;
+        const Folder folder = Folder::Open(m_snapshot.folder);
+        if (!folder)
+            return Fail(Reason(m_snapshot.folder));
+        if (!folder.IsOurs())
+            return Fail(m_snapshot.folder + " can be written to by others than root, and is not restored");
         if (ReadSums(m_snapshot, sums, m_problem))
             return false;
         for (const auto& [path, sum] : sums) {
             File file;
             file.path = path;
             file.sum = sum;
-            const std::string source = m_snapshot.folder + '/' + path;
-            file.source = UniqueFd(open(source.c_str(), kReadFlags | O_NOFOLLOW));
+            file.source = OpenBelow(folder, path);
             if (!file.source || fstat(file.source.Get(), &file.status) != 0)
-                return Fail(Reason(source));
-            const fs::path target = RealPathOfTreeFile('/' + path);
-            file.name = target.filename();
-            file.folder = FolderOf(target);
-            if (!file.folder)
+                return Fail(Reason(m_snapshot.folder + '/' + path));
+            if (!FindTarget('/' + path, file.folder, file.name))
                 return false;
             m_files.push_back(std::move(file));
         }
         return true;
+    }
+
+    // Follows no link on the way.
+    static UniqueFd OpenBelow(const Folder& root, const fs::path& path) {
+        Folder folder = root.OpenFolder(".");
+        for (const fs::path& part : path.parent_path())
+            folder = folder.OpenFolder(part);
+        return folder.OpenFile(path.filename());
+    }
+
+    bool FindTarget(const std::string& path, const Folder*& folder, std::string& name) {
+        const fs::path target = RealPathOfTreeFile(path);
+        if (target.empty())
+            return Fail(ResolveEntry(path) + " is a link of somebody else's, and is not written through");
+        name = target.filename();
+        folder = FolderOf(target);
+        return folder != nullptr;
     }
 
     const Folder* FolderOf(const fs::path& target) {
@@ -123,14 +137,46 @@ private:
         return databases;
     }
 
+    // Who has a database open without a lock would go on with the file that was replaced.
     bool Hold(std::chrono::milliseconds patience) {
         std::vector<std::string> paths;
         for (const std::string& path : Databases())
             paths.push_back(ResolvePath(path));
-        if (m_held.Acquire(paths, HeldDatabases::Against::Everybody, patience, m_problem) == 0)
-            return true;
-        m_problem += ". Stop the package first.";
-        return false;
+        if (m_held.Acquire(paths, HeldDatabases::Against::Everybody, patience, m_problem)) {
+            m_problem += ". Stop the package first.";
+            return false;
+        }
+        for (const std::string& path : paths)
+            if (const Holder holder = FindHolder(path, Having::Open))
+                return Fail(path + " is open in " + InWords(holder) + ". Stop the package first.");
+        return true;
+    }
+
+    bool CanReplaceAll() {
+        for (const File& file : m_files)
+            if (!CanReplace(*file.folder, file.name))
+                return false;
+        for (const std::string& path : m_snapshot.absent) {
+            const fs::path target = ResolvePath(path);
+            const Folder folder = Folder::Open(target.parent_path());
+            if (folder && !CanReplace(folder, target.filename()))
+                return false;
+        }
+        return RemoveLitter() && HasRoom();
+    }
+
+    // Rights show when the copy is made beside it.
+    bool CanReplace(const Folder& folder, const std::string& name) {
+        const auto isFixed = [&](const char* entry) {
+            struct statx status {};
+            if (statx(folder.Fd(), entry, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_TYPE, &status) != 0)
+                return false;
+            const auto attributes = status.stx_attributes & status.stx_attributes_mask;
+            return (attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0 ||
+                   (*entry != '\0' && (attributes & STATX_ATTR_MOUNT_ROOT) != 0);
+        };
+        return (!isFixed(name.c_str()) && !isFixed("")) ||
+               Fail(folder.PathOf(name) + " cannot be replaced: it is mounted, or set immutable");
     }
 
     // What a run that was killed has left.
@@ -212,12 +258,14 @@ private:
     }
 
     bool PutInPlace() {
+        if (!RemoveJournals())
+            return false;
         for (const File& file : m_files) {
             const std::string beside = file.name + kBeside;
             if (renameat(file.folder->Fd(), beside.c_str(), file.folder->Fd(), file.name.c_str()) != 0)
                 return Fail(Reason("Cannot replace " + file.folder->PathOf(file.name)));
         }
-        return true;
+        return RemoveAbsent() && FlushFolders();
     }
 
     bool RemoveAbsent() {
@@ -236,7 +284,7 @@ private:
     }
 
     // Noted once, also when the mark could not be removed after it.
-    void NoteInHistory() {
+    bool NoteInHistory() {
         struct stat mark {};
         Json::Value note(Json::objectValue);
         note["restored"] = m_name;
@@ -244,8 +292,15 @@ private:
             note["at"] = LocalTime(mark.st_mtime);
         std::vector<Json::Value> history;
         if (ReadHistory(history) == 0 && !history.empty() && history.back() == note)
-            return;
+            return true;
         (void)AppendHistory(note, true);  // logged; the files are what counts
+        return true;
+    }
+
+    // On disk before it is told: a mark that came back would have the system of a later day replaced.
+    bool RemoveMark() {
+        return (VGFileRemove(ResolveEntry(kRestoreMark)) == 0 && VGFilesFlush() == 0) ||
+               Fail("The mark of the restore cannot be removed");
     }
 
     const Snapshot& m_snapshot;

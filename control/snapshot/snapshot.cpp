@@ -13,6 +13,7 @@
 #include "control/snapshot/sha256.h"
 #include "control/snapshot/tree_files.h"
 #include "platform/base/json.h"
+#include "platform/base/local_time.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/files/file_io.h"
@@ -43,15 +44,23 @@ Snapshot Load(const std::string& folder, const std::string& name) {
         !object.isObject())
         return snapshot;
     snapshot.taken = TextOf(object, "taken");
+    snapshot.stamp = TextOf(object, "stamp");
     snapshot.version = TextOf(object, "version");
+    snapshot.host = TextOf(object, "host");
+    snapshot.note = TextOf(object, "note");
+    const Json::Value& damaged = object["damaged"];
+    for (const Json::Value& path : damaged.isArray() ? damaged : Json::Value(Json::arrayValue))
+        snapshot.damaged.push_back(path.isString() ? path.asString() : "");
     snapshot.bytes = object["bytes"].isUInt64() ? object["bytes"].asUInt64() : 0;
     snapshot.sumOfSums = TextOf(object, "sums");
     const Json::Value& absent = object["absent"];
     for (const Json::Value& path : absent.isArray() ? absent : Json::Value(Json::arrayValue))
         snapshot.absent.push_back(path.isString() ? path.asString() : "");
+    snapshot.isOurs = absent.isArray() && object["sums"].isString() && object["taken"].isString() &&
+                      object["name"].isString() && object["complete"].isBool();
     const bool known = std::all_of(snapshot.absent.begin(), snapshot.absent.end(), IsTreeFile);
     snapshot.complete =
-        object["complete"] == true && absent.isArray() && known && !snapshot.sumOfSums.empty();
+        snapshot.isOurs && object["complete"].asBool() && known && !snapshot.sumOfSums.empty();
     return snapshot;
 }
 
@@ -99,9 +108,14 @@ Json::Value Snapshot::ToJson() const {
     Json::Value object(Json::objectValue);
     object["name"] = name;
     object["taken"] = taken.empty() ? Json::Value() : Json::Value(taken);
-    object["version"] = version.empty() ? Json::Value() : Json::Value(version);
+    for (const auto& [member, text] :
+         {std::pair("stamp", &stamp), {"version", &version}, {"host", &host}, {"note", &note}})
+        object[member] = text->empty() ? Json::Value() : Json::Value(*text);
     object["bytes"] = Json::UInt64{bytes};
     object["complete"] = complete;
+    object["damaged"] = Json::Value(Json::arrayValue);
+    for (const std::string& path : damaged)
+        object["damaged"].append(path);
     return object;
 }
 
@@ -121,6 +135,10 @@ int FindSnapshotPlace(const std::string& elsewhere, SnapshotPlace& place, std::s
 
 Folder OpenSnapshotPlace(const SnapshotPlace& place) {
     Folder folder = Folder::Open(place.folder);
+    if (folder && !place.isElsewhere && !folder.IsOurs()) {
+        errno = EPERM;
+        return Folder();
+    }
     if (folder || errno != ENOENT || place.isElsewhere)
         return folder;
     const fs::path path = place.folder;
@@ -190,6 +208,31 @@ int ListSnapshots(const SnapshotPlace& place, std::vector<Snapshot>& snapshots, 
     return 0;
 }
 
+Json::Value KeptRehearsal::ToJson() const {
+    Json::Value object(Json::objectValue);
+    object["name"] = name;
+    object["taken"] = taken;
+    object["rehearsal"] = true;
+    object["complete"] = false;
+    return object;
+}
+
+std::vector<KeptRehearsal> ListRehearsals(const SnapshotPlace& place) {
+    std::vector<KeptRehearsal> kept;
+    std::vector<std::string> names;
+    const Folder folder = Folder::Open(place.folder);
+    if (!folder || !folder.List(names))
+        return kept;
+    for (const std::string& name : names) {
+        const Folder one = name.starts_with(kRehearsalPrefix) ? folder.OpenFolder(name) : Folder();
+        struct stat status {};
+        if (one && one.IsOurs() && one.Stat("before", status) && one.Stat("after", status))
+            kept.push_back(
+                {.name = name, .folder = folder.PathOf(name), .taken = LocalTime(status.st_mtime)});
+    }
+    return kept;
+}
+
 int WriteSnapshotJson(const Snapshot& snapshot, std::string& problem) {
     Json::Value object = snapshot.ToJson();
     object["sums"] = snapshot.sumOfSums;
@@ -224,9 +267,35 @@ int ReadSums(const Snapshot& snapshot, std::map<std::string, std::string>& sums,
             problem = std::string(kSumsFile) + " names what is no file of a snapshot: " + line;
             return -1;
         }
+        if (std::find(snapshot.absent.begin(), snapshot.absent.end(), '/' + path) != snapshot.absent.end()) {
+            problem = path + " is saved, and is to be absent";
+            return -1;
+        }
         sums[path] = sum;
     }
-    return 0;
+    if (sums.empty())
+        problem = std::string(kSumsFile) + " names no file";
+    return sums.empty() ? -1 : 0;
+}
+
+int FindForeign(const Snapshot& snapshot, std::string& path, std::string& problem) {
+    path.clear();
+    std::error_code error;
+    const fs::path root = snapshot.folder;
+    const auto end = fs::recursive_directory_iterator();
+    auto entry = fs::recursive_directory_iterator(root, error);
+    for (; !error && entry != end && path.empty(); entry.increment(error)) {
+        const std::string name = entry->path().native().substr(snapshot.folder.size() + 1);
+        const bool isOwn = entry->symlink_status(error).type() == fs::file_type::directory
+                               ? IsFolderOfTreeFiles('/' + name)
+                               : IsTreeFile('/' + name) || name == kSnapshotJson || name == kSumsFile ||
+                                     name == FileReplacement::TemporaryName(kSnapshotJson) ||
+                                     name == FileReplacement::TemporaryName(kSumsFile);
+        path = isOwn ? "" : name;
+    }
+    if (error)
+        problem = snapshot.folder + ": " + error.message();
+    return error ? -1 : 0;
 }
 
 std::string SumsLine(const std::string& sum, const std::string& path) {

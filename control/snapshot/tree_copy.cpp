@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -22,7 +23,8 @@ namespace {
 
 // A file that is there.
 struct Source {
-    std::string path;  // of the package
+    std::string path;      // of the package
+    std::string database;  // the real path of the one that it belongs to; '' when to none
     int fd;
     struct stat status {};
 };
@@ -58,25 +60,30 @@ private:
 
     bool Open(const std::vector<TreeFile>& files) {
         for (const TreeFile& file : files) {
-            if (!OpenOne(file.path, file.realPath, file.isDatabase ? m_held.FdOf(file.realPath) : -1))
+            const std::string database = file.isDatabase ? file.realPath : "";
+            if (!OpenOne(file.path, file.realPath, database))
                 return false;
             if (!file.isDatabase)
                 continue;
+            const std::vector<std::string> damaged = m_held.Damaged();
+            if (std::find(damaged.begin(), damaged.end(), database) != damaged.end())
+                m_copy.damaged.push_back(file.path);
             for (const std::string& companion : CompanionsOf(m_held.FdOf(file.realPath), file.realPath))
-                if (!OpenOne(file.path + companion.substr(file.realPath.size()), companion, -1))
+                if (!OpenOne(file.path + companion.substr(file.realPath.size()), companion, database))
                     return false;
         }
         return true;
     }
 
-    bool OpenOne(const std::string& path, const std::string& realPath, int heldFd) {
-        if (heldFd < 0) {
+    bool OpenOne(const std::string& path, const std::string& realPath, const std::string& database) {
+        Source source{
+            .path = path, .database = database, .fd = database == realPath ? m_held.FdOf(database) : -1};
+        if (source.fd < 0) {
             m_open.emplace_back(open(realPath.c_str(), kReadFlags));
             if (!m_open.back() && errno != ENOENT)
                 return Fail(Reason(realPath));
-            heldFd = m_open.back().Get();
+            source.fd = m_open.back().Get();
         }
-        Source source{.path = path, .fd = heldFd};
         if (source.fd < 0) {
             m_copy.absent.push_back(path);
             return true;
@@ -93,12 +100,11 @@ private:
     // Blocks that are shared take no room; whether they can be is asked once a file system.
     bool HasRoom() {
         const Folder& folder = m_folders.at("/");
-        std::map<dev_t, bool> shares;
         uint64_t needed = 0;
         for (const Source& source : m_sources) {
             if (source.status.st_size == 0)
                 continue;
-            const auto [known, isNew] = shares.try_emplace(source.status.st_dev, false);
+            const auto [known, isNew] = m_shares.try_emplace(source.status.st_dev, false);
             if (isNew)
                 known->second = CanShareBlocks(source.fd, folder);
             if (!known->second)
@@ -108,30 +114,46 @@ private:
         return problem.empty() || Fail(problem);
     }
 
+    // What shares its blocks first, which takes no time: its sum is taken when nobody waits any more. Then one database
+    // after the other.
     bool CopyAll() {
-        uint64_t done = 0;
-        const auto progress = [&](uint64_t bytes) {
-            done += bytes;
-            if (m_way.progress)
-                m_way.progress(done, m_copy.bytes);
-        };
-        for (const Source& source : m_sources) {
-            const fs::path path = source.path;
-            const Folder* const folder = FolderFor(path.parent_path());
-            if (!folder)
+        m_copies.resize(m_sources.size());
+        m_copy.files.resize(m_sources.size());
+        for (size_t i = 0; i < m_sources.size(); ++i)
+            if (m_shares[m_sources[i].status.st_dev] && !CopyOne(i, nullptr))
                 return false;
-            const std::string name = path.filename();
-            std::string sum;
-            UniqueFd copy = m_way.durable ? CopyWithSum(source.fd, *folder, name, progress, sum)
-                                          : CopyFile(source.fd, *folder, name);
-            if (!copy)
-                return Fail(Reason("Cannot copy " + folder->PathOf(name)));
-            const auto bytes = static_cast<uint64_t>(source.status.st_size);
-            if (!m_way.durable)
-                progress(bytes);
-            m_copy.files.push_back({.path = source.path.substr(1), .sum = sum, .bytes = bytes});
-            m_copies.push_back(std::move(copy));
+        for (size_t i = 0; i < m_sources.size(); ++i) {
+            if (!m_copies[i] && !CopyOne(i, m_way.durable ? &m_copy.files[i].sum : nullptr))
+                return false;
+            const std::string& database = m_sources[i].database;
+            if (i + 1 == m_sources.size() || m_sources[i + 1].database != database)
+                m_held.LetGo(database);
         }
+        for (size_t i = 0; m_way.durable && i < m_sources.size(); ++i) {
+            std::string& sum = m_copy.files[i].sum;
+            if (sum.empty())
+                sum = SumOfFile(m_copies[i].Get(), m_progress);
+            if (sum.empty())
+                return Fail(Reason("Cannot read the copy of " + m_sources[i].path));
+        }
+        return true;
+    }
+
+    bool CopyOne(size_t i, std::string* sum) {
+        const Source& source = m_sources[i];
+        const fs::path path = source.path;
+        const Folder* const folder = FolderFor(path.parent_path());
+        if (!folder)
+            return false;
+        const std::string name = path.filename();
+        m_copies[i] = sum ? CopyWithSum(source.fd, *folder, name, m_progress, *sum)
+                          : CopyFile(source.fd, *folder, name);
+        if (!m_copies[i])
+            return Fail(Reason("Cannot copy " + folder->PathOf(name)));
+        m_copy.files[i].path = source.path.substr(1);
+        m_copy.files[i].bytes = static_cast<uint64_t>(source.status.st_size);
+        if (!m_way.durable)
+            m_progress(m_copy.files[i].bytes);
         return true;
     }
 
@@ -168,7 +190,14 @@ private:
     const TreeCopyWay& m_way;
     TreeCopy& m_copy;
     std::string& m_problem;
+    uint64_t m_done = 0;
+    const Progress m_progress = [this](uint64_t bytes) {
+        m_done += bytes;
+        if (m_way.progress)
+            m_way.progress(m_done, m_copy.bytes);
+    };
     HeldDatabases m_held;
+    std::map<dev_t, bool> m_shares;  // whether the copy can share blocks with that file system
     std::vector<UniqueFd> m_open;
     std::vector<Source> m_sources;
     std::map<std::string, Folder> m_folders;  // of the copy, by the package's path

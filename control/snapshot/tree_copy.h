@@ -26,11 +26,13 @@ struct TreeCopy {
     };
 
     std::vector<File> files;
-    std::vector<std::string> absent;  // paths of the package where no file is
+    std::vector<std::string> absent;   // paths of the package where no file is
+    std::vector<std::string> damaged;  // databases that are none any more, by their paths of the package
     uint64_t bytes = 0;
 };
 
-// Copies into an existing, empty folder, by its real path, under the paths of the package. The caller holds the
+// Copies into an existing, empty folder, by its real path, under the paths of the package. Whoever writes to a database
+// is kept out from the common instant until that database is copied: for no time where blocks can be shared. The caller holds the
 // upgrade lock and has no connection to a database. What could not be finished stays in the folder. Returns 0; -1
 // with the reason in `problem`.
 [[nodiscard]] int CopyTree(const std::string& folder, const TreeCopyWay& way, TreeCopy& copy,

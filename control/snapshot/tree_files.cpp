@@ -71,9 +71,19 @@ bool IsTreeFile(std::string_view path) {
     return !DatabaseOf(path).empty();
 }
 
+bool IsFolderOfTreeFiles(std::string_view path) {
+    std::vector<std::string> files = DatabasePaths();
+    files.insert(files.end(), {std::string(kSettingsConf), std::string(kVariableConf)});
+    return std::any_of(files.begin(), files.end(),
+                       [&](const std::string& file) { return file.starts_with(std::string(path) + '/'); });
+}
+
 std::string RealPathOfTreeFile(const std::string& path) {
     const std::string database = DatabaseOf(path);
-    return database.empty() ? ResolvePath(path) : ResolvePath(database) + path.substr(database.size());
+    std::string real;
+    if (ResolveForWriting(database.empty() ? path : database, real))
+        return "";
+    return database.empty() ? real : real + path.substr(database.size());
 }
 
 std::vector<std::string> DatabasePaths() {

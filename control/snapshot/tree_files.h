@@ -18,7 +18,11 @@ struct TreeFile {
 // Whether a file of that path can be one of them, or belong to one of the databases.
 bool IsTreeFile(std::string_view path);
 
-// The real path of such a file. What belongs to a database stands where the file is that a link to it leads to.
+// Whether such a file can stand somewhere below the folder of that path.
+bool IsFolderOfTreeFiles(std::string_view path);
+
+// The real path of such a file, which is about to be replaced; '' with errno when a link of somebody else's stands
+// there (see ResolveForWriting). What belongs to a database stands where the file is that a link to it leads to.
 std::string RealPathOfTreeFile(const std::string& path);
 
 // The paths of the 17 databases.

@@ -96,6 +96,10 @@ bool Folder::List(std::vector<std::string>& names) const {
     return true;
 }
 
+bool Folder::IsOurs() const {
+    return (m_status.st_uid == 0 || m_status.st_uid == geteuid()) && (m_status.st_mode & 022) == 0;
+}
+
 bool Folder::Sync() const { return Flush(Fd()); }
 
 bool Folder::IsMountPoint(const std::string& name, const struct stat& status) const {

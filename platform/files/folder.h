@@ -36,6 +36,10 @@ public:
     // Flushes the folder's entries to disk.
     bool Sync() const;
 
+    // Whether it belongs to root, or to the user who runs the program, and nobody else may write to it. Only what stands
+    // in such a folder tells a program of root's what to do.
+    bool IsOurs() const;
+
     bool IsSameAs(const Folder& other) const { return IsSameFile(m_status, other.m_status); }
 
     // Whether something is mounted on the entry, a folder by its status: also a part of this file system.

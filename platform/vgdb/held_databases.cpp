@@ -49,16 +49,16 @@ int KeepWritersOut(sqlite3* db, const std::string& path) {
 
 bool IsBusy(int code) { return (code & 0xff) == SQLITE_BUSY || (code & 0xff) == SQLITE_LOCKED; }
 
+bool IsDamage(int code) { return (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB; }
+
 // Nobody can write to such a database, which is copied as it is.
-bool HasNoWriter(int code) {
-    const int kind = code & 0xff;
-    return kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB || kind == SQLITE_READONLY;
-}
+bool HasNoWriter(int code) { return IsDamage(code) || (code & 0xff) == SQLITE_READONLY; }
 
 }  // namespace
 
 struct HeldDatabases::Held {
     std::string path;
+    bool isDamaged = false;
     UniqueFd file;  // closed after the connection, whose locks would go with it
     SqliteHandle db;
 
@@ -138,10 +138,12 @@ int HeldDatabases::Acquire(const std::vector<std::string>& paths, Against agains
         m_held.clear();
         auto busy = order.end();
         for (auto path = order.begin(); path != order.end() && busy == order.end(); ++path) {
-            m_held.push_back(std::make_unique<Held>(Held{.path = *path, .file = {}, .db = {}}));
+            m_held.push_back(
+                std::make_unique<Held>(Held{.path = *path, .isDamaged = false, .file = {}, .db = {}}));
             const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
             const milliseconds most = path == order.begin() ? kMostOfFirst : kMostOfOther;
             const int code = m_held.back()->Take(against, std::clamp(left, milliseconds(0), most));
+            m_held.back()->isDamaged = IsDamage(code);
             if (IsBusy(code)) {
                 busy = path;
             } else if (code != SQLITE_OK && !HasNoWriter(code)) {
@@ -168,4 +170,16 @@ int HeldDatabases::FdOf(const std::string& path) const {
         if (held->path == path)
             return held->file.Get();
     return -1;
+}
+
+std::vector<std::string> HeldDatabases::Damaged() const {
+    std::vector<std::string> paths;
+    for (const auto& held : m_held)
+        if (held->isDamaged)
+            paths.push_back(held->path);
+    return paths;
+}
+
+void HeldDatabases::LetGo(const std::string& path) {
+    std::erase_if(m_held, [&](const auto& held) { return held->path == path; });
 }

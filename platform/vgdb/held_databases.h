@@ -34,8 +34,14 @@ public:
     [[nodiscard]] int Acquire(const std::vector<std::string>& paths, Against against,
                               std::chrono::milliseconds patience, std::string& problem);
 
-    // The open file, at any position; -1 when it was not there.
+    // The open file, at any position; -1 when it was not there, or was let go.
     int FdOf(const std::string& path) const;
+
+    // Those that have no writer to be kept out, as they are no databases any more.
+    std::vector<std::string> Damaged() const;
+
+    // Gives the locks of one database back, whose files are then closed.
+    void LetGo(const std::string& path);
 
 private:
     struct Held;
