@@ -61,7 +61,7 @@ void Add(const Json::Value& object, TextTable& table) {
 std::string PrintMigrations(const Json::Value& object) {
     if (!RestoredOf(object).empty())
         return "";
-    TextTable table({">row", "name", ">changes", "outcome"}, 2);
+    TextTable table({">number", "name", ">changes", "outcome"}, 2);
     size_t others = 0;
     for (const Json::Value& run : object["migrations"]) {
         const long long changes = NumberOf(run, "changes");

@@ -34,7 +34,7 @@ Outcome Migrations::Run(const General& /*general*/) {
 }
 
 std::string Migrations::Print(const Json::Value& result) const {
-    TextTable table({">row", ">threshold", "state", "name", "concerns"});
+    TextTable table({">number", ">threshold", "state", "name", "concerns"});
     for (const Json::Value& row : result)
         table.Add({std::to_string(row["row"].asUInt()), std::to_string(row["threshold"].asUInt()),
                    row["state"].asString(), row["name"].asString(), row["concerns"].asString()});

@@ -130,7 +130,7 @@ std::string VerdictInWords(const Json::Value& migration) {
 
 std::string PrintMigrations(const Json::Value& migrations) {
     std::map<std::string, unsigned> counts;
-    TextTable table({">row", "name", "verdict", "concerns"}, 2);
+    TextTable table({">number", "name", "verdict", "concerns"}, 2);
     for (const Json::Value& migration : migrations) {
         const std::string verdict = VerdictInWords(migration);
         ++counts[verdict];

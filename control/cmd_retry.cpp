@@ -80,7 +80,7 @@ Outcome Retry::Run(const General& general) {
 std::string Retry::Print(const Json::Value& result) const {
     std::string text = "Nothing to retry.\n";
     if (!result["migrations"].empty()) {
-        TextTable table({">row", "name", ">changes", "outcome"});
+        TextTable table({">number", "name", ">changes", "outcome"});
         for (const Json::Value& run : result["migrations"]) {
             const bool failed = run["result"].asInt() < 0;
             const std::string reason = TextOf(run, "reason");
