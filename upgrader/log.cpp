@@ -18,3 +18,11 @@ int LogFailure(const LogSite& site, const char* format, ...) {
     va_end(args);
     return -1;
 }
+
+int LogFailedSteps(std::initializer_list<StepResult> steps, LogSite site) {
+    int result = 0;
+    for (const auto& [stepResult, failure] : steps)
+        if (stepResult < 0)
+            result = LogFailure(site, "%s", failure);
+    return result;
+}

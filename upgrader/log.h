@@ -2,6 +2,8 @@
 // since a migration is known in the log by its function name.
 #pragma once
 
+#include <initializer_list>
+
 // The place that reports a message. As a default argument, Here() is the place of the call.
 struct LogSite {
     int line;
@@ -17,6 +19,14 @@ void LogMessage(const LogSite& site, const char* format, ...) __attribute__((for
 
 // The same for a failure. Returns -1.
 int LogFailure(const LogSite& site, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// For steps of which none keeps the other: logs the message of each whose result is negative. Returns -1 when there was
+// one, else 0.
+struct StepResult {
+    int result;
+    const char* failure;
+};
+int LogFailedSteps(std::initializer_list<StepResult> steps, LogSite site = LogSite::Here());
 
 #define UPG_LOG(...) LogMessage(LogSite::Here(), __VA_ARGS__)
 #define UPG_FAIL(...) LogFailure(LogSite::Here(), __VA_ARGS__)

@@ -36,14 +36,8 @@ int IntegrateExternalProfileToCam() {
 }
 
 int SaveAllCamAndHomeMode() {
-    // One does not keep the other.
-    const int cameras = CamSaveAll();
-    if (cameras < 0)
-        UPG_LOG("Failed to save the cameras.\n");
-    const int homeMode = HomeModeSetting::Save();
-    if (homeMode < 0)
-        UPG_LOG("Failed to save the home mode.\n");
-    return cameras < 0 || homeMode < 0 ? -1 : 0;
+    return LogFailedSteps({{CamSaveAll(), "Failed to save the cameras.\n"},
+                           {HomeModeSetting::Save(), "Failed to save the home mode.\n"}});
 }
 
 }  // namespace migrations

@@ -54,34 +54,22 @@ int CreateIndex(const Index& index, const LogSite& site) {
 
 int CreateIndexes(const std::vector<Index>& indexes, LogSite site = LogSite::Here()) {
     int result = 0;
-    for (const Index& index : indexes) {
+    for (const Index& index : indexes)
         if (CreateIndex(index, site))
             result = -1;
-    }
     return result;
 }
 
-std::string InTarget(const std::string& name) { return ResolveEntry(std::string(kTargetDir) + name); }
-
-// Returns what FindPackageUser does; -1 is logged.
-int FindNewOwner(Owner& owner, const LogSite& site) {
-    const int found = FindPackageUser(owner);
-    if (found < 0)
-        LogMessage(site, "Failed to tell the package's user\n");
-    return found;
-}
-
-int GiveToPackageUser(const std::vector<DB_INSTANCE>& databases, LogSite site = LogSite::Here()) {
+// Gives what stands under these names below the target folder to the package's user.
+int GiveToPackageUser(const std::vector<std::string>& names, int (*give)(const std::string&, const Owner&),
+                      LogSite site = LogSite::Here()) {
     Owner owner;
-    if (const int found = FindNewOwner(owner, site); found <= 0)
-        return found;
+    if (const int found = FindPackageUser(owner); found <= 0)
+        return found < 0 ? LogFailure(site, "Failed to tell the package's user\n") : 0;
     int result = 0;
-    for (const DB_INSTANCE db : databases) {
-        if (VGFileChown(InTarget(VGDB::GetDBName(db)), owner)) {
-            LogMessage(site, "Failed to change the owner of %s\n", VGDB::GetDBName(db).c_str());
-            result = -1;
-        }
-    }
+    for (const std::string& name : names)
+        if (give(ResolveEntry(std::string(kTargetDir) + name), owner))
+            result = LogFailure(site, "Failed to change the owner of %s\n", name.c_str());
     return result;
 }
 
@@ -93,23 +81,17 @@ int CreateTimestampIndex() { return CreateIndexes(kTimestampIndexes); }
 
 int CreateRecordingIndexes() { return CreateIndexes(kRecordingIndexes); }
 
-int UpdateOwnerAndPrivilege() { return GiveToPackageUser({DB_SYSTEM, DB_AXISACSCTRL}); }
-
-int ChangeDBBackupOwner() {
-    Owner owner;
-    if (const int found = FindNewOwner(owner, LogSite::Here()); found <= 0)
-        return found;
-    if (VGTreeChown(InTarget("@vigilo/@VGDBBackup"), owner) == 0)
-        return 0;
-    return UPG_FAIL("Failed to change the owner of @VGDBBackup\n");
+int UpdateOwnerAndPrivilege() {
+    return GiveToPackageUser({VGDB::GetDBName(DB_SYSTEM), VGDB::GetDBName(DB_AXISACSCTRL)}, VGFileChown);
 }
 
+int ChangeDBBackupOwner() { return GiveToPackageUser({"@vigilo/@VGDBBackup"}, VGTreeChown); }
+
 int ChangeDBFileOwnerMod() {
-    std::vector<DB_INSTANCE> all;
-    all.reserve(DB_INSTANCE_COUNT);
+    std::vector<std::string> names;
     for (int db = 0; db < DB_INSTANCE_COUNT; ++db)
-        all.push_back(static_cast<DB_INSTANCE>(db));
-    return GiveToPackageUser(all);
+        names.push_back(VGDB::GetDBName(static_cast<DB_INSTANCE>(db)));
+    return GiveToPackageUser(names, VGFileChown);
 }
 
 }  // namespace migrations

@@ -10,13 +10,8 @@ namespace migrations {
 int TouchLogTypeSettingKeys() { return 0; }
 
 int RecountVGLogAndAxisAcsLog() {
-    const int logs = VGLogEvent::Recount();
-    if (logs < 0)
-        UPG_LOG("Failed to count the log entries anew\n");
-    const int doors = AxisAcsLog::Recount();
-    if (doors < 0)
-        UPG_LOG("Failed to count the door events anew\n");
-    return logs < 0 || doors < 0 ? -1 : 0;
+    return LogFailedSteps({{VGLogEvent::Recount(), "Failed to count the log entries anew\n"},
+                           {AxisAcsLog::Recount(), "Failed to count the door events anew\n"}});
 }
 
 int AddAdvLogAndDropAbandoned() {

@@ -16,6 +16,7 @@
 #include "platform/package/notification/system_schedule.h"
 #include "platform/settings/key_value_file.h"
 #include "platform/settings/settings.h"
+#include "upgrader/dataaccess/column_values.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
@@ -160,15 +161,10 @@ int DisableMsnSkypePushService() {
                  " WHERE name LIKE '%msn%' OR name LIKE '%skype%';",
                  columns))
         return -1;
-    std::vector<std::string> assignments, differences;
-    while (columns.Next()) {
-        assignments.push_back(columns.String("name") + " = " + columns.String("value"));
-        differences.push_back(columns.String("name") + " IS NOT " + columns.String("value"));
-    }
-    if (assignments.empty())
-        return 0;
-    return ExecuteSql(DB_SYSTEM, "UPDATE notificationpushservice SET " + JoinStrings(assignments, ", ") +
-                                     " WHERE " + JoinStrings(differences, " OR ") + ";");
+    ColumnValues nothing;
+    while (columns.Next())
+        nothing.Add(columns.String("name"), columns.String("value"));
+    return ExecuteSql(DB_SYSTEM, nothing.UpdateSql(kPushServiceTable, "1"));
 }
 
 int UpdateEnablePushService() {

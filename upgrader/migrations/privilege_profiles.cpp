@@ -7,37 +7,13 @@
 #include "platform/base/strings.h"
 #include "platform/package/account/priv_profile.h"
 #include "platform/package/account/priv_rights.h"
+#include "upgrader/dataaccess/column_values.h"
 #include "upgrader/dataaccess/guard.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/migrations.h"
 #include "upgrader/missing_schema.h"
 
 namespace {
-
-using Columns = std::vector<std::string>;
-
-// A row to be inserted: its columns with their SQL values.
-class NewRow {
-public:
-    void Add(const std::string& column, const std::string& value) {
-        m_columns.push_back(column);
-        m_values.push_back(value);
-    }
-    void Add(const Columns& columns, const std::string& value) {
-        for (const std::string& column : columns)
-            Add(column, value);
-    }
-
-    const Columns& GetColumns() const { return m_columns; }
-    std::string InsertSql(const char* table) const {
-        return std::string("INSERT INTO ") + table + "(" + JoinStrings(m_columns, ", ") + ") VALUES (" +
-               JoinStrings(m_values, ", ") + ");";
-    }
-
-private:
-    Columns m_columns;
-    std::vector<std::string> m_values;
-};
 
 // Every object of the system that a profile can deny: id lists, as SQL literals.
 struct ExistingObjects {
@@ -102,7 +78,7 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     if (LoadExistingObjects(objects, site))
         return -1;
 
-    NewRow profile;
+    ColumnValues profile;
     profile.Add("name", "''");
     profile.Add("privilege", "-2");
     profile.Add("description", "''");
@@ -125,13 +101,13 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     profile.Add("all_ipspeaker_ds_ids", objects.servers);
 
     static const std::string kNewId = "(SELECT id FROM privilegeprofile WHERE privilege = -2)";
-    NewRow cameraRights;
+    ColumnValues cameraRights;
     cameraRights.Add("privprofile_id", kNewId);
     cameraRights.Add(kCamIdColumns, objects.cameras);
     cameraRights.Add(kCamGroupColumns, objects.cameraGroups);
     cameraRights.Add(kCamServerColumns, objects.servers);
 
-    NewRow doorRights;
+    ColumnValues doorRights;
     doorRights.Add("privprofile_id", kNewId);
     doorRights.Add(kDoorIdColumns, objects.doors);
     doorRights.Add(kDoorServerColumns, objects.servers);
@@ -239,7 +215,7 @@ int UpdatePrivProfileAndPrivPerCam() {
         const auto list = [&profiles](const char* column) {
             return VGDB::QuoteEscape(JoinStrings(String2IdSet(profiles.String(column)), ","));
         };
-        NewRow rights;
+        ColumnValues rights;
         rights.Add("privprofile_id", std::to_string(*id));
         rights.Add(kCamIdColumns, list("inacamids"));
         rights.Add(kCamGroupColumns, list("inacamgrpids"));
@@ -253,10 +229,10 @@ int UpdatePrivProfileAndPrivPerCam() {
 int ClearInaCamsInDefPrivProf() {
     if (const int found = Guard(DB_SYSTEM, "privilegepercamera", {"privprofile_id"}); found <= 0)
         return found;
+    ColumnValues none;
+    none.Add(kCamIdColumns, "''");
     return ExecuteIfThere(DB_SYSTEM, "privilegepercamera", kCamIdColumns,
-                          "UPDATE privilegepercamera SET " + JoinStrings(kCamIdColumns, " = '', ") +
-                              " = '' WHERE privprofile_id IN (1, 2) AND (" +
-                              JoinStrings(kCamIdColumns, " IS NOT '' OR ") + " IS NOT '');");
+                          none.UpdateSql("privilegepercamera", "privprofile_id IN (1, 2)"));
 }
 
 // Rights to digital outputs are told apart later. A profile starts with what it was denied to see.
@@ -300,20 +276,18 @@ int UpdateVGAccountPrivProfileList() {
 }
 
 int UpdateMapPrivOfNonePrivProfile() {
-    if (const int found = Guard(
-            DB_SYSTEM, "privilegeprofile",
-            {"privilege", "ina_emap_ids", "all_emap_ds_ids", "ina_edit_emap_ids", "all_edit_emap_ds_ids"});
+    if (const int found = GuardAll({{"privilegeprofile", {"privilege"}},
+                                    {"privilegeprofile", kEmapIdColumns},
+                                    {"privilegeprofile", kEmapServerColumns}});
         found <= 0)
         return found;
     std::string emaps, servers;
     if (LoadIds(DB_SYSTEM, "emap", emaps) || LoadIds(DB_SYSTEM, "slaveds", servers))
         return -1;
-    return ExecuteSql(
-        DB_SYSTEM, "UPDATE privilegeprofile SET ina_emap_ids = " + emaps + ", all_emap_ds_ids = " + servers +
-                       ", ina_edit_emap_ids = " + emaps + ", all_edit_emap_ds_ids = " + servers +
-                       " WHERE privilege = -2 AND (ina_emap_ids IS NOT " + emaps +
-                       " OR all_emap_ds_ids IS NOT " + servers + " OR ina_edit_emap_ids IS NOT " + emaps +
-                       " OR all_edit_emap_ds_ids IS NOT " + servers + ");");
+    ColumnValues all;
+    all.Add(kEmapIdColumns, emaps);
+    all.Add(kEmapServerColumns, servers);
+    return ExecuteSql(DB_SYSTEM, all.UpdateSql("privilegeprofile", "privilege = -2"));
 }
 
 int ReCreateNonePrivProfile() { return InsertNoneProfile(); }

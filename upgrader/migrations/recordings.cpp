@@ -7,13 +7,8 @@
 namespace migrations {
 
 int RecountRecordingAndLog() {
-    const int recordings = RecordingCount::Recount();
-    if (recordings < 0)
-        UPG_LOG("Failed to count the recordings anew\n");
-    const int logs = LogCount::Recount();
-    if (logs < 0)
-        UPG_LOG("Failed to count the log entries anew\n");
-    return recordings < 0 || logs < 0 ? -1 : 0;
+    return LogFailedSteps({{RecordingCount::Recount(), "Failed to count the recordings anew\n"},
+                           {LogCount::Recount(), "Failed to count the log entries anew\n"}});
 }
 
 int once::IntegratePrePostRecTimeOnce() {
