@@ -1,5 +1,5 @@
 // The migrations of this program, declared from registry.def; each is defined in the file of its family under
-// migrations/, but for the rows without a body and the once-only forms, which registry.cpp makes.
+// migrations/, but for those without a body and the once-only forms, which registry.cpp makes.
 //
 // A migration takes no arguments, returns 0 or a negative value, logs its own failures and never throws. Its
 // name is what the package log knows it by.
@@ -13,7 +13,7 @@ namespace migrations {
 #define LIBRARY_EMPTY(...)
 #include "upgrader/registry.def"
 
-// The work of the rows under a once-only flag. It bears the row's name, so that its messages do too.
+// The work of those under a once-only flag. It bears the migration's name, so that its messages do too.
 namespace once {
 
 #define ONCE(threshold, function, ...) int function();

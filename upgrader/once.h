@@ -1,8 +1,8 @@
 // The once-only forms: a migration that is done when a key stands in settings.conf.
 //
 // Only the key's presence counts; its value is the text of true. The work is a function of its own that
-// returns 0 or a negative value and logs its own failures. For a row of the registry both come from its line
-// there: the row's function is the form, the work is once::NAME, and the log knows both by the migration's
+// returns 0 or a negative value and logs its own failures. For a migration of the registry both come from its
+// line there: its function is the form, the work is once::NAME, and the log knows both by the migration's
 // name.
 #pragma once
 

@@ -9,7 +9,7 @@ enum REC_EVENT_TYPE : long long {};
 enum EVENT_LABEL_SETTING_SRC : long long {};
 
 // Stores the labels of one pair of event type and source, replacing those that the pair had; the other
-// columns of its row stay. Returns 0 when they are on disk.
+// columns of its row stay. Returns 0 or -1.
 //
 // The setting is an array of label objects:
 //   type        a single bit that identifies the label within its category

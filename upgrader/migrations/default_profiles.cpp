@@ -73,7 +73,7 @@ int NameUserProfiles(LogSite site = LogSite::Here()) {
         ORVAUSER* user = nullptr;
         const int found = SDKUser::UserGetByUID(uid, user);
         if (found < 0)
-            return -1;  // logged; who cannot be asked for is not absent
+            return LogFailure(site, "Failed to look up user %u\n", uid);
         if (found == 0) {
             LogMessage(site, "Cannot get user info from orvasdk: %u\n", uid);
             continue;

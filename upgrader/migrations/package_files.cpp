@@ -1,5 +1,5 @@
-// Files and folders of the package: retired ones go, others move. The library logs what stays, by path; the row
-// says which of its steps that was.
+// Files and folders of the package: retired ones go, others move. The library logs what stays, by path; the
+// migration says which of its steps that was.
 #include <string>
 #include <string_view>
 

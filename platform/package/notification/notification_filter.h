@@ -22,11 +22,11 @@ public:
     // The filter of a type, its default when none is set.
     int GetFilterSettingByType(VG_NOTIFY_TYPE type) const;
 
-    // Sets a filter, or makes a type have none, on disk after Save(). A number that is no type is left out.
+    // Sets a filter, or makes a type have none, in the settings after Save(). A number that is no type is left out.
     void SetFilterSettingByType(VG_NOTIFY_TYPE type, int filter);
     void RemoveFilterSettingByType(VG_NOTIFY_TYPE type);
 
-    // Writes the filters that differ from what was read. Returns 0 when they are on disk.
+    // Writes the filters that differ from what was read. Returns 0 or -1.
     [[nodiscard]] int Save();
 
     // Facts about a type. A number that is no type counts as deprecated, of group 0 and with default 0.

@@ -31,7 +31,7 @@ public:
     [[nodiscard]] int SetNotifyScheduleByGroup(int group, const std::string& schedule);
 
     // Writes the types whose schedule differs from what was read, together or not at all; adds the row of a
-    // type that had none. Returns 0 when they are on disk.
+    // type that had none. Returns 0 or -1.
     [[nodiscard]] int Save();
 
 private:
