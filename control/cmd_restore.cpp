@@ -2,10 +2,18 @@
 #include "control/snapshot/command.h"
 #include "control/snapshot/restore.h"
 #include "control/text.h"
+#include "upgrader/journal.h"
 #include "upgrader/lock.h"
+#include "upgrader/log.h"
 #include "upgrader/restore_mark.h"
 
 namespace {
+
+// What has come of it, in the package log and in the host's journal.
+void Tell(const std::string& message, int status) {
+    UPG_LOG("%s\n", message.c_str());
+    SendToJournal({.message = message, .status = status, .failed = 0, .oldBuild = std::nullopt});
+}
 
 class Restore : public Command {
 public:
@@ -48,11 +56,14 @@ Outcome Restore::Run(const General& general) {
     const bool isByPath = place.isElsewhere || m_name.find('/') != std::string::npos;
     const std::string name = isByPath ? snapshot.folder : snapshot.name;
     std::string problem;
-    if (RestoreSnapshot(snapshot, name, kBusyPatience, ShowBytes("Copying"), problem) == 0)
+    if (RestoreSnapshot(snapshot, name, kBusyPatience, ShowBytes("Copying"), problem) == 0) {
+        Tell("Snapshot " + snapshot.name + " is restored.", 0);
         return Outcome::Done(snapshot.ToJson());
+    }
     std::string unfinished;
     if (FindUnfinishedRestore(unfinished) != 0)
         problem += ". The restore is not finished. Finish it: vgupgradectl restore " + unfinished;
+    Tell("Failed to restore snapshot " + snapshot.name + ": " + problem, 1);
     return Outcome::Refused(problem);
 }
 

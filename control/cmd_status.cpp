@@ -3,18 +3,27 @@
 // What matters most comes first: a process that works on the package now, a restore that is not finished, a main
 // database that cannot be read, an upgrade that was interrupted or is due, migrations that failed, effects that are
 // owed, databases that were not repaired. While an upgrade runs nothing of it is a problem.
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "control/command.h"
+#include "control/status_formats.h"
 #include "control/text.h"
 #include "control/upgrades.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
+#include "platform/files/file_replacement.h"
 #include "upgrader/history.h"
 #include "upgrader/plan.h"
 #include "upgrader/restore_mark.h"
 
 namespace {
+
+constexpr std::string_view kPrometheus = "prometheus", kPlugin = "plugin";
 
 const char* NameOf(VGDB::DBState state) {
     static constexpr const char* kNames[] = {"usable", "missing", "damaged", "held", "unreadable"};
@@ -167,18 +176,52 @@ public:
         : Command("status", "Whether an upgrade is due, runs or failed, and what to type next",
                   Access::Reads) {
         m_whileRestoring = true;
+        m_options = {
+            {"--format prometheus|plugin", &m_format, "Print it for a monitoring system"},
+            {"--output FILE", &m_output, "Write it to this file (with --format prometheus)"},
+            {"--warn SECONDS", &m_warn, "Warn when an upgrade runs longer (3600, with --format plugin)"}};
     }
 
     Outcome Run(const General& general) override;
     std::string Print(const Json::Value& result) const override;
+
+private:
+    Outcome Look();
+
+    std::string m_format;
+    std::string m_output;
+    unsigned m_warn = 3600;
+    std::vector<Json::Value> m_history;
 };
+
+// The file is for a process with fewer rights: numbers and versions are in it.
+bool WriteForAll(const std::string& file, const std::string& text) {
+    std::error_code error;
+    const std::string path = std::filesystem::absolute(file, error);
+    return !error && ReplaceFile(path, text, 0644) == 0 && chmod(path.c_str(), 0644) == 0;
+}
 
 }  // namespace
 
-Outcome Status::Run(const General& /*general*/) {
+Outcome Status::Run(const General& general) {
+    const bool isPlugin = m_format == kPlugin;
+    if (!m_format.empty() && general.json)
+        return Outcome::Refused("--json is a format of its own");
+    if (!m_output.empty() && m_format != kPrometheus)
+        return Outcome::Refused("--output is for --format prometheus");
+    Outcome outcome = Look();
+    if (!outcome.error.empty() || m_format.empty())
+        return outcome;
+    outcome.status = isPlugin ? PluginLine(outcome.result, m_history, m_warn).status : 0;
+    if (!m_output.empty() && !WriteForAll(m_output, PrometheusText(outcome.result, m_history)))
+        return Outcome::Refused("Cannot write " + m_output);
+    return outcome;
+}
+
+Outcome Status::Look() {
     Json::Value status(Json::objectValue);
-    std::vector<Json::Value> history;
-    (void)ReadHistory(history);  // logged
+    const std::vector<Json::Value>& history = m_history;
+    (void)ReadHistory(m_history);  // logged
     status["last"] = history.empty() ? Json::Value() : history.back();
     status["running"] = FindRunning();
     const bool isRunning = !status["running"].isNull();
@@ -217,6 +260,10 @@ Outcome Status::Run(const General& /*general*/) {
 }
 
 std::string Status::Print(const Json::Value& result) const {
+    if (m_format == kPlugin)
+        return PluginLine(result, m_history, m_warn).line;
+    if (m_format == kPrometheus)
+        return m_output.empty() ? PrometheusText(result, m_history) : "";
     const bool isRunning = !result["running"].isNull();
     std::string text =
         isRunning ? Paragraph(RunningInWords(result["running"]), Tone::Strong) : PrintProblems(result);

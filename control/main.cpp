@@ -27,6 +27,7 @@
 #include "control/command_line.h"
 #include "control/json.h"
 #include "control/secrets.h"
+#include "control/status_formats.h"
 #include "control/text.h"
 #include "control/upgrades.h"
 #include "platform/base/paths.h"
@@ -50,6 +51,7 @@
     COMMAND(Restore)      \
     COMMAND(Forget)       \
     COMMAND(Check)        \
+    COMMAND(Report)       \
     COMMAND(Migrations)
 
 #define DECLARE(Name) std::unique_ptr<Command> Make##Name();
@@ -76,9 +78,16 @@ int Print(const std::string& text, int status) {
 
 int PrintJson(const Json::Value& value, int status) { return Print(JsonDocument(value) + '\n', status); }
 
-int PrintError(const std::string& text, bool json) {
+// How errors are told, also when the rest of the line makes no sense.
+enum class Form { Text, Json, Plugin };
+
+int PrintError(const std::string& text, Form form) {
     const std::string error = WithoutUsersOfUrls(text);
-    if (json) {
+    if (form == Form::Plugin) {
+        const PluginResult result = PluginError(error);
+        return Print(result.line, result.status);
+    }
+    if (form == Form::Json) {
         Json::Value object(Json::objectValue);
         object["error"] = error;
         return PrintJson(object, 1);
@@ -156,13 +165,13 @@ void SayWhatRuns(const Command& command, bool json) {
         std::fputs(Paragraph(RunningInWords(running), Tone::Strong).c_str(), json ? stderr : stdout);
 }
 
-// `json` holds also when the rest of the line makes no sense.
-int Run(int argc, char* argv[], bool json) {
+int Run(int argc, char* argv[], Form form) {
+    const bool json = form == Form::Json;
     SetColour(IsColourWanted());
     const Commands commands = AllCommands();
     const Request request = ReadCommandLine(argc, argv, kProgram, commands);
     if (!request.error.empty())
-        return PrintError(request.error, json);
+        return PrintError(request.error, form);
     if (!request.command)
         return Print(request.answer, 0);
     Command& command = *request.command;
@@ -170,11 +179,11 @@ int Run(int argc, char* argv[], bool json) {
     umask(077);  // the package's folders may be shared
     SetLogProgram(kProgram, command.Log());
     if (const std::string error = FindTree(request.general.root, command.NeedsAccess()); !error.empty())
-        return PrintError(error, json);
+        return PrintError(error, form);
     Outcome outcome = RunCommand(command, request.general);
     SetProgressLine("");
     if (!outcome.error.empty())
-        return PrintError(outcome.error, json);
+        return PrintError(outcome.error, form);
     MaskUrls(outcome.result);
     SayWhatRuns(command, json);
     return json ? PrintJson(outcome.result, outcome.status)
@@ -184,12 +193,18 @@ int Run(int argc, char* argv[], bool json) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    bool json = false;
-    for (int i = 1; i < argc; ++i)
-        json = json || std::string_view(argv[i]) == "--json";
+    Form form = Form::Text;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view word = argv[i];
+        if (word == "--json")
+            form = Form::Json;
+        else if (word == "--format=plugin" ||
+                 (word == "plugin" && std::string_view(argv[i - 1]) == "--format"))
+            form = Form::Plugin;
+    }
     try {
-        return Run(argc, argv, json);
+        return Run(argc, argv, form);
     } catch (const std::exception& error) {
-        return PrintError(std::string("Ended by an exception: ") + error.what(), json);
+        return PrintError(std::string("Ended by an exception: ") + error.what(), form);
     }
 }
