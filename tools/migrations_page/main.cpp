@@ -26,7 +26,7 @@ void PrintSentence() {
     const size_t flags = Count(MigrationState::Flag);
     const size_t empty = Count(MigrationState::Empty);
     std::printf(
-        "Of the %zu rows, %zu do work, %zu of them only a part of it. The other %zu have no body: %zu"
+        "Of the %zu migrations, %zu do work, %zu of them only a part of it. The other %zu have no body: %zu"
         " set their once-only key and nothing more, %zu do nothing.\n",
         kMigrationCount, kMigrationCount - flags - empty, Count(MigrationState::Partial), flags + empty,
         flags, empty);
