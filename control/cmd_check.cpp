@@ -66,6 +66,7 @@ void CheckSchema(DB_INSTANCE db, Problems& problems) {
         const Problems& names;
     } kinds[] = {{"missing table: ", differences.tables},
                  {"missing column: ", differences.columns},
+                 {"missing table, cannot be added: ", differences.tablesNotAddable},
                  {"missing column, cannot be added: ", differences.columnsNotAddable},
                  {"missing index: ", differences.indexes},
                  {"missing index, cannot be made: ", differences.indexesLeftOut},

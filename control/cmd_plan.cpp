@@ -213,6 +213,8 @@ Outcome PlanCommand::Run(const General& /*general*/) {
         return Outcome::Refused(
             "What an upgrade would do cannot be told: " + VGDB::GetDBPath(DB_SYSTEM) + ' ' +
             WhyUnreadable(DB_SYSTEM, state == VGDB::DBState::Usable ? VGDB::DBState::Unreadable : state));
+    if (std::string why; Record::ReadMarked(facts, why))
+        return Outcome::Refused(std::move(why));
     uint32_t build = 0;
     if (std::string error = FindOldBuild(m_oldBuild, facts, build); !error.empty())
         return Outcome::Refused(std::move(error));

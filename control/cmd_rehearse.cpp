@@ -316,7 +316,8 @@ std::string FindUpgrader(const std::string& given) {
 std::string MakePlan(const std::string& oldBuild, uint32_t& build, Plan& plan, uint64_t& room) {
     VGDB::OpenReadOnly();
     Record::Facts facts;
-    if (Record::Open(facts) == Record::State::SetAside)
+    std::string why;
+    if (!MayBegin(Record::Open(facts, why)))
         return VGDB::GetDBPath(DB_SYSTEM) + " cannot be read (vgupgradectl check tells more).";
     if (std::string error = FindOldBuild(oldBuild, facts, build); !error.empty())
         return error;

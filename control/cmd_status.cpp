@@ -243,6 +243,8 @@ Outcome Status::Look() {
     status["main_database_problem"] = WhyUnreadable(DB_SYSTEM, state);
     Record::Facts facts;
     const bool isKnown = state == VGDB::DBState::Usable && Record::Read(facts) == 0;
+    std::string foreignMarker;
+    (void)Record::ReadMarked(facts, foreignMarker);  // of an upgrade that could not begin
     status["interrupted"] = Json::Value();
     if (facts.oldBuild && !isRunning)
         status["interrupted"]["old_build"] = *facts.oldBuild;

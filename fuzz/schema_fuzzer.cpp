@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     VGDB::SchemaDifferences differences;
     if (VGDB::CompareSchema(path, schema, differences))
         return 0;
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::Main);
     if (VGDB::Execute(DB_SYSTEM, differences.sql) == 0) {
         VGDB::SchemaDifferences left;
         Expect(VGDB::CompareSchema(path, schema, left) == 0, "what is repaired can be compared");
@@ -69,6 +69,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                cameras) == 0 &&
                cameras == "1door,2gate,3door",
            "the rows that were there stay");
-    VGDB::RollbackHeld(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::None);
     return 0;
 }

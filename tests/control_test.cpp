@@ -246,15 +246,14 @@ protected:
         const pid_t pid = fork();
         if (pid == 0) {
             VGDB::StartAnew();
-            Runner walk({}, Record::State::Usable);
-            (void)walk.Run(
-                {.oldBuild = 3000,
-                 .missing = {},
-                 .before = nullptr,
-                 .migrations = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
-                                {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
-                                {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}},
-                 .after = nullptr});
+            Plan plan;
+            plan.oldBuild = 3000;
+            plan.migrations = {{.number = 0, .name = "A", .threshold = 1, .function = ChangesCameras},
+                               {.number = 1, .name = "B", .threshold = 1, .function = ChangesLog},
+                               {.number = 2, .name = "C", .threshold = 1, .function = DiesHere}};
+            Record::Facts facts;
+            (void)Record::Begin(facts, plan.oldBuild, plan.missing);
+            (void)Runner(facts, true).Run(plan, {});
             _exit(0);
         }
         int status = 0;

@@ -121,7 +121,7 @@ TEST_F(DatabaseFiles, StayLockedWhileTheirOwnerChanges) {
         GTEST_SKIP() << "needs root";
     Sql(DB_SYSTEM, "CREATE TABLE t(a);");
     SetPackageUser(123, 456);
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::Main);
     ASSERT_EQ(0, VGDB::Execute(DB_SYSTEM, "INSERT INTO t VALUES(1);"));
     const std::string other =
         "sqlite3 '" + VGDB::GetDBPath(DB_SYSTEM) + "' 'INSERT INTO t VALUES(2)' 2>/dev/null";
@@ -129,7 +129,7 @@ TEST_F(DatabaseFiles, StayLockedWhileTheirOwnerChanges) {
     EXPECT_EQ(0, migrations::UpdateOwnerAndPrivilege());
     EXPECT_EQ("123:456", Owner(VGDB::GetDBPath(DB_SYSTEM)));
     EXPECT_NE(0, std::system(other.c_str()));
-    EXPECT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, std::chrono::seconds(1)));
+    EXPECT_EQ(0, VGDB::CommitMain());
     EXPECT_EQ(0, std::system(other.c_str()));
 }
 

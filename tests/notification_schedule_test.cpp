@@ -126,7 +126,7 @@ TEST_F(SystemSchedule, StorageTypesAreSwitchedOnWhereTheirColumnIsNew) {
 
     g_missingSchema[DB_SYSTEM].clear();
     EXPECT_EQ(0, migrations::NotiFilterAddRecStorageColumn());
-    VGDB::SetIncomplete(DB_SYSTEM, true);
+    VGDB::SetNotRepaired(DB_SYSTEM, {.all = true, .names = {}});
     EXPECT_EQ(-1, migrations::NotiFilterAddRecStorageColumn())
         << "what the repair found missing is not known";
 }

@@ -199,6 +199,8 @@ TEST_F(Paths, ThatLoopCostAnUpgradeWhatTheyName) {
         Link(linked, linked);
         const auto before = Names();
         EXPECT_EQ(linked == std::string("/var/log/vigilo") ? 0 : 255, RunUpgrader("6500 2>/dev/null"));
+        // A main database that leads nowhere cannot be noted in.
+        fs::remove(Path(kUpgradeDue));
         EXPECT_EQ(before, Names()) << "nothing is made elsewhere";
     }
 }

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/first_change.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"
@@ -131,22 +130,6 @@ TEST_F(Pending, FailTheirTrialAndAreCollectedAllTheSame) {
     EXPECT_EQ(1, FindSetting("c"));
     EXPECT_EQ(0, FindSetting("d"));
     EXPECT_EQ(-1, FindSetting("e"));
-}
-
-TEST_F(Pending, AnnounceTheFirstChangeOnly) {
-    int told = 0;
-    WriteSettings("a=1\n");
-    OnFirstChange([&] {
-        ++told;
-        EXPECT_FALSE(fs::exists(m_temporary)) << "before anything changes";
-        AnnounceChange();
-    });
-    m_settings.Collect();
-    EXPECT_EQ(0, SetSettingConfValue("a", "1"));
-    EXPECT_EQ(0, told);
-    EXPECT_EQ(0, SetSettingConfValue("a", "2"));
-    EXPECT_EQ(0, m_settings.Apply(m_settings.Take()));
-    EXPECT_EQ(1, told);
 }
 
 }  // namespace

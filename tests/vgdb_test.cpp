@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/base/first_change.h"
+#include "platform/files/flush_later.h"
 #include "tests/support/system_tree.h"
 #include "upgrader/dataaccess/sql.h"
 
@@ -216,41 +216,45 @@ TEST_F(DataAccess, ProbesByReading) {
 }
 
 TEST_F(DataAccess, HoldsATransactionOfManyTexts) {
-    VGDB::HoldTransaction(DB_SYSTEM);
-    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5 WHERE id = 9;"));
-    EXPECT_FALSE(VGDB::HasHeldChanges(DB_SYSTEM)) << "no row was changed";
-    EXPECT_EQ(0, VGDB::ExecuteNow(DB_SYSTEM, "CREATE TABLE note(x);"));
-    EXPECT_EQ("0\n", Rows(DB_SYSTEM, "SELECT count(*) FROM note")) << "committed at once";
-
+    Sql(DB_POS, "CREATE TABLE pos(x)");
+    VGDB::Hold(VGDB::Holding::All);
     const long long before = VGDB::ChangedRows();
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
     EXPECT_NE(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 0; INSERT INTO nowhere VALUES(1);"));
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "CREATE TABLE u(x); INSERT INTO u SELECT n FROM t WHERE id = 1;"));
-    EXPECT_EQ(2, VGDB::ChangedRows() - before) << "a text that failed changes no row";
-    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM));
-    EXPECT_EQ(-1, VGDB::ExecuteNow(DB_SYSTEM, "INSERT INTO note VALUES(1);")) << "it would commit the rest";
+    EXPECT_EQ(0, VGDB::Execute(DB_POS, "INSERT INTO pos VALUES(1);"));
+    EXPECT_EQ(3, VGDB::ChangedRows() - before) << "a text that failed changes no row";
     EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1")) << "nobody else sees it yet";
-    ASSERT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    EXPECT_EQ("", Rows(DB_POS, "SELECT x FROM pos"));
+    ASSERT_EQ(0, VGDB::CommitOthers());
+    EXPECT_EQ("1\n", Rows(DB_POS, "SELECT x FROM pos"));
+    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+    ASSERT_EQ(0, VGDB::CommitMain());
     EXPECT_EQ("12|12\n", Rows(DB_SYSTEM, "SELECT n, x FROM t, u WHERE id = 1"));
-    EXPECT_FALSE(VGDB::HasHeldChanges(DB_SYSTEM));
 
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::Main);
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "DROP TABLE u;"));
-    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM)) << "no row, but the schema";
-    VGDB::RollbackHeld(DB_SYSTEM);
+    EXPECT_EQ(0, VGDB::Execute(DB_POS, "INSERT INTO pos VALUES(2);"));
+    EXPECT_EQ("1\n2\n", Rows(DB_POS, "SELECT x FROM pos")) << "it is not held";
+    VGDB::Hold(VGDB::Holding::None);
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE u SET x = 13;")) << "the holding is over";
     EXPECT_EQ("13\n", Rows(DB_SYSTEM, "SELECT x FROM u"));
+    EXPECT_EQ("", VGFilesFlush());
 }
 
 TEST_F(DataAccess, WaitsForReadersAtTheCommit) {
     Other reader(DB_SYSTEM);
     const auto holdARow = [] {
-        VGDB::HoldTransaction(DB_SYSTEM);
+        VGDB::Hold(VGDB::Holding::All);
         return VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;");
     };
     ASSERT_EQ(SQLITE_OK, reader.Run("BEGIN; SELECT * FROM t"));
     ASSERT_EQ(0, holdARow());
-    EXPECT_EQ(-1, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    VGDB::SetPatience(kMoment, kMoment);
+    EXPECT_EQ(-1, VGDB::CommitMain());
+    std::string why;
+    EXPECT_TRUE(VGDB::IsHeldLost(why));
+    EXPECT_EQ(VGDB::GetDBPath(DB_SYSTEM) + ": database is locked", why);
     EXPECT_EQ(SQLITE_OK, reader.Run("COMMIT; SELECT * FROM t"));
     EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
 
@@ -260,7 +264,8 @@ TEST_F(DataAccess, WaitsForReadersAtTheCommit) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1200));
         reader.Run("COMMIT");
     });
-    EXPECT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, std::chrono::seconds(20)));
+    VGDB::SetPatience(std::chrono::seconds(20), std::chrono::seconds(20));
+    EXPECT_EQ(0, VGDB::CommitMain());
     leaves.join();
     EXPECT_EQ("12\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
     EXPECT_EQ(1, CountInLog("(Execute): Waiting for " + VGDB::GetDBPath(DB_SYSTEM) +
@@ -286,7 +291,7 @@ private:
 
 TEST_F(DataAccess, NoticesThatSqliteHasRolledBackWhatIsHeld) {
     Sql(DB_SYSTEM, "CREATE TABLE big(x)");
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::All);
     ASSERT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
     {
         const FileSizeLimit full(1024 * 1024);
@@ -296,14 +301,14 @@ TEST_F(DataAccess, NoticesThatSqliteHasRolledBackWhatIsHeld) {
                                 "PRAGMA cache_size = 10; INSERT INTO big WITH RECURSIVE n(i) AS (VALUES(1) "
                                 "UNION ALL SELECT i + 1 FROM n LIMIT 4000) SELECT randomblob(1000) FROM n;"));
     }
-    ASSERT_TRUE(VGDB::IsHeldLost(DB_SYSTEM));
-    EXPECT_TRUE(VGDB::HasHeldChanges(DB_SYSTEM));
+    std::string why;
+    ASSERT_TRUE(VGDB::IsHeldLost(why));
     EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 13 WHERE id = 1;"));
     EXPECT_EQ(-1, VGDB::FindTable(DB_SYSTEM, "t"));
-    EXPECT_EQ(-1, VGDB::ExecuteNow(DB_SYSTEM, "UPDATE t SET n = 13 WHERE id = 1;"));
     EXPECT_EQ(1, CountInLog(": its transaction was rolled back"));
-    EXPECT_EQ(-1, VGDB::CommitHeld(DB_SYSTEM, kMoment));
+    EXPECT_EQ(-1, VGDB::CommitMain());
     EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
+    VGDB::Hold(VGDB::Holding::None);
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 14 WHERE id = 1;")) << "told, it goes on";
 }
 
@@ -316,12 +321,13 @@ TEST_F(DataAccess, WritesNoMoreToADamagedDatabase) {
     bytes.replace(std::stoul(rootPage), 100, std::string(100, '\xff'));
     WriteFile(path, bytes);
 
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::All);
     EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
     DBResult_tag* rows = nullptr;
     EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "SELECT * FROM big", &rows));
-    EXPECT_TRUE(VGDB::IsHeldLost(DB_SYSTEM));
-    VGDB::RollbackHeld(DB_SYSTEM);
+    std::string why;
+    EXPECT_TRUE(VGDB::IsHeldLost(why));
+    VGDB::Hold(VGDB::Holding::None);
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
         EXPECT_EQ(1, VGDB::FindTable(DB_SYSTEM, "t")) << "what can be read is read";
@@ -333,49 +339,6 @@ TEST_F(DataAccess, WritesNoMoreToADamagedDatabase) {
     WriteFile(VGDB::GetDBPath(DB_POS), std::string(4096, 'x'));
     EXPECT_EQ(-1, VGDB::Execute(DB_POS, "CREATE TABLE t(x);"));
     EXPECT_EQ(1, CountInLog("Damaged, not written to any more: " + VGDB::GetDBPath(DB_POS) + "\n"));
-}
-
-TEST_F(DataAccess, RunsNothingOnADatabaseThatIsSetAside) {
-    VGDB::HoldTransaction(DB_SYSTEM);
-    EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
-    VGDB::SetAside(DB_SYSTEM);
-    VGDB::RollbackHeld(DB_SYSTEM);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(-1, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 12 WHERE id = 1;"));
-        EXPECT_EQ(-1, VGDB::FindTable(DB_SYSTEM, "t"));
-    }
-    EXPECT_EQ(1, CountInLog(VGDB::GetDBPath(DB_SYSTEM) + ": set aside"));
-    EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
-}
-
-TEST_F(DataAccess, AnnouncesTheFirstChangeBeforeItIsMade) {
-    int heard = 0;
-    const auto listen = [&heard] {
-        OnFirstChange([&heard] {
-            ++heard;
-            EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
-            EXPECT_EQ(0, VGDB::ExecuteNow(DB_SYSTEM, "CREATE TABLE note" + std::to_string(heard) + "(x);"));
-        });
-    };
-    for (const bool held : {false, true}) {
-        Sql(DB_SYSTEM, "UPDATE t SET n = 11 WHERE id = 1");
-        const int before = heard;
-        const long long changed = VGDB::ChangedRows();
-        listen();
-        if (held)
-            VGDB::HoldTransaction(DB_SYSTEM);
-        EXPECT_EQ(
-            0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5 WHERE id = 9; CREATE TABLE IF NOT EXISTS t(x);"));
-        EXPECT_NE(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = 5; INSERT INTO nowhere VALUES(1);"));
-        EXPECT_EQ(before, heard) << "nothing has changed";
-        EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = n + 1 WHERE id = 1;"));
-        EXPECT_EQ(0, VGDB::Execute(DB_SYSTEM, "UPDATE t SET n = n + 1 WHERE id = 1;"));
-        EXPECT_EQ(before + 1, heard);
-        EXPECT_EQ(2, VGDB::ChangedRows() - changed);
-        EXPECT_EQ(0, VGDB::CommitHeld(DB_SYSTEM, kMoment));
-        EXPECT_EQ("13\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
-    }
-    OnFirstChange(nullptr);
 }
 
 TEST_F(DataAccess, GivesABusyDatabaseItsPatienceOnce) {
@@ -497,23 +460,6 @@ TEST_F(DataAccess, ReadsBesideOthersAndWaitsForNobody) {
     VGDB::CloseAll();
     EXPECT_TRUE(fs::is_empty(temporary)) << "nothing was copied";
     unsetenv("TMPDIR");
-}
-
-TEST_F(DataAccess, FlushesTheFoldersOfRepairsOnce) {
-    WriteFile(VGDB::GetDBPath(DB_POS), "");
-    VGDB::BeginRepairs();
-    for (const DB_INSTANCE db : {DB_SYSTEM, DB_POS}) {
-        std::string level;
-        EXPECT_EQ(0, VGDB::Execute(db, "CREATE TABLE repaired(x);"));
-        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "PRAGMA synchronous", level));
-        EXPECT_EQ(db == DB_POS ? "1" : "2", level);
-    }
-    EXPECT_EQ(0, VGDB::EndRepairs());
-    for (const DB_INSTANCE db : {DB_SYSTEM, DB_POS}) {
-        std::string level;
-        EXPECT_EQ(0, VGDB::LoadFirstFieldFromDB(db, "PRAGMA synchronous", level));
-        EXPECT_EQ("3", level) << "a commit is on disk when the call returns";
-    }
 }
 
 TEST_F(DataAccess, AppendsStatementsEndedBySemicolons) {

@@ -32,26 +32,28 @@ bool EndsInsideALine(int fd) {
 
 }  // namespace
 
-Json::Value HistoryOf(const Plan& plan, const Runner& walk, const std::vector<RepairDone>& repaired,
-                      const char* argument, std::chrono::system_clock::time_point started, double seconds,
-                      int status) {
+Json::Value HistoryOf(const Plan& plan, const Runner& runner, const std::optional<std::string>& argument,
+                      std::chrono::system_clock::time_point started, double seconds, int status) {
     Json::Value object(Json::objectValue);
     object["started"] = LocalTime(std::chrono::system_clock::to_time_t(started));
     object["seconds"] = Rounded(seconds, 0.001);
     object["version"] = GetVGPkgVersion(true);
-    object["old_build"] = plan.oldBuild;
-    object["argument"] = argument ? Json::Value(argument) : Json::Value();
-    object["resumed"] = plan.resumed;
+    // Migrations of several upgrades may be run again.
+    object["old_build"] = argument ? Json::Value(plan.oldBuild) : Json::Value();
+    object["argument"] = argument ? Json::Value(*argument) : Json::Value();
+    object["resumed"] = argument && plan.resumed;
     object["status"] = status == 0 ? 0 : 255;
-    object["repaired"] = Json::Value(Json::arrayValue);
-    for (const RepairDone& one : repaired) {
+    for (const char* array : {"repaired", "not_repaired", "migrations"})
+        object[array] = Json::Value(Json::arrayValue);
+    for (const auto& [db, words] : runner.Repaired().added) {
         Json::Value& entry = object["repaired"].append(Json::objectValue);
-        entry["database"] = VGDB::GetDBName(one.db);
-        for (const std::string& added : one.added)
-            entry["added"].append(added);
+        entry["database"] = VGDB::GetDBName(db);
+        for (const std::string& word : words)
+            entry["added"].append(word);
     }
-    object["migrations"] = Json::Value(Json::arrayValue);
-    for (const MigrationRun& run : walk.Runs()) {
+    for (const DB_INSTANCE db : runner.Repaired().notRepaired)
+        object["not_repaired"].append(VGDB::GetDBName(db));
+    for (const MigrationRun& run : runner.Runs()) {
         Json::Value& entry = object["migrations"].append(Json::objectValue);
         entry["row"] = run.migration.number;
         entry["name"] = run.migration.name;
@@ -59,6 +61,8 @@ Json::Value HistoryOf(const Plan& plan, const Runner& walk, const std::vector<Re
         entry["result"] = run.result;
         entry["ms"] = Rounded(run.ms, 0.01);
         entry["changes"] = Json::Int64{run.changes};
+        if (run.result < 0)
+            entry["reason"] = run.reason;
     }
     return object;
 }

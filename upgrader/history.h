@@ -4,18 +4,17 @@
 #include <json/value.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "upgrader/plan.h"
-#include "upgrader/repair.h"
 #include "upgrader/runner.h"
 
 // The object of an upgrade that has come to its end.
-//   argument  the text that was given on the command line; null for rows that were run again
-Json::Value HistoryOf(const Plan& plan, const Runner& walk, const std::vector<RepairDone>& repaired,
-                      const char* argument, std::chrono::system_clock::time_point started, double seconds,
-                      int status);
+//   argument  the text that was given on the command line; none for a retry
+Json::Value HistoryOf(const Plan& plan, const Runner& runner, const std::optional<std::string>& argument,
+                      std::chrono::system_clock::time_point started, double seconds, int status);
 
 // Appends one line with one write; flushed to disk when asked. Returns 0 or -1 (logged); nothing depends on it.
 [[nodiscard]] int AppendHistory(const Json::Value& object, bool flush);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <string>
 
 // The place that reports a message. As a default argument, Here() is the place of the call.
 struct LogSite {
@@ -27,6 +28,10 @@ struct StepResult {
     const char* failure;
 };
 int LogFailedSteps(std::initializer_list<StepResult> steps, LogSite site = LogSite::Here());
+
+// From now on the first message that is logged under the name of the migration, or else the first of all, is kept.
+void KeepFirstMessageOf(const char* migration);
+std::string FirstMessage();
 
 #define UPG_LOG(...) LogMessage(LogSite::Here(), __VA_ARGS__)
 #define UPG_FAIL(...) LogFailure(LogSite::Here(), __VA_ARGS__)

@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr const char* kStampKey = "vg_upgrader_version";
-
 // 1 when the flag is there, 0 when it is not, -1 (logged) when that cannot be told: the work may have been done.
 int FindFlag(const char* flag, const LogSite& site) {
     const int found = FindSetting(flag);

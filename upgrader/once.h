@@ -10,6 +10,9 @@
 
 using MigrationFunction = int (*)();
 
+// The settings key with the version that the last upgrade has brought.
+inline constexpr const char* kStampKey = "vg_upgrader_version";
+
 // What most migrations log when their flag cannot be written; %s is the flag.
 inline constexpr const char* kFailedToSetFlag = "Failed to set %s in setting conf.\n";
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <utility>
 
-#include "platform/base/first_change.h"
+#include "platform/files/flush_later.h"
 #include "platform/settings/settings_files.h"
 #include "upgrader/log.h"
 
@@ -13,9 +13,6 @@ namespace {
 
 // How many entries are held as parameters at a time: an upgrade can have hundreds of thousands.
 constexpr size_t kEntriesAtOnce = 2'000;
-
-// How long readers of the log are waited for.
-constexpr std::chrono::seconds kLogPatience{10};
 
 constexpr const char* kStaysOwed = "Failed to deliver %s, it stays owed to the next upgrade.\n";
 
@@ -93,11 +90,12 @@ int WriteEntries(long long place) {
 }
 
 int WriteAt(long long place) {
-    VGDB::HoldTransaction(DB_LOG);
+    VGDB::Hold(VGDB::Holding::All);
     const bool written = WriteEntries(place) == 0;
-    if (written && VGDB::CommitHeld(DB_LOG, kLogPatience) == 0)
+    const bool committed = written && VGDB::CommitOthers() == 0 && VGFilesFlush().empty();
+    VGDB::Hold(VGDB::Holding::None);
+    if (committed)
         return 0;
-    VGDB::RollbackHeld(DB_LOG);
     // A commit whose last flush fails is reported as failed, but stands.
     long long last = 0;
     return written && CountDelivered(place, last) > 0 ? 0 : -1;
@@ -119,7 +117,7 @@ int WriteEntriesOnce(const Record::Facts& facts) {
         return -1;
     if (place != facts.place)
         note += Record::PlaceSql(place);
-    if (!note.empty() && VGDB::ExecuteNow(DB_SYSTEM, note))
+    if (!note.empty() && VGDB::Execute(DB_SYSTEM, note))
         return -1;
     return WriteAt(place);
 }
@@ -151,16 +149,15 @@ int Outbox::Note() {
     const std::vector<UserLogEntry> entries = VGLogTake();
     if (keys.empty() && entries.empty())
         return 0;
-    AnnounceChange();  // brings the record
-    std::string sql;
+    std::string sql = Record::MakeSql(false);
     for (const KeyChange& change : keys)
         sql += Record::OwedSql(change);
-    if (!sql.empty() && VGDB::Execute(DB_SYSTEM, sql))
+    if (VGDB::Execute(DB_SYSTEM, sql))
         return -1;
     for (std::span rest(entries); !rest.empty(); rest = rest.subspan(std::min(kEntriesAtOnce, rest.size())))
         if (Record::AddEntries(rest.first(std::min(kEntriesAtOnce, rest.size()))))
             return -1;
-    return 0;
+    return 1;
 }
 
 // A log that cannot be asked now is asked again when the entries are delivered.
@@ -190,13 +187,22 @@ int Outbox::Deliver(std::string& strike) {
     return keys || entries ? -1 : 0;
 }
 
-void Outbox::DeliverOwed(Record::Facts& facts) {
+int Outbox::DeliverOwed(Record::Facts& facts) {
     if (!facts.Owes())
-        return;
+        return 0;
     std::string strike;
-    const bool delivered = Deliver(strike) == 0;
-    if (delivered && !facts.oldBuild && facts.failed.empty())
+    const int delivered = Deliver(strike);
+    if (delivered == 0 && !facts.oldBuild && facts.failed.empty())
         strike = Record::DropSql();
-    if (!strike.empty() && VGDB::ExecuteNow(DB_SYSTEM, strike) == 0)
-        (void)Record::Read(facts);  // what is struck off twice does no harm
+    // What is struck off twice does no harm.
+    if (!strike.empty() && VGDB::Execute(DB_SYSTEM, strike) == 0) {
+        Record::Facts now;
+        if (Record::Read(now) == 0) {
+            facts.exists = now.exists;
+            facts.keys = now.keys;
+            facts.entries = now.entries;
+            facts.place = now.place;
+        }
+    }
+    return delivered;
 }

@@ -17,7 +17,8 @@ void Collect(const std::vector<KeyChange>& owed);
 // Forgets what has been collected and not noted; from now on keys are written directly.
 void Stop();
 
-// Notes what has been collected since the last call. Returns 0, or -1 when the main database does not take it.
+// Notes what has been collected since the last call. Returns 1, 0 when that was nothing, or -1 when the main database
+// does not take it.
 [[nodiscard]] int Note();
 
 // The text that notes the place of the entries in the log, for the transaction that is about to be committed. Without
@@ -32,7 +33,7 @@ void WriteDirectly();
 // the caller to run. Returns 0 when nothing is owed any more then, -1 when something stays owed (logged).
 [[nodiscard]] int Deliver(std::string& strike);
 
-// Delivers and strikes off what an earlier upgrade owes. `facts` are then those that remain.
-void DeliverOwed(Record::Facts& facts);
+// Delivers and strikes off what an earlier upgrade owes. `facts` then tell what remains. Returns as Deliver.
+int DeliverOwed(Record::Facts& facts);
 
 }  // namespace Outbox

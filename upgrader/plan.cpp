@@ -4,18 +4,13 @@
 
 namespace {
 
-// Migrations are few; a pair that stands twice is two of them.
-bool TakeOut(std::vector<Record::NotedMigration>& migrations, const Record::NotedMigration& one) {
-    const auto found = std::find(migrations.begin(), migrations.end(), one);
-    if (found == migrations.end())
-        return false;
-    migrations.erase(found);
-    return true;
-}
-
 void Merge(const VGDB::MissingNames& from, VGDB::MissingNames& to) {
     for (const auto& [table, names] : from)
         to[table].insert(names.begin(), names.end());
+}
+
+bool Contains(const std::vector<Record::NotedMigration>& noted, const Migration& migration) {
+    return std::find(noted.begin(), noted.end(), Record::NoteOf(migration)) != noted.end();
 }
 
 }  // namespace
@@ -29,21 +24,32 @@ Plan PlanMigrations(uint32_t oldBuild, const Record::Facts& facts) {
     plan.resumed = facts.oldBuild.has_value();
     plan.oldBuild = std::min(oldBuild, facts.oldBuild.value_or(oldBuild));
     plan.missing = facts.missing;
-    std::vector<Record::NotedMigration> done, failed;
-    if (plan.oldBuild == facts.oldBuild) {
-        done = facts.done;
-        failed = facts.failed;
-    }
-    for (size_t number = 0; MigrationRegistry[number].function; ++number) {
-        if (!IsDue(MigrationRegistry[number], plan.oldBuild))
-            continue;
+    std::vector<Migration> done;  // checks that run after every change
+    bool changes = false;
+    for (size_t number = 0; number < kMigrationCount; ++number) {
         const Migration& migration = MigrationAt(number);
-        const Record::NotedMigration noted = Record::NoteOf(migration);
-        if (!TakeOut(done, noted))
+        const bool failed = Contains(facts.failed, migration);
+        const bool isDone = plan.oldBuild == facts.oldBuild && Contains(facts.done, migration) && !failed;
+        if (!failed && !IsDue(MigrationRegistry[number], plan.oldBuild))
+            continue;
+        changes = changes || (!isDone && migration.threshold != 0);
+        if (!isDone)
             plan.migrations.push_back(migration);
-        else if (TakeOut(failed, noted))
-            plan.failedBefore.push_back(migration);
+        else if (migration.threshold == 0)
+            done.push_back(migration);
     }
+    if (changes)
+        for (const Migration& migration : done)
+            plan.migrations.push_back(migration);
+    return plan;
+}
+
+Plan PlanRetry(const Record::Facts& facts) {
+    Plan plan = PlanMigrations(UINT32_MAX, facts);
+    const bool anyFailed = std::any_of(plan.migrations.begin(), plan.migrations.end(),
+                                       [&](const Migration& one) { return Contains(facts.failed, one); });
+    if (!anyFailed)
+        plan.migrations.clear();
     return plan;
 }
 
@@ -56,8 +62,23 @@ void PlanRepair(Plan& plan, const std::string& schemaFolder) {
         std::string schema = VGDB::GetSqlFile(repair.path);
         if (!schemaFolder.empty())
             schema = schemaFolder + schema.substr(schema.rfind('/'));
-        repair.known = VGDB::CompareSchema(repair.path, schema, repair.differences) == 0;
+        for (int attempt = 0; attempt < 2 && !repair.known; ++attempt) {
+            repair.differences = {};
+            repair.known = VGDB::CompareSchema(repair.path, schema, repair.differences) == 0;
+        }
         Merge(repair.differences.names, plan.missing[static_cast<size_t>(number)]);
         plan.repairs.push_back(std::move(repair));
     }
+}
+
+bool NeedsRecord(const Plan& plan) {
+    return std::any_of(plan.migrations.begin(), plan.migrations.end(),
+                       [](const Migration& migration) { return migration.threshold != 0; }) ||
+           std::any_of(plan.repairs.begin(), plan.repairs.end(),
+                       [](const DatabaseRepair& repair) { return !repair.differences.sql.empty(); });
+}
+
+bool MayBegin(VGDB::DBState record) {
+    return record == VGDB::DBState::Usable || record == VGDB::DBState::Missing ||
+           record == VGDB::DBState::NotADatabase;
 }

@@ -21,7 +21,6 @@ struct Plan {
     uint32_t oldBuild = 0;  // the one that the walk uses
     bool resumed = false;   // it finishes an interrupted upgrade
     std::vector<Migration> migrations;
-    std::vector<Migration> failedBefore;  // of the interrupted upgrade: they have run
     std::vector<DatabaseRepair> repairs;  // by DB_INSTANCE
     Record::MissingReport missing;        // with what the interrupted upgrade found
 };
@@ -29,13 +28,20 @@ struct Plan {
 // Whether the migration is to run: its threshold is 0 or lies above the old build.
 bool IsDue(const UpgradeEntry& entry, uint32_t oldBuild);
 
-// The row of the registry.
-Migration RowOf(size_t number);
-
-// The migrations that are due. An interrupted upgrade is finished: the older of the two builds counts, and those that have
-// taken effect are left out unless the new build is older than the one they ran for.
+// The migrations that are due, and those that failed before. An interrupted upgrade is finished: the older of the two
+// builds counts, and migrations that have taken effect are left out unless the new build is older than the one they
+// ran for.
 Plan PlanMigrations(uint32_t oldBuild, const Record::Facts& facts);
+
+// Those that failed before, then those of threshold 0; nothing when none has failed.
+Plan PlanRetry(const Record::Facts& facts);
 
 // Adds the repair to the plan, in place of one that was planned before, and what is missing to what was. The schema
 // files are those in the folder, when one is given, else the package's.
 void PlanRepair(Plan& plan, const std::string& schemaFolder = "");
+
+// Whether an upgrade may begin, as the record was found: anything else changes nothing.
+bool MayBegin(VGDB::DBState record);
+
+// Whether it changes what is there: then it is noted in the record before it begins.
+bool NeedsRecord(const Plan& plan);

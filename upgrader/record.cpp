@@ -7,9 +7,11 @@
 #include <string_view>
 
 #include "platform/base/json.h"
+#include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "upgrader/dataaccess/sql.h"
 #include "upgrader/log.h"
+#include "upgrader/marker.h"
 
 namespace {
 
@@ -122,12 +124,14 @@ bool AddFact(const Rows& row, Record::Facts& facts) {
     if (fact == kFailed)
         return AddRow(name, value, facts.failed);
     if (fact == kKey) {
-        if (name.empty() || row.String("subject").empty())
-            return false;
+        const std::string file = row.String("subject");
+        if ((file != kSettingsConf && file != kVariableConf) || !IsStorableKey(name) ||
+            !IsStorableValue(value))
+            return false;  // a record may come from anywhere: it does not say where root writes
         std::optional<std::string> text;
         if (row.Text("value"))
             text = value;
-        facts.keys.push_back({.file = row.String("subject"), .key = name, .value = text});
+        facts.keys.push_back({.file = file, .key = name, .value = text});
         return true;
     }
     if (fact == kPlace) {
@@ -148,17 +152,18 @@ Record::NotedMigration Record::NoteOf(const Migration& migration) {
 
 int Record::Read(Facts& facts) {
     facts = {};
-    const int found = VGDB::FindTable(DB_SYSTEM, kTable);
-    if (found <= 0)
-        return found;
-    facts.exists = true;
-    const int sound = VGDB::FindColumns(DB_SYSTEM, kTable, {"id", "fact", "subject", "name", "value"});
-    if (sound < 0)
+    // Asked without the guards, which cannot tell what no repair creates.
+    std::string columns;
+    if (VGDB::LoadFirstFieldFromDB(DB_SYSTEM,
+                                   StringPrintf("SELECT group_concat(lower(name)) FROM (SELECT name FROM"
+                                                " pragma_table_xinfo('%s') ORDER BY cid);",
+                                                kTable),
+                                   columns))
         return -1;
-    if (sound == 0) {
-        facts.strange = true;
+    facts.exists = !columns.empty();
+    facts.strange = facts.exists && columns != "id,fact,subject,name,value";
+    if (!facts.exists || facts.strange)
         return 0;
-    }
     Rows rows, entries;
     if (QuerySql(DB_SYSTEM,
                  std::string("SELECT fact, subject, name, value FROM ") + kTable + " WHERE fact <> '" +
@@ -176,25 +181,55 @@ int Record::Read(Facts& facts) {
     return 0;
 }
 
-Record::State Record::Open(Facts& facts) {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const VGDB::DBState state = VGDB::Probe(DB_SYSTEM);
-        if (state == VGDB::DBState::Missing || state == VGDB::DBState::NotADatabase)
-            return State::None;
-        if (state == VGDB::DBState::Usable && Read(facts) == 0) {
-            if (facts.strange)
-                UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
-            for (const std::string& fact : facts.nonsense)
-                UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s].\n",
-                        fact.c_str());
-            return State::Usable;
-        }
+int Record::ReadMarked(Facts& facts, std::string& why) {
+    uint32_t marked = 0;
+    std::string foreign;
+    const int marker = ReadMarker(marked, foreign);
+    facts.isMarked = marker > 0;
+    if (facts.isMarked && marked < facts.oldBuild.value_or(UINT32_MAX)) {
+        facts.oldBuild = marked;
+        facts.done.clear();  // for a newer build than this
     }
-    UPG_LOG("%s cannot be read and may hold an interrupted upgrade, it is left alone.\n",
-            VGDB::GetDBPath(DB_SYSTEM).c_str());
-    VGDB::SetAside(DB_SYSTEM);
-    facts = {};
-    return State::SetAside;
+    if (marker < 0)
+        why = foreign;
+    return marker < 0 ? -1 : 0;
+}
+
+VGDB::DBState Record::Open(Facts& facts, std::string& why) {
+    VGDB::DBState state = VGDB::DBState::Unreadable;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        state = VGDB::Probe(DB_SYSTEM);
+        if (state == VGDB::DBState::Missing || state == VGDB::DBState::NotADatabase)
+            break;
+        if (state == VGDB::DBState::Usable) {
+            if (Read(facts) == 0)
+                break;
+            state = VGDB::DBState::Unreadable;
+        }
+        why = VGDB::Reason(DB_SYSTEM);
+        VGDB::CloseAll();  // the second try has a fresh connection
+    }
+    if (facts.strange)
+        UPG_LOG("Table %s is no record of an upgrade, nothing is taken from it.\n", kTable);
+    for (const std::string& fact : facts.nonsense)
+        UPG_LOG("The record of an upgrade holds what makes no sense, left out: [%s].\n", fact.c_str());
+    return ReadMarked(facts, why) == 0 ? state : VGDB::DBState::Unreadable;
+}
+
+int Record::Begin(Facts& facts, std::optional<uint32_t> oldBuild, const MissingReport& missing) {
+    std::string sql = MakeSql(facts.strange) + BeginSql(oldBuild, missing);
+    if (oldBuild != facts.oldBuild) {
+        sql += StrikeSql(std::string("fact = '") + kDone + "'");
+        facts.done.clear();
+    }
+    // A commit whose last flush fails is reported as failed, but stands.
+    Facts now;
+    if (VGDB::Execute(DB_SYSTEM, sql) &&
+        (Read(now) || !now.exists || now.strange || now.oldBuild != oldBuild || now.missing != missing))
+        return -1;
+    facts.exists = true;
+    facts.oldBuild = oldBuild;
+    return 0;
 }
 
 int Record::AddEntries(std::span<const UserLogEntry> entries) {
@@ -247,8 +282,6 @@ std::string Record::BeginSql(std::optional<uint32_t> oldBuild, const MissingRepo
             sql += NoteSql(kMissing, "", std::to_string(db), MissingToJson(missing[db]));
     return sql;
 }
-
-std::string Record::NothingDoneSql() { return StrikeSql(std::string("fact = '") + kDone + "'"); }
 
 std::string Record::DoneSql(const std::vector<NotedMigration>& rows) {
     std::string sql;

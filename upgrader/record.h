@@ -43,6 +43,8 @@ struct Facts {
     long long entries = 0;               // how many entries are owed
     long long place = 0;                 // the id that the first of them gets in the log; 0: not chosen yet
 
+    bool isMarked = false;  // the marker stands; oldBuild is then the older of its build and the record's
+
     bool Owes() const { return !keys.empty() || entries > 0; }
 };
 
@@ -50,19 +52,23 @@ struct Facts {
 // out.
 [[nodiscard]] int Read(Facts& facts);
 
-// Reads the record before a program changes anything, and logs what makes no sense in it.
-enum class State {
-    Usable,
-    None,  // the main database is missing, or is no database at all: it takes no record
-    SetAside  // it is busy, or its record cannot be read twice (logged). It may hide an interrupted upgrade, and is
-              // left alone: every statement on it fails from now on
-};
-State Open(Facts& facts);
+// Takes the marker of an upgrade that could not begin into account. Returns 0, or -1 when it cannot be read; `why` then
+// tells why ("PATH: TEXT").
+[[nodiscard]] int ReadMarked(Facts& facts, std::string& why);
+
+// Reads the record, and the marker of an upgrade that could not begin, before a program changes anything. Logs what makes
+// no sense in it. Returns Usable, also when there is no record; Missing or NotADatabase where the main database takes
+// none; anything else when an earlier record cannot be read, or the marker: nothing is to be changed then, and `why`
+// tells why ("PATH: TEXT").
+[[nodiscard]] VGDB::DBState Open(Facts& facts, std::string& why);
+
+// Notes, before anything is changed and in a commit of its own, that an upgrade from there has begun (none: failed
+// migrations are run again), and what the databases lack. `facts` then tell so. Returns 0 or -1.
+[[nodiscard]] int Begin(Facts& facts, std::optional<uint32_t> oldBuild, const MissingReport& missing);
 
 // Each gives the SQL text that brings the fact into the table or takes it out.
 std::string MakeSql(bool anew);  // the table, where it is missing
 std::string BeginSql(std::optional<uint32_t> oldBuild, const MissingReport& missing);
-std::string NothingDoneSql();
 std::string DoneSql(const std::vector<NotedMigration>& rows);
 std::string FailedSql(const NotedMigration& row);     // once, however often it is noted
 std::string SucceededSql(const NotedMigration& row);  // no longer failed

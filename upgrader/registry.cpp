@@ -9,6 +9,7 @@
 #include "platform/vgdb/vgdb.h"
 #include "upgrader/migrations.h"
 #include "upgrader/migrations/noti_upgrade.h"
+#include "upgrader/needs.h"
 #include "upgrader/once.h"
 
 // A row above the package's own build would run again at every upgrade from this build.
@@ -38,12 +39,40 @@ int NothingMore() { return 0; }
     int function() { return RunOnce(flag, message, work); }
 #include "upgrader/registry.def"
 
+// The same migrations behind the check of what they need.
+namespace checked {
+
+#define NEEDS(function, ...) int function();
+#include "upgrader/registry.def"
+#define NEEDS(function, ...) \
+    int function() { return Needs::AreMet({__VA_ARGS__}) ? migrations::function() : -1; }
+#include "upgrader/registry.def"
+
+}  // namespace checked
+
+namespace {
+
+constexpr MigrationFunction Checked(MigrationFunction function) {
+    constexpr struct {
+        MigrationFunction body;
+        MigrationFunction checked;
+    } kChecked[] = {
+#define NEEDS(function, ...) {function, checked::function},
+#include "upgrader/registry.def"
+    };
+    for (const auto& one : kChecked)
+        if (one.body == function)
+            return one.checked;
+    return function;
+}
+
+}  // namespace
 }  // namespace migrations
 
 using namespace migrations;
 
 const UpgradeEntry MigrationRegistry[] = {
-#define ROW(threshold, function, ...) {threshold, 0, function},
+#define ROW(threshold, function, ...) {threshold, 0, Checked(function)},
 #include "upgrader/registry.def"
     {0, 0, nullptr},
 };
@@ -54,7 +83,7 @@ const Migration& MigrationAt(size_t number) {
     static const auto kAll = [] {
         std::array<Migration, kMigrationCount + 1> all{{
 #define ROW(threshold, function, state, concerns, leavesOut, flag) \
-    {0, #function, threshold, function, MigrationState::state, concerns, leavesOut, flag},
+    {0, #function, threshold, Checked(function), MigrationState::state, concerns, leavesOut, flag},
 #include "upgrader/registry.def"
         }};
         for (size_t i = 0; i < kMigrationCount; ++i)

@@ -1,21 +1,20 @@
 #include "upgrader/repair.h"
 
-#include <chrono>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
-#include "platform/base/first_change.h"
 #include "platform/base/strings.h"
 #include "upgrader/missing_schema.h"
 
 namespace {
 
-constexpr std::chrono::seconds kPatienceBefore{60};
-constexpr std::chrono::seconds kPatienceWithin{10};
+bool Run(const DatabaseRepair& repair) {
+    return VGDB::Executep(repair.path, repair.differences.sql, nullptr, false, true, true, true, {}) == 0;
+}
 
-// Whether a database whose repair has failed may lack what it would have got. What is missing for a moment's failure
-// must not be taken for what the system never had.
+// Whether a database whose schema could not be compared may lack something. What is missing for a moment's failure must
+// not be taken for what the system never had.
 bool MayLack(DB_INSTANCE db) {
     std::error_code unknown;
     const VGDB::DBState state = VGDB::Probe(db);
@@ -23,30 +22,16 @@ bool MayLack(DB_INSTANCE db) {
            (std::filesystem::exists(VGDB::GetSqlFile(VGDB::GetDBPath(db)), unknown) || unknown);
 }
 
-// What the guards of a database that cannot be repaired do not find they cannot tell from then on. The main database is
-// repaired in the transaction that is held, the others are on disk when the call returns.
-bool RepairSchema(const Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site) {
-    bool mainIsWhole = true;
-    VGDB::BeginRepairs();
-    for (const DatabaseRepair& repair : plan.repairs) {
-        const std::string& sql = repair.differences.sql;
-        if (!sql.empty())
-            AnnounceChange();  // known to be one
-        const bool failed =
-            !repair.known || VGDB::Executep(repair.path, sql, nullptr, false, true, true, true, {});
-        const bool incomplete = failed && MayLack(repair.db);
-        VGDB::SetIncomplete(repair.db, incomplete);
-        if (failed) {
-            LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
-            mainIsWhole = mainIsWhole && (repair.db != DB_SYSTEM || !incomplete);
-        } else if (!sql.empty()) {
-            repaired.push_back({.db = repair.db, .added = InWords(repair.differences)});
-            UPG_LOG("Repaired %s: %s\n", repair.path.c_str(),
-                    JoinStrings(repaired.back().added, "; ").c_str());
-        }
+// The tables and columns that SQLite cannot add.
+VGDB::MissingNames NotAddable(const VGDB::SchemaDifferences& differences) {
+    VGDB::MissingNames names;
+    for (const std::string& table : differences.tablesNotAddable)
+        names[table.substr(0, table.find(':'))].insert("*");
+    for (const std::string& column : differences.columnsNotAddable) {
+        const size_t dot = column.find('.');
+        names[column.substr(0, dot)].insert(column.substr(dot + 1, column.find(':', dot) - dot - 1));
     }
-    (void)VGDB::EndRepairs();  // logged there; a repair that is undone is found missing by the next upgrade
-    return mainIsWhole;
+    return names;
 }
 
 }  // namespace
@@ -61,24 +46,35 @@ std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences) {
     return words;
 }
 
-void SetPatienceBeforeWalk() { VGDB::SetPatience(kPatienceBefore, kPatienceBefore); }
-
-std::function<bool()> RepairBeforeWalk(Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site) {
-    return [&plan, &repaired, site, again = false]() mutable {
-        if (std::exchange(again, true)) {  // that of the main database is undone
-            PlanRepair(plan);
-            std::erase_if(repaired, [](const RepairDone& one) { return one.db == DB_SYSTEM; });
+void RepairDatabase(const DatabaseRepair& repair, RepairReport& report, const LogSite& site) {
+    const VGDB::SchemaDifferences& differences = repair.differences;
+    const bool done = repair.known && (Run(repair) || Run(repair));  // a disk may be full for a moment
+    VGDB::NotRepaired lacks{.all = !repair.known && MayLack(repair.db), .names = {}};
+    if (done) {
+        lacks.names = NotAddable(differences);
+        if (!differences.sql.empty()) {
+            report.added[repair.db] = InWords(differences);
+            LogMessage({site.line, "RepairSchema"}, "Repaired %s: %s\n", repair.path.c_str(),
+                       JoinStrings(report.added[repair.db], "; ").c_str());
         }
-        g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
-        const bool done = RepairSchema(plan, repaired, site);
-        VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
-        return done;
-    };
+    } else {
+        report.added.erase(repair.db);
+        lacks.names = differences.names;
+    }
+    for (const std::string& table : differences.tablesNotAddable)
+        LogMessage(site, "%s: cannot add table %s\n", repair.path.c_str(), table.c_str());
+    for (const std::string& column : differences.columnsNotAddable)
+        LogMessage(site, "%s: cannot add column %s\n", repair.path.c_str(), column.c_str());
+    report.notRepaired.erase(repair.db);
+    if (!done || !lacks.names.empty()) {
+        LogMessage(site, "Failed to repair missing schema of %s\n", repair.path.c_str());
+        report.notRepaired.insert(repair.db);
+    }
+    VGDB::SetNotRepaired(repair.db, std::move(lacks));
 }
 
-void LogIndexesLeftOut(const Plan& plan, const LogSite& site) {
+void RepairSchema(const Plan& plan, RepairReport& report, const LogSite& site) {
+    g_missingSchema.assign(plan.missing.begin(), plan.missing.end());
     for (const DatabaseRepair& repair : plan.repairs)
-        for (const std::string& index : repair.differences.indexesLeftOut)
-            LogMessage(site, "%s: index %s is left out, the rows of its table do not allow it.\n",
-                       repair.path.c_str(), index.c_str());
+        RepairDatabase(repair, report, site);
 }

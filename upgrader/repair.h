@@ -1,7 +1,8 @@
 // The schema repair: creates what the schema files declare and the databases lack.
 #pragma once
 
-#include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,19 +12,14 @@
 // What the SQL of the differences adds: "table t", "column t.c", "index i".
 std::vector<std::string> InWords(const VGDB::SchemaDifferences& differences);
 
-struct RepairDone {
-    DB_INSTANCE db;
-    std::vector<std::string> added;  // in words
+struct RepairReport {
+    std::map<DB_INSTANCE, std::vector<std::string>> added;  // in words
+    std::set<DB_INSTANCE> notRepaired;                      // wholly or in part
 };
 
-// Busy databases are waited for up to a minute all together, from here to the end of the repair.
-void SetPatienceBeforeWalk();
+// Repairs a database as planned. What cannot be created is logged, at the caller's place, and the guards of migrations
+// cannot tell from then on whether it should be there.
+void RepairDatabase(const DatabaseRepair& repair, RepairReport& report, const LogSite& site);
 
-// The repair of the 17 databases as planned, for a walk to call before its rows. It adds to `repaired` what that was; a
-// database that cannot be repaired is logged, at the caller's place, and left. False when the main database has not
-// taken its repair. Called again, it repairs the main database anew. The migrations are told what the plan finds
-// missing. From its end on, busy databases are waited for ten seconds each.
-std::function<bool()> RepairBeforeWalk(Plan& plan, std::vector<RepairDone>& repaired, const LogSite& site);
-
-// Says which indexes the rows of their tables do not allow.
-void LogIndexesLeftOut(const Plan& plan, const LogSite& site);
+// The 17 of them, after the migrations have been told what the plan finds missing.
+void RepairSchema(const Plan& plan, RepairReport& report, const LogSite& site);

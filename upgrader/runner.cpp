@@ -1,265 +1,200 @@
 #include "upgrader/runner.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <utility>
 
-#include "platform/base/first_change.h"
 #include "platform/files/flush_later.h"
 #include "upgrader/log.h"
+#include "upgrader/needs.h"
 #include "upgrader/outbox.h"
 
 namespace {
 
-// How long readers of the main database are waited for at the commit of an upgrade, and of a row.
-constexpr std::chrono::seconds kCommitPatience{60};
-constexpr std::chrono::seconds kRowPatience{10};
-constexpr std::chrono::milliseconds kShortPatience{100};  // once one was not gone after that time
+// How long readers and holders are waited for: each database while migrations run, all together at the commits.
+constexpr std::chrono::seconds kPatienceWithin{10};
+constexpr std::chrono::seconds kPatienceAtCommits{60};
 
-bool Contains(const std::vector<Record::NotedMigration>& rows, const Record::NotedMigration& row) {
-    return std::find(rows.begin(), rows.end(), row) != rows.end();
+bool Contains(const std::vector<Record::NotedMigration>& noted, const Record::NotedMigration& one) {
+    return std::find(noted.begin(), noted.end(), one) != noted.end();
+}
+
+// The places in the registry of what an earlier upgrade notes as failed, and what the registry does not know any more.
+std::set<int> FindNoted(const std::vector<Record::NotedMigration>& failed,
+                        std::vector<Record::NotedMigration>& unknown) {
+    std::set<int> numbers;
+    unknown = failed;
+    for (size_t number = 0; number < kMigrationCount; ++number) {
+        const Migration& migration = MigrationAt(number);
+        if (!Contains(failed, Record::NoteOf(migration)))
+            continue;
+        numbers.insert(migration.number);
+        std::erase(unknown, Record::NoteOf(migration));
+    }
+    return numbers;
 }
 
 // A migration reports by its result; what it throws all the same (no memory left) is its failure, not the
 // upgrade's.
-int RunMigration(const Migration& row) {
+int Call(const Migration& migration) {
     try {
-        return row.function();
+        return migration.function();
     } catch (const std::exception& error) {
         return UPG_FAIL("Migration ended by an exception: %s\n", error.what());
     }
 }
 
-void DoAction(const Migration& row, int result) {
+void DoAction(const Migration& migration, int result) {
     if (result < 0)
-        UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", row.number, row.threshold,
-                reinterpret_cast<void*>(row.function));
+        UPG_LOG("[%d] update failed, ver [%u], func [%p].\n", migration.number, migration.threshold,
+                reinterpret_cast<void*>(migration.function));
 }
 
 }  // namespace
 
-int Runner::Run(const Job& job) {
-    Outbox::Stop();
-    HoldAgain();
-    OnFirstChange([this, &job] { BeginRecord(job); });
-    if (!RunAtOnce(job))
-        RunOneByOne(job);
-    OnFirstChange(nullptr);
-    VGDB::RollbackHeld(DB_SYSTEM);  // when nothing was to be committed
-    FlushFiles();
-    End();
+int Runner::Run(Plan& plan, const std::function<void()>& after) {
+    bool stands = Pass(plan, after, VGDB::Holding::All);
+    if (!stands) {
+        UPG_LOG("The upgrade is undone, and run once more: %s\n", m_undone.c_str());
+        VGDB::Hold(VGDB::Holding::None);
+        m_hasRecord = m_hasRecord && !VGDB::IsDamaged(DB_SYSTEM);
+        PlanRepair(plan);  // other databases may have been committed
+        stands = Pass(plan, after, VGDB::Holding::Main);
+    }
+    VGDB::Hold(VGDB::Holding::None);
+    VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
+    if (stands) {
+        m_undone.clear();
+        Finish();
+    }
     Outbox::Stop();
     VGDB::CloseAll();
-    const bool rowFailed =
+    const bool failed =
         std::any_of(m_runs.begin(), m_runs.end(), [](const MigrationRun& run) { return run.result < 0; });
-    return m_failed || rowFailed ? -1 : 0;
-}
-
-// The first change is yet to be made: the record comes before it, in a commit of its own.
-void Runner::BeginRecord(const Job& job) {
-    m_changed = true;
-    if (!m_recorded)
-        return;
-    std::string sql = Record::MakeSql(m_facts.strange) + Record::BeginSql(job.oldBuild, job.missing);
-    if (job.oldBuild != m_facts.oldBuild) {
-        sql += Record::NothingDoneSql();
-        m_done = 0;
-    }
-    Record::Facts now;
-    // A commit whose last flush fails is reported as failed, but stands.
-    if (VGDB::ExecuteNow(DB_SYSTEM, sql) == 0 ||
-        (Record::Read(now) == 0 && now.exists && !now.strange && now.oldBuild == job.oldBuild)) {
-        m_begun = true;
-        return;
-    }
-    UPG_LOG("Failed to note the upgrade in %s, which is left alone.\n", VGDB::GetDBPath(DB_SYSTEM).c_str());
-    VGDB::SetAside(DB_SYSTEM);
-    m_recorded = false;
-    m_failed = true;
+    return stands && !failed ? 0 : -1;
 }
 
 // False when the upgrade is undone.
-bool Runner::RunAtOnce(const Job& job) {
-    bool kept = !job.before || job.before() || !m_recorded;
-    for (auto row = job.migrations.begin(); row != job.migrations.end() && kept; ++row) {
-        const MigrationRun& run = RunOne(*row);
-        kept = Settle(run.result);
-        if (kept)  // else it runs again
-            DoAction(*row, run.result);
+bool Runner::Pass(const Plan& plan, const std::function<void()>& after, VGDB::Holding holding) {
+    std::vector<Record::NotedMigration> unknown;
+    Needs::Begin(FindNoted(m_facts.failed, unknown));
+    m_runs.clear();
+    Outbox::Collect(m_hasRecord ? m_facts.keys : std::vector<KeyChange>());
+    VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
+    VGDB::Hold(holding);
+    RepairSchema(plan, m_repaired, {__LINE__, "main"});
+    if (!Settle())
+        return false;
+    for (const Migration& migration : plan.migrations) {
+        RunOne(migration);
+        if (!Settle())
+            return false;
+        DoAction(migration, m_runs.back().result);
     }
-    if (job.after && kept) {
-        job.after();
-        kept = Settle(0);
-    }
-    if (kept && (!m_recorded || CommitAll()))
-        return true;
-    UPG_LOG("The upgrade of %s is undone, and walked once more with a commit a row.\n",
-            VGDB::GetDBPath(DB_SYSTEM).c_str());
+    if (after)
+        after();
+    return Settle() && Commit();
+}
+
+// Notes what the libraries have collected. False when a database has lost what it held.
+bool Runner::Settle() {
+    const int noted = m_hasRecord ? Outbox::Note() : 0;
+    m_hasNoted = m_hasNoted || noted > 0;
+    std::string lost;
+    if (VGDB::IsHeldLost(lost))
+        return Lose(lost);
+    return noted >= 0 || Lose(VGDB::Reason(DB_SYSTEM));
+}
+
+bool Runner::Lose(const std::string& reason) {
+    m_undone = reason;
     return false;
 }
 
-// Puts what the libraries have collected where it outlives the process. False when the main database has not taken
-// it, or has lost what it took before.
-bool Runner::Settle(int result) {
-    if (m_recorded)
-        return Outbox::Note() == 0 && !VGDB::IsHeldLost(DB_SYSTEM);
-    if (result >= 0 || m_keepsFailed)
+bool Runner::Commit() {
+    VGDB::SetPatience(kPatienceAtCommits, kPatienceAtCommits);
+    // What was done to files is on disk before a database says so; the folders of the other databases' journals are
+    // before the main one does.
+    std::string lost = VGFilesFlush();
+    if (lost.empty() && VGDB::CommitOthers() && !VGDB::IsHeldLost(lost))
+        lost = "the databases could not be committed";
+    if (lost.empty())
+        lost = VGFilesFlush();
+    if (!lost.empty())
+        return Lose(lost);
+    if (!m_hasRecord) {
+        VGDB::Hold(VGDB::Holding::None);
         Outbox::WriteDirectly();
-    Outbox::Collect({});
-    return true;
-}
-
-bool Runner::CommitAll() {
-    std::string outcome;
-    std::vector<Record::NotedMigration> done;
-    for (const MigrationRun& run : m_runs) {
-        outcome += OutcomeSql(run);
-        done.push_back(Record::NoteOf(run.migration));
-    }
-    // An upgrade that has changed nothing, and leaves the failures as they were, notes nothing.
-    if (!m_changed && !m_facts.oldBuild && outcome.empty())
         return true;
-    outcome += Record::DoneSql(done) + Outbox::PlaceSql();
-    if (!outcome.empty()) {
-        AnnounceChange();
-        if (m_recorded && VGDB::Execute(DB_SYSTEM, outcome))
-            return false;
     }
-    FlushFiles();
-    return !m_recorded || VGDB::CommitHeld(DB_SYSTEM, kCommitPatience) == 0 || Stands(done.size());
-}
-
-// What rows have done to files is on disk before the record says that they are done.
-void Runner::FlushFiles() { m_failed = VGFilesFlush() != 0 || m_failed; }
-
-// Whether that many more rows are done than before. A commit whose last flush fails is reported as failed, but
-// stands.
-bool Runner::Stands(size_t rows) const {
+    const std::string outcome = OutcomeSql();
+    if (!outcome.empty() && VGDB::Execute(DB_SYSTEM, outcome))
+        return Lose(VGDB::Reason(DB_SYSTEM));
+    if (VGDB::CommitMain() == 0)
+        return true;
+    Lose(VGDB::Reason(DB_SYSTEM));
+    VGDB::Hold(VGDB::Holding::None);
+    // A commit whose last flush fails is reported as failed, but stands.
     Record::Facts now;
-    return rows > 0 && Record::Read(now) == 0 && now.done.size() == m_done + rows;
+    return !outcome.empty() && Record::Read(now) == 0 &&
+           now.done.size() == m_facts.done.size() + m_runs.size();
 }
 
-void Runner::RunOneByOne(const Job& job) {
-    VGDB::RollbackHeld(DB_SYSTEM);
-    m_recorded = !VGDB::IsDamaged(DB_SYSTEM);
-    m_failed = m_failed || !m_recorded;
-    Outbox::Stop();
-    HoldAgain();
-    // What the repair could not do costs the rows that need it. They must not take what is missing for what never was.
-    // What is found missing only now, the schema file having been out of reach before, is noted with its repair.
-    const auto repair = [&] {
-        const bool notes = m_recorded && m_begun;
-        const bool done =
-            job.before() &&
-            (!notes || VGDB::Execute(DB_SYSTEM, Record::BeginSql(job.oldBuild, job.missing)) == 0);
-        const bool kept = CommitOne(nullptr) && done;
-        VGDB::SetIncomplete(DB_SYSTEM, !kept);
-        return kept;
-    };
-    bool repaired = !job.before || repair() || repair();
-    bool triesAgain = !repaired;  // when it takes what a row writes: the disk has space again, say
-    for (const Migration& row : job.migrations) {
-        MigrationRun& run = RunOne(row);
-        const bool kept = CommitOne(&run);
-        if (!kept) {
-            UPG_LOG("[%d] has changed nothing: the main database did not take it.\n", row.number);
-            run.result = -1;
-            m_unnoted.push_back(Record::NoteOf(row));
-        }
-        DoAction(row, run.result);
-        if (triesAgain && kept && run.changes > 0) {
-            triesAgain = false;
-            repaired = repair();
-        }
-    }
-    if (job.after) {
-        job.after();
-        m_failed = !CommitOne(nullptr) || m_failed;
-    }
-    m_failed = m_failed || !repaired;
-}
-
-// Begins the next transaction, in which migrations see what is owed as written.
-void Runner::HoldAgain() {
-    if (!m_recorded) {
-        Outbox::Collect({});
-        return;
-    }
-    if (Record::Facts now; Record::Read(now) == 0) {
-        m_facts.keys = now.keys;
-        m_done = now.done.size();
-    }
-    VGDB::HoldTransaction(DB_SYSTEM);
-    Outbox::Collect(m_facts.keys);
-}
-
-// Commits what has been done since the last commit, and delivers what it owes. False when it is lost.
-bool Runner::CommitOne(const MigrationRun* run) {
-    bool kept = Settle(run ? run->result : 0);
-    if (!m_recorded)
-        return true;
-    std::string outcome = run ? OutcomeSql(*run) : "";
-    const bool wrote = VGDB::HasHeldChanges(DB_SYSTEM) || !outcome.empty();
-    if (run && wrote)
-        outcome += Record::DoneSql({Record::NoteOf(run->migration)});
-    if (wrote)
-        outcome += Outbox::PlaceSql();
-    FlushFiles();
-    if (kept && !outcome.empty())  // the record is there: the upgrade has been undone before
-        kept = VGDB::Execute(DB_SYSTEM, outcome) == 0;
-    kept = kept && (VGDB::CommitHeld(DB_SYSTEM, m_patience) == 0 || Stands(run && wrote ? 1 : 0));
-    m_patience = kept ? std::chrono::milliseconds(kRowPatience) : kShortPatience;
-    VGDB::RollbackHeld(DB_SYSTEM);
-    if (kept && wrote) {
-        std::string strike;
-        (void)Outbox::Deliver(strike);  // what stays owed is delivered later
-        if (!strike.empty())
-            (void)VGDB::ExecuteNow(DB_SYSTEM, strike);  // delivered twice does no harm
-    }
-    HoldAgain();
-    return kept;
-}
-
-MigrationRun& Runner::RunOne(const Migration& row) {
+void Runner::RunOne(const Migration& migration) {
     if (m_progress)
-        m_progress(row);
+        m_progress(migration);
+    Needs::Calling(migration.number);
+    KeepFirstMessageOf(migration.name);
     const auto begin = std::chrono::steady_clock::now();
     const long long changesBefore = VGDB::ChangedRows();
-    const int result = RunMigration(row);
+    const int result = Call(migration);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
-    auto run = std::find_if(m_runs.begin(), m_runs.end(),
-                            [&row](const MigrationRun& one) { return one.migration.number == row.number; });
-    if (run == m_runs.end())
-        run = m_runs.insert(run, MigrationRun{});
-    *run = {.migration = row,
-            .result = result,
-            .ms = time.count(),
-            .changes = VGDB::ChangedRows() - changesBefore};
-    return *run;
+    Needs::Ended(result < 0);
+    m_runs.push_back({.migration = migration,
+                      .result = result,
+                      .ms = time.count(),
+                      .changes = VGDB::ChangedRows() - changesBefore,
+                      .reason = result < 0 ? FirstMessage() : ""});
 }
 
-// What the record is to learn of a row beside that it is done; '' for nothing.
-std::string Runner::OutcomeSql(const MigrationRun& run) const {
-    const bool noted = Contains(m_facts.failed, Record::NoteOf(run.migration));
-    if (run.result < 0)
-        return noted ? "" : Record::FailedSql(Record::NoteOf(run.migration));
-    return noted ? Record::SucceededSql(Record::NoteOf(run.migration)) : "";
+// What the record is to learn with the commit; '' for nothing.
+std::string Runner::OutcomeSql() const {
+    std::string sql;
+    std::vector<Record::NotedMigration> unknown, done;
+    (void)FindNoted(m_facts.failed, unknown);
+    for (const Record::NotedMigration& one : unknown) {
+        UPG_LOG("Failed once, and is not among the migrations any more: %s.\n", one.name.c_str());
+        sql += Record::SucceededSql(one);
+    }
+    for (const MigrationRun& run : m_runs) {
+        const Record::NotedMigration note = Record::NoteOf(run.migration);
+        done.push_back(note);
+        if (run.result < 0)
+            sql += Record::FailedSql(note);
+        else if (Contains(m_facts.failed, note))
+            sql += Record::SucceededSql(note);
+    }
+    if (!m_facts.exists && !m_hasNoted && sql.empty())
+        return "";
+    return Record::MakeSql(false) + sql + Record::DoneSql(done) + Outbox::PlaceSql();
+}
+
+bool Runner::HasChanged() const {
+    return m_hasNoted || !m_repaired.added.empty() ||
+           std::any_of(m_runs.begin(), m_runs.end(), [](const MigrationRun& run) { return run.changes > 0; });
 }
 
 // Delivers what is owed, and takes the upgrade out of the record. All other databases are closed before that: a
 // process that dies while it closes them leaves an upgrade that is finished by the next.
-void Runner::End() {
-    if (!m_recorded || (!m_begun && !m_facts.oldBuild))
+void Runner::Finish() {
+    Record::Facts now;
+    if (!m_hasRecord || Record::Read(now) || !now.exists)
         return;
     std::string last;
     const bool owes = Outbox::Deliver(last) != 0;
-    for (const Record::NotedMigration& row : m_unnoted)
-        last += Record::FailedSql(row);
-    Record::Facts now;
-    const bool isRead = Record::Read(now) == 0;
-    last = isRead && !owes && now.failed.empty() && m_unnoted.empty() ? Record::DropSql()
-                                                                      : last + Record::EndSql();
+    last = !owes && now.failed.empty() ? Record::DropSql() : last + Record::EndSql();
     VGDB::CloseAll();
-    if (VGDB::ExecuteNow(DB_SYSTEM, last))
+    if (VGDB::Execute(DB_SYSTEM, last))
         UPG_LOG("Failed to close the record of the upgrade; the next upgrade does.\n");
 }

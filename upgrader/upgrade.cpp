@@ -1,7 +1,10 @@
 #include "upgrader/upgrade.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "platform/base/paths.h"
@@ -11,10 +14,11 @@
 #include "upgrader/disk_need.h"
 #include "upgrader/history.h"
 #include "upgrader/log.h"
+#include "upgrader/marker.h"
+#include "upgrader/once.h"
 #include "upgrader/outbox.h"
 #include "upgrader/plan.h"
 #include "upgrader/progress.h"
-#include "upgrader/repair.h"
 #include "upgrader/runner.h"
 
 namespace {
@@ -22,14 +26,38 @@ namespace {
 // The driver's lines are known in the log by this name.
 constexpr LogSite kMain{__LINE__, "main"};
 
+// How long all databases together are waited for before the first migration.
+constexpr std::chrono::seconds kPatienceBefore{60};
+
+struct Stopwatch {
+    std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+
+    double Seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    }
+};
+
 // A stamp that cannot be written changes nothing; the library has logged it. Nor does one that is not known.
 void StampVersion() {
     std::string version;
     if (FindVGPkgVersion(version) == 0)
-        (void)SetSettingConfValue("vg_upgrader_version", version);
+        (void)SetSettingConfValue(kStampKey, version);
     else
         LogMessage(kMain, "No version is stamped, since %s cannot be read.\n",
                    ResolvePath(kPackageConf).c_str());
+}
+
+// An upgrade from an older build than that of the stamp converts some things a second time.
+void LogOlderThanStamp(uint32_t oldBuild) {
+    std::array<char, 256> stamp{};
+    if (GetSettingsConfValue(kStampKey, "", stamp.data(), static_cast<int>(stamp.size())) < 0)
+        return;
+    const std::string text = stamp.data();
+    const size_t dash = text.rfind('-');
+    if (dash != std::string::npos && std::strtoull(text.c_str() + dash + 1, nullptr, 10) > oldBuild)
+        LogMessage(kMain, "The settings are stamped %s, this upgrade begins at build %u.\n", text.c_str(),
+                   oldBuild);
 }
 
 void LogDiskNeeds(const Plan& plan) {
@@ -41,90 +69,142 @@ void LogDiskNeeds(const Plan& plan) {
                        static_cast<unsigned long long>(disk.free));
 }
 
-// "263 migrations ran, 1 failed, 0.13 s: [218] IntegrateExternalProfileToCam"
-std::string InWords(const Runner& runner, std::vector<Migration> failed, double seconds) {
+void LogIndexesLeftOut(const Plan& plan) {
+    for (const DatabaseRepair& repair : plan.repairs)
+        for (const std::string& index : repair.differences.indexesLeftOut)
+            LogMessage(kMain, "%s: index %s is left out, the rows of its table do not allow it.\n",
+                       repair.path.c_str(), index.c_str());
+}
+
+// "263 migrations ran, 1 failed, 0.13 s: [218] IntegrateExternalProfileToCam; not repaired: pos.db"
+std::string InWords(const Runner& runner, double seconds) {
+    size_t failed = 0;
+    std::string names;
     for (const MigrationRun& run : runner.Runs())
         if (run.result < 0)
-            failed.push_back(run.migration);
+            names += StringPrintf("%s [%d] %s", failed++ == 0 ? ":" : ",", run.migration.number,
+                                  run.migration.name);
     std::string text =
-        StringPrintf("%zu migrations ran, %zu failed, %.2f s", runner.Runs().size(), failed.size(), seconds);
-    for (size_t i = 0; i < failed.size(); ++i)
-        text += StringPrintf("%s [%d] %s", i == 0 ? ":" : ",", failed[i].number, failed[i].name);
+        StringPrintf("%zu migrations ran, %zu failed, %.2f s", runner.Runs().size(), failed, seconds) + names;
+    const char* separator = "; not repaired: ";
+    for (const DB_INSTANCE db : runner.Repaired().notRepaired)
+        text += std::exchange(separator, ", ") + VGDB::GetDBName(db);
     return text;
 }
 
 // Shows how far it is, to the terminal and to vgupgradectl status.
 void ShowProgress(Runner& runner, size_t count) {
     runner.OnProgress([count, done = size_t{0}](const Migration& migration) mutable {
-        NoteProgress(++done, count, migration.number, migration.name);
+        done = done % count + 1;  // it may run twice
+        NoteProgress(done, count, migration.number, migration.name);
         SetProgressLine(StringPrintf("[%zu/%zu] %s", done, count, migration.name));
     });
 }
 
-// Those that the record notes as failed, and those that run after every change.
-std::vector<Migration> MigrationsToRetry(const Record::Facts& facts) {
-    std::vector<Migration> migrations;
-    bool anyFailed = false;
-    for (size_t number = 0; number < kMigrationCount; ++number) {
-        const Migration& one = MigrationAt(number);
-        const bool failed =
-            std::find(facts.failed.begin(), facts.failed.end(), Record::NoteOf(one)) != facts.failed.end();
-        anyFailed = anyFailed || failed;
-        if (failed || one.threshold == 0)
-            migrations.push_back(one);
-    }
-    return anyFailed ? migrations : std::vector<Migration>();
+// Delivers what an earlier upgrade owes, log entries after the repair of their database. Returns 0 or -1.
+int DeliverOwed(const Plan& plan, Record::Facts& facts, RepairReport& repaired) {
+    const DatabaseRepair& log = plan.repairs[DB_LOG];
+    if (facts.entries > 0 && !log.differences.sql.empty())
+        RepairDatabase(log, repaired, kMain);
+    return Outbox::DeliverOwed(facts);
+}
+
+// Whether an upgrade by this version has come to its end, and its stamp is lost.
+bool IsStampLost() {
+    std::vector<Json::Value> history;
+    std::string version;
+    std::array<char, 256> stamp{};
+    if (ReadHistory(history) || FindVGPkgVersion(version) ||
+        GetSettingsConfValue(kStampKey, "", stamp.data(), static_cast<int>(stamp.size())) < 0)
+        return false;
+    const auto upgrade = std::find_if(history.rbegin(), history.rend(),
+                                      [](const Json::Value& one) { return one["argument"].isString(); });
+    return upgrade != history.rend() && !(*upgrade)["migrations"].empty() &&
+           (*upgrade)["version"] == version && stamp.data() != version;
+}
+
+// Notes what the plan is about to change. Returns '' when it may, or why nothing may be changed.
+std::string Begin(const Plan& plan, std::optional<uint32_t> oldBuild, bool hasRecord, Record::Facts& facts) {
+    const bool isNoted =
+        !hasRecord || !NeedsRecord(plan) || Record::Begin(facts, oldBuild, plan.missing) == 0;
+    return isNoted ? "" : VGDB::Reason(DB_SYSTEM);
+}
+
+// The end of an upgrade that could not begin.
+int RefuseUpgrade(std::string_view argument, uint32_t build, const Record::Facts& facts,
+                  const std::string& why, const Stopwatch& watch) {
+    Plan plan;
+    plan.oldBuild = std::min(build, facts.oldBuild.value_or(build));
+    plan.resumed = facts.oldBuild.has_value();
+    uint32_t marked = 0;
+    std::string foreign;
+    if (ReadMarker(marked, foreign) >= 0)
+        (void)WriteMarker(plan.oldBuild);  // logged; the stamp tells too that an upgrade is due
+    VGDB::CloseAll();
+    (void)AppendHistory(
+        HistoryOf(plan, Runner({}, false, {}), std::string(argument), watch.started, watch.Seconds(), -1),
+        true);
+    return LogFailure(kMain, "Nothing was changed: %s. Run again: vgupgrader %u\n", why.c_str(),
+                      plan.oldBuild);
 }
 
 }  // namespace
 
 int Upgrade(std::string_view argument, uint32_t build) {
-    const auto started = std::chrono::system_clock::now();
-    const auto begin = std::chrono::steady_clock::now();
-
-    SetPatienceBeforeWalk();
+    const Stopwatch watch;
+    VGDB::SetPatience(kPatienceBefore, kPatienceBefore);
     Record::Facts facts;
-    const Record::State state = Record::Open(facts);
-    if (state == Record::State::Usable)
-        Outbox::DeliverOwed(facts);
+    std::string why;
+    const VGDB::DBState state = Record::Open(facts, why);
+    if (!MayBegin(state))
+        return RefuseUpgrade(argument, build, facts, why, watch);
+    const bool hasRecord = state == VGDB::DBState::Usable;
 
     Plan plan = PlanMigrations(build, facts);
     PlanRepair(plan);
-    LogDiskNeeds(plan);
+    if (why = Begin(plan, plan.oldBuild, hasRecord, facts); !why.empty())
+        return RefuseUpgrade(argument, build, facts, why, watch);
+    if (NeedsRecord(plan)) {
+        LogOlderThanStamp(plan.oldBuild);
+        LogDiskNeeds(plan);
+        LogIndexesLeftOut(plan);
+    }
+    if (facts.isMarked && hasRecord)
+        RemoveMarker();
+    RepairReport repairedLog;
+    const bool owed = facts.Owes();
+    const bool owes = hasRecord && DeliverOwed(plan, facts, repairedLog) != 0;
+    if (!repairedLog.added.empty())
+        plan.repairs[DB_LOG].differences.sql.clear();
 
-    std::vector<RepairDone> repaired;
-    Runner runner(facts, state);
+    Runner runner(facts, hasRecord, std::move(repairedLog));
     ShowProgress(runner, plan.migrations.size());
-    const int ran = runner.Run({.oldBuild = plan.oldBuild,
-                                .missing = plan.missing,
-                                .before = RepairBeforeWalk(plan, repaired, kMain),
-                                .migrations = plan.migrations,
-                                .after = StampVersion});
+    const int status = runner.Run(plan, StampVersion);
     SetProgressLine("");
+    if (facts.isMarked && !hasRecord)
+        RemoveMarker();
 
-    const bool failed = ran < 0 || state == Record::State::SetAside || !plan.failedBefore.empty();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-    if (runner.HasChanged())
-        LogIndexesLeftOut(plan, kMain);
-    if (runner.HasChanged() || failed)
-        (void)AppendHistory(HistoryOf(plan, runner, repaired, std::string(argument).c_str(), started,
-                                      seconds.count(), failed ? -1 : 0),
-                            failed);
-    LogMessage(kMain, "Upgrade from build %u: %s.\n", plan.oldBuild,
-               InWords(runner, plan.failedBefore, seconds.count()).c_str());
-    return failed ? -1 : 0;
+    const double seconds = watch.Seconds();
+    if (runner.HasChanged() || NeedsRecord(plan) || owed || owes || status < 0)
+        (void)AppendHistory(HistoryOf(plan, runner, std::string(argument), watch.started, seconds, status),
+                            status < 0);
+    if (!runner.Undone().empty())
+        return LogFailure(kMain, "Upgrade from build %u: undone: %s. Run again: vgupgrader %u\n",
+                          plan.oldBuild, runner.Undone().c_str(), plan.oldBuild);
+    LogMessage(kMain, "Upgrade from build %u: %s.\n", plan.oldBuild, InWords(runner, seconds).c_str());
+    return status;
 }
 
-RetryReport RetryFailed() {
+RetryReport RetryFailed(std::optional<int> giveUp) {
+    const Stopwatch watch;
     RetryReport report;
-    const auto started = std::chrono::system_clock::now();
-    const auto begin = std::chrono::steady_clock::now();
-    SetPatienceBeforeWalk();
+    VGDB::SetPatience(kPatienceBefore, kPatienceBefore);
     Record::Facts facts;
-    const Record::State state = Record::Open(facts);
-    if (state == Record::State::SetAside) {
-        report.refused = "The main database cannot be read: " + VGDB::GetDBPath(DB_SYSTEM) +
-                         " (vgupgradectl check tells more). Nothing was changed.";
+    std::string why;
+    const VGDB::DBState state = Record::Open(facts, why);
+    const bool hasRecord = state == VGDB::DBState::Usable;
+    if (!MayBegin(state)) {
+        report.refused = why + ". Nothing was changed.";
         return report;
     }
     if (facts.oldBuild) {
@@ -132,31 +212,59 @@ RetryReport RetryFailed() {
             "An upgrade was interrupted, which comes first: vgupgrader " + std::to_string(*facts.oldBuild);
         return report;
     }
-    if (state == Record::State::Usable)
-        Outbox::DeliverOwed(facts);
+    if (giveUp) {
+        const auto isIt = [&](const Record::NotedMigration& one) {
+            return *giveUp >= 0 && static_cast<size_t>(*giveUp) < kMigrationCount &&
+                   one == Record::NoteOf(MigrationAt(static_cast<size_t>(*giveUp)));
+        };
+        const auto found = std::find_if(facts.failed.begin(), facts.failed.end(), isIt);
+        if (found == facts.failed.end()) {
+            report.refused = "No failed migration has the number " + std::to_string(*giveUp) + ".";
+            return report;
+        }
+        if (VGDB::Execute(DB_SYSTEM, Record::SucceededSql(*found) + Record::EndSql())) {
+            report.refused = VGDB::Reason(DB_SYSTEM) + ". Nothing was changed.";
+            return report;
+        }
+        UPG_LOG("Given up: [%d] %s.\n", *giveUp, found->name.c_str());
+        facts.failed.erase(found);
+    }
 
-    Runner runner(facts, state);
-    std::vector<RepairDone> repaired;
-    const std::vector<Migration> migrations = MigrationsToRetry(facts);
-    if (!migrations.empty()) {
-        Plan plan;
-        plan.missing = facts.missing;
-        PlanRepair(plan);  // one may have failed for what was missing
-        ShowProgress(runner, migrations.size());
-        report.status = runner.Run({.oldBuild = std::nullopt,
-                                    .missing = plan.missing,
-                                    .before = RepairBeforeWalk(plan, repaired, kMain),
-                                    .migrations = migrations,
-                                    .after = nullptr});
+    Plan plan = PlanRetry(facts);
+    PlanRepair(plan);  // one may have failed for what was missing
+    if (plan.migrations.empty())
+        for (DatabaseRepair& repair : plan.repairs)
+            if (repair.db != DB_LOG || facts.entries == 0)
+                repair.differences.sql.clear();
+    if (why = Begin(plan, std::nullopt, hasRecord, facts); !why.empty()) {
+        report.refused = why + ". Nothing was changed.";
+        return report;
+    }
+    RepairReport repairedLog;
+    if (hasRecord)
+        (void)DeliverOwed(plan, facts, repairedLog);
+    if (!repairedLog.added.empty())
+        plan.repairs[DB_LOG].differences.sql.clear();
+
+    Runner runner(facts, hasRecord, std::move(repairedLog));
+    const bool isStampLost = IsStampLost();
+    const bool runs = !plan.migrations.empty() || isStampLost;
+    if (runs) {
+        ShowProgress(runner, std::max<size_t>(plan.migrations.size(), 1));
+        report.status = runner.Run(plan, [isStampLost] {
+            if (isStampLost)
+                StampVersion();
+        });
         SetProgressLine("");
     }
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-
-    report.history = HistoryOf(Plan{}, runner, repaired, nullptr, started, seconds.count(), report.status);
-    report.history["old_build"] = Json::Value();  // migrations of several upgrades may have failed
-    if (!migrations.empty()) {
+    const double seconds = watch.Seconds();
+    report.history = HistoryOf(plan, runner, std::nullopt, watch.started, seconds, report.status);
+    if (runs) {
         (void)AppendHistory(report.history, report.status < 0);  // logged
-        UPG_LOG("Retry: %s.\n", InWords(runner, {}, seconds.count()).c_str());
+        if (runner.Undone().empty())
+            UPG_LOG("Retry: %s.\n", InWords(runner, seconds).c_str());
+        else
+            UPG_LOG("Retry: undone: %s. Run again: vgupgradectl retry\n", runner.Undone().c_str());
     }
     report.isRead = Record::Read(report.left) == 0;
     return report;

@@ -1,10 +1,12 @@
 // An upgrade, and a retry of what failed: how both are opened, run and reported.
 //
-//   1. Open: read what an earlier upgrade has left in the record of the main database.
-//   2. Deliver what it owes.
-//   3. Plan: the due migrations, the schema repair.
-//   4. Run: the repair, the migrations, the stamp of the package version.
-//   5. Report: the last line of the log, the history.
+//   1. Open: read what an earlier upgrade has left in the record of the main database. Where that cannot be read,
+//      nothing is changed.
+//   2. Plan: the due migrations, the schema repair.
+//   3. Note the upgrade in the record. Where that cannot be written, nothing is changed.
+//   4. Deliver what an earlier upgrade owes.
+//   5. Run the plan (see runner.h).
+//   6. Report: the history, the last line of the log.
 //
 // The caller holds the upgrade lock.
 #pragma once
@@ -12,6 +14,7 @@
 #include <json/value.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,5 +32,6 @@ struct RetryReport {
     Record::Facts left;   // what it holds then
 };
 
-// Runs the migrations that failed again, in the registry's order, then those of threshold 0.
-RetryReport RetryFailed();
+// Runs the migrations that failed again, in the registry's order, then those of threshold 0. One that is given up is
+// struck off first: its work is not done, and those that need it run without it.
+RetryReport RetryFailed(std::optional<int> giveUp = std::nullopt);

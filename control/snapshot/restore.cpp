@@ -280,7 +280,7 @@ private:
         for (const auto& [path, folder] : m_folders)
             if (!FlushLater(folder))
                 return Fail(Reason("Cannot flush " + path));
-        return VGFilesFlush() == 0 || Fail("Cannot flush the folders of the package");
+        return VGFilesFlush().empty() || Fail("Cannot flush the folders of the package");
     }
 
     // Noted once, also when the mark could not be removed after it.
@@ -299,7 +299,7 @@ private:
 
     // On disk before it is told: a mark that came back would have the system of a later day replaced.
     bool RemoveMark() {
-        return (VGFileRemove(ResolveEntry(kRestoreMark)) == 0 && VGFilesFlush() == 0) ||
+        return (VGFileRemove(ResolveEntry(kRestoreMark)) == 0 && VGFilesFlush().empty()) ||
                Fail("The mark of the restore cannot be removed");
     }
 

@@ -41,7 +41,7 @@ void FuzzTree::MakeWithMainDatabase() {
                       sqlite3_exec(db, schema.str().c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_close(db);
     Expect(made, "a main database");
-    VGDB::HoldTransaction(DB_SYSTEM);
+    VGDB::Hold(VGDB::Holding::Main);
 }
 
 void FuzzTree::EmptyLog() {

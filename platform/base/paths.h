@@ -6,6 +6,8 @@
 
 inline constexpr std::string_view kSettingsConf = "/var/packages/Vigilo/etc/settings.conf";
 inline constexpr std::string_view kPackageConf = "/var/packages/Vigilo/etc/package.conf";
+// The marker of an upgrade that could not begin.
+inline constexpr std::string_view kUpgradeDue = "/var/packages/Vigilo/etc/vgupgrader.due";
 inline constexpr std::string_view kTargetDir = "/var/packages/Vigilo/target/";
 inline constexpr std::string_view kDataDir = "/var/packages/Vigilo/target/@vigilo/";
 inline constexpr std::string_view kSchemaDir = "/var/packages/Vigilo/target/schema/";

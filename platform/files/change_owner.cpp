@@ -6,7 +6,6 @@
 
 #include <vector>
 
-#include "platform/base/first_change.h"
 #include "platform/base/library_log.h"
 #include "platform/files/file_io.h"
 #include "platform/files/flush_later.h"
@@ -65,7 +64,6 @@ private:
             return false;
         if (!IsToChange(status) || (m_owner.user == 0 && m_owner.group == status.st_gid))
             return true;
-        AnnounceChange();
         m_changed = true;
         if (fchownat(fd, "", m_owner.user, m_owner.group, AT_EMPTY_PATH) != 0)
             return false;

@@ -9,7 +9,6 @@
 #include <filesystem>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/first_change.h"
 #include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
 #include "platform/files/attributes.h"
@@ -83,7 +82,6 @@ bool FileReplacement::PutInPlace() {
 }
 
 int ReplaceFile(const std::string& path, std::string_view content, mode_t modeOfNew) {
-    AnnounceChange();
     const std::filesystem::path entry = path;
     const Folder folder = Folder::Open(entry.parent_path());
     UniqueFd old;

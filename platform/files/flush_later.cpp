@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <iterator>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -42,8 +44,8 @@ bool Keep(std::map<Key, Waiting>& waiting, const Key& key, const Folder& folder,
 }
 
 template <class Key>
-int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
-    int result = 0;
+std::string FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
+    std::string failure;
     for (auto next = waiting.begin(); next != waiting.end();) {
         const Waiting& one = next->second;
         const auto call = [&, fd = one.folder.Get()] {
@@ -53,11 +55,13 @@ int FlushAll(std::map<Key, Waiting>& waiting, bool (*flush)(int)) {
             return -1;
         };
         const bool failed = OnceMore(call) != 0;
-        if (failed)
-            result = LogErrno("flush", one.path);
+        if (failed) {
+            failure = one.path + ": " + std::strerror(errno);
+            (void)LogErrno("flush", one.path);
+        }
         next = failed ? std::next(next) : waiting.erase(next);
     }
-    return result;
+    return failure;
 }
 
 }  // namespace
@@ -73,8 +77,14 @@ bool FlushFileSystemLater(const Folder& folder) {
     return fstat(folder.Fd(), &status) == 0 && Keep(g_fileSystems, status.st_dev, folder, FlushFileSystem);
 }
 
-int VGFilesFlush() {
-    const int folders = FlushAll(g_folders, Flush);
-    const int fileSystems = FlushAll(g_fileSystems, FlushFileSystem);
-    return folders || fileSystems ? -1 : 0;
+std::string VGFilesFlush() {
+    std::set<Device> whole;
+    for (const auto& [device, one] : g_fileSystems)
+        whole.insert(device);
+    std::string failure = FlushAll(g_fileSystems, FlushFileSystem);
+    if (failure.empty())
+        std::erase_if(g_folders, [&whole](const auto& one) { return whole.contains(one.first.first); });
+    if (std::string folders = FlushAll(g_folders, Flush); failure.empty())
+        failure = std::move(folders);
+    return failure;
 }

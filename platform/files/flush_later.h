@@ -2,6 +2,8 @@
 // however often it changes.
 #pragma once
 
+#include <string>
+
 #include "platform/files/folder.h"
 
 // The folder's entries have changed. False, with errno, when it had to be flushed at once and could not.
@@ -10,6 +12,6 @@ bool FlushLater(const Folder& folder);
 // Owners or modes have changed on the file system that holds the folder.
 bool FlushFileSystemLater(const Folder& folder);
 
-// Flushes what waits. A program calls it before it notes elsewhere that the changes are made. Returns 0, or -1 when
-// something could not be flushed (logged), which then still waits.
-[[nodiscard]] int VGFilesFlush();
+// Flushes what waits; no folder by itself whose whole file system is flushed. A program calls it before it notes
+// elsewhere that the changes are made. Returns '', or what could not be flushed ("PATH: TEXT", logged); it waits on.
+[[nodiscard]] std::string VGFilesFlush();

@@ -12,7 +12,6 @@
 #include <thread>
 #include <utility>
 
-#include "platform/base/first_change.h"
 #include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
 #include "platform/base/paths.h"
@@ -87,7 +86,6 @@ public:
 
     // Finds out whether the file can take what is seen, of which these changes are new.
     int Try(const std::vector<KeyChange>& changes) {
-        AnnounceChange();
         if (OnceMore([&] { return Lock() || Read() ? -1 : 0; }))
             return -1;
         if (!m_replacement)
@@ -105,7 +103,6 @@ public:
             return -1;
         if (IsThereAlready(changes))
             return flushes ? FlushAsItStands() : 0;
-        AnnounceChange();
         if (OnceMore([&] { return Lock() || Read() ? -1 : 0; }))
             return -1;
         if (IsThereAlready(changes))

@@ -16,16 +16,19 @@ constexpr BusyWait::Milliseconds kTellAfter{1000};
 // Short at first: most locks are held for the time of a small commit.
 constexpr std::array<int, 8> kPausesMs = {1, 2, 5, 10, 15, 20, 25, 50};
 
-BusyWait::Milliseconds g_each{10'000};
-BusyWait::Milliseconds g_together = BusyWait::Milliseconds::max();
-steady_clock::duration g_waited{0};  // by all connections
+// The part of the run: how much time a database has in it, and how much is left for all of them.
+struct {
+    unsigned number = 0;
+    steady_clock::duration each = std::chrono::seconds(10);
+    steady_clock::duration left = steady_clock::duration::max();
+} g_part;
 
 }  // namespace
 
 void BusyWait::SetPatience(Milliseconds each, Milliseconds together) {
-    g_each = each;
-    g_together = together;
-    g_waited = {};
+    g_part.number += 1;
+    g_part.each = each;
+    g_part.left = together == Milliseconds::max() ? steady_clock::duration::max() : together;
 }
 
 void BusyWait::Attach(sqlite3* db) {
@@ -33,28 +36,16 @@ void BusyWait::Attach(sqlite3* db) {
         db, [](void* wait, int count) { return static_cast<BusyWait*>(wait)->Wait(count) ? 1 : 0; }, this);
 }
 
-void BusyWait::NoteResult(int code) {
-    const bool busy = (code & 0xff) == SQLITE_BUSY;
-    // Who keeps readers out keeps writers out; who lets a writer in is not there.
-    if (!m_write || !busy)
-        m_heldForReaders = busy;
-    if (m_write || busy)
-        m_heldForWriters = busy;
-}
-
-BusyWait::Milliseconds BusyWait::Patience() const {
-    if (m_own)
-        return *m_own;
-    if (m_write ? m_heldForWriters : m_heldForReaders)
-        return std::min(kShortPatience, g_each);
-    const auto left = g_together - std::chrono::duration_cast<Milliseconds>(g_waited);
-    return std::min(g_each, std::max(left, kShortPatience));
-}
-
 bool BusyWait::Wait(int count) {
+    if (m_never)
+        return false;
     if (count == 0) {
+        if (m_part != g_part.number)
+            m_waited = {};
+        m_part = g_part.number;
+        const steady_clock::duration brief = std::min<steady_clock::duration>(kShortPatience, g_part.each);
+        m_patience = std::max(brief, std::min(g_part.each - m_waited, g_part.left));
         m_since = steady_clock::now();
-        m_patience = Patience();
         m_told = false;
     }
     const steady_clock::duration waited = steady_clock::now() - m_since;
@@ -68,7 +59,8 @@ bool BusyWait::Wait(int count) {
     const steady_clock::duration nap =
         std::min<steady_clock::duration>(Milliseconds(kPausesMs[pause]), m_patience - waited);
     std::this_thread::sleep_for(nap);
-    if (!m_own)
-        g_waited += nap;
+    m_waited += nap;
+    if (g_part.left != steady_clock::duration::max())
+        g_part.left -= std::min(nap, g_part.left);
     return true;
 }

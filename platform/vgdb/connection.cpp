@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/first_change.h"
 #include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
 #include "platform/vgdb/read_only.h"
@@ -21,8 +20,8 @@ namespace {
 
 constexpr size_t kShownOfStatement = 200;
 
-bool g_repairing = false;
 long long g_changedRows = 0;
+VGDB::Holding g_holding = VGDB::Holding::None;
 
 // Without the detail of an extended code.
 int Primary(int code) { return code & 0xff; }
@@ -44,32 +43,8 @@ int BindParams(const Statement& statement, std::list<std::string>::const_iterato
     return SQLITE_OK;
 }
 
-enum class TextKind {
-    Blank,   // nothing to run
-    Query,   // one statement that only reads: needs no transaction and takes no write lock
-    Script,  // anything else
-};
-
-// Returns SQLite's result code when the database cannot be read.
-int FindKind(sqlite3* db, const char* sql, TextKind& kind) {
-    Statement first;
-    const char* tail = nullptr;
-    kind = TextKind::Script;
-    if (const int code = first.Prepare(db, sql, &tail); code != SQLITE_OK) {
-        // What does not compile may need what an earlier statement creates, or is wrong: running it will
-        // tell.
-        return Primary(code) == SQLITE_ERROR ? SQLITE_OK : code;
-    }
-    if (!first) {
-        kind = TextKind::Blank;
-        return SQLITE_OK;
-    }
-    Statement second;
-    const bool more = second.Prepare(db, tail) != SQLITE_OK || second;
-    if (!more && sqlite3_stmt_readonly(first.Get()))
-        kind = TextKind::Query;
-    return SQLITE_OK;
-}
+// Whether nothing stands in the text any more.
+bool IsBlank(const char* sql) { return sql[std::strspn(sql, " \t\r\n;")] == '\0'; }
 
 // Steps a statement to its end; keeps its rows when a result is wanted and it gives any.
 int StepAll(Statement& statement, std::unique_ptr<DBResult_tag>* rows) {
@@ -119,28 +94,20 @@ void ForgetAllConnections() { Connections().clear(); }
 
 long long Connection::ChangedRows() { return g_changedRows; }
 
-// Whether nothing at all is run on the database now, which is logged once.
-bool Connection::IsRefused() {
-    if (!m_setAside && !m_held.lost)
-        return false;
-    if (!m_refusalTold)
-        LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(),
-                   m_setAside ? "set aside, nothing is run on it any more"
-                              : "its transaction was rolled back, nothing is run on it before that is known");
-    m_refusalTold = true;
-    return true;
-}
-
 sqlite3* Connection::Handle() { return MakeReady() == SQLITE_OK ? m_db.get() : nullptr; }
 
 int Connection::MakeReady() {
-    if (IsRefused())
+    if (m_isLost) {
+        if (!std::exchange(m_isLossTold, true))
+            LibraryLog(__LINE__, "Execute",
+                       "%s: its transaction was rolled back, nothing is run on it before that is known\n",
+                       m_path.c_str());
         return SQLITE_ABORT;
+    }
     return m_db ? SQLITE_OK : OnceMore([this] { return Open(); });
 }
 
 int Connection::Open() {
-    m_busy.Expect(false);
     sqlite3* db = nullptr;
     int code = SQLITE_OK;
     if (IsReadOnly()) {
@@ -165,78 +132,68 @@ int Connection::Open() {
     }
     sqlite3_extended_result_codes(db, 1);
     m_busy.Attach(db);
-    // A commit is on disk only when the journal's removal is: EXTRA flushes the folder too. Without it a
-    // power cut could bring the journal back, and with it the old rows, after a settings flag has been
-    // written.
-    code = Exec("PRAGMA synchronous = EXTRA");
-    if (code != SQLITE_OK) {
-        NoteResult(code);
-        m_db.reset();
-    }
     return code;
 }
 
 void Connection::Close() {
     m_db.reset();
     m_reading.reset();
-    m_holding = false;
-    m_held = {};
+    m_busy.NeverWait(false);
+    m_isOpen = m_isWritten = m_isLost = false;
 }
 
-void Connection::LogFailure(const char* function, const char* sql) const {
+void Connection::LogFailure(const char* function, const char* sql) {
+    m_reason = sqlite3_errmsg(m_db.get());
     const size_t length = std::strlen(sql);
-    LibraryLog(__LINE__, function, "%s: %s [%.*s%s]\n", m_path.c_str(), sqlite3_errmsg(m_db.get()),
+    LibraryLog(__LINE__, function, "%s: %s [%.*s%s]\n", m_path.c_str(), m_reason.c_str(),
                static_cast<int>(std::min(length, kShownOfStatement)), sql,
                length > kShownOfStatement ? "..." : "");
 }
 
-// What follows from the result of a statement, beside its failure.
+// What follows from the result of a text, beside its failure. Nothing uses the handle after it.
 void Connection::NoteResult(int code) {
-    m_busy.NoteResult(code);
     const int primary = Primary(code);
     // A journal that cannot be opened beside a database that is open is the disk's fault too.
-    if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
+    if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN || primary == SQLITE_NOMEM)
         NoteDiskError();
-    if (primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB)
-        m_doubtful = false;
-    else if (IsDoubtful())
-        NoteDiskError();
-    else
-        NoteDamage();
     // After some failures (disk full, no memory, also those of a query) SQLite has rolled everything back.
-    if (m_held.open && sqlite3_get_autocommit(m_db.get()) != 0)
-        LoseHeld();
+    if (m_isOpen && sqlite3_get_autocommit(m_db.get()) != 0)
+        Lose();
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB)
+        NoteMalformed();
 }
 
-// SQLite reports a read that the disk has refused as damage. It is taken for that when the second try ends so
-// too.
-bool Connection::IsDoubtful() {
-    int error = 0;
-    sqlite3_file_control(m_db.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &error);
-    m_doubtful = !m_doubtful && (error == EIO || error == ENXIO);
-    return m_doubtful;
-}
-
-void Connection::NoteDamage() {
-    if (!m_damaged)
+// SQLite reports a read that the disk has refused as damage too. It is taken for that when a fresh connection says so,
+// and else tried again.
+void Connection::NoteMalformed() {
+    if (m_isDamaged)
+        return;
+    if (m_isOpen)
+        Lose();
+    m_db.reset();
+    sqlite3* db = nullptr;
+    int code = OpenSqlite(m_path.c_str(), SQLITE_OPEN_READONLY, &db);
+    const SqliteHandle fresh(db);
+    Statement check;
+    if (code == SQLITE_OK)
+        code = check.Prepare(db, "PRAGMA integrity_check(1)");
+    if (code == SQLITE_OK)
+        code = check.Step();
+    m_isDamaged = Primary(code) == SQLITE_CORRUPT || Primary(code) == SQLITE_NOTADB ||
+                  (code == SQLITE_ROW && check.String(0) != "ok");
+    if (m_isDamaged)
         LibraryLog(__LINE__, "Execute", "Damaged, not written to any more: %s\n", m_path.c_str());
-    m_damaged = true;
-    if (m_held.open)
-        LoseHeld();
+    else
+        NoteDiskError();
 }
 
-// Rolls back what is held. What it stood for is gone, which the program has to hear.
-void Connection::LoseHeld() {
-    if (sqlite3_get_autocommit(m_db.get()) == 0)
+// What the transaction stood for is gone, which the program has to hear.
+void Connection::Lose() {
+    if (m_db && sqlite3_get_autocommit(m_db.get()) == 0)
         sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-    m_held = {.open = false, .changed = false, .lost = m_held.changed};
-}
-
-void Connection::SetAside() {
-    if (m_held.open)
-        LoseHeld();
-    m_setAside = true;
-    m_refusalTold = false;
+    m_busy.NeverWait(false);
+    m_isLost = m_isLost || m_isWritten;
+    m_isOpen = m_isWritten = false;
 }
 
 int Connection::Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params) {
@@ -251,10 +208,8 @@ int Connection::Run(const std::string& sql, DBResult_tag** result, const std::li
         return 0;
     } catch (const std::exception& error) {
         // Wherever it came from: nothing half done stays open.
-        if (m_held.open)
-            LoseHeld();
-        else if (m_db && sqlite3_get_autocommit(m_db.get()) == 0)
-            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        m_reason = error.what();
+        Lose();
         LibraryLog(__LINE__, "Execute", "%s: %s\n", m_path.c_str(), error.what());
         return -1;
     }
@@ -269,102 +224,115 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
     sqlite3* const db = Handle();
     if (!db)
         return -1;
-    TextKind kind = TextKind::Blank;
-    bool unannounced = false;
-    m_busy.Expect(false);
-    int code = FindKind(db, sql.c_str(), kind);
-    if (code != SQLITE_OK) {
-        LogFailure("Execute", sql.c_str());
-    } else if (kind == TextKind::Query) {
-        code = RunStatements(sql.c_str(), rows, params);
-    } else if (kind == TextKind::Script) {
-        if (m_damaged)
+    int code = SQLITE_OK;
+    {
+        Statement first;
+        const char* tail = nullptr;
+        code = first.Prepare(db, sql.c_str(), &tail);
+        if (code != SQLITE_OK) {
+            LogFailure("Execute", sql.c_str());
+        } else if (IsBlank(tail) && (!first || sqlite3_stmt_readonly(first.Get()))) {
+            // It only reads, or does nothing: it needs no transaction, and takes no write lock.
+            code = RunStatements(first, sql.c_str(), tail, rows, params);
+        } else if (m_isDamaged) {
             return -1;
-        if (IsReadOnly()) {
+        } else if (IsReadOnly()) {
             LibraryLog(__LINE__, "Execute", "%s: this program changes nothing\n", m_path.c_str());
             return -1;
+        } else {
+            code = Begin();
+            const sqlite3_int64 before = sqlite3_total_changes64(db);
+            if (code == SQLITE_OK)
+                code = RunStatements(first, sql.c_str(), tail, rows, params);
+            first.Finalize();
+            code = End(code, before);
         }
-        m_busy.Expect(true);
-        code = RunInTransaction(sql.c_str(), rows, params, unannounced);
     }
     NoteResult(code);
-    if (unannounced) {
-        AnnounceChange();
-        return RunText(sql, rows, params);
-    }
     return code == SQLITE_OK ? 0 : -1;
 }
 
-// Many texts change nothing, and only a first run knows which. So a text that turns out to change something
-// before that was announced is undone, announced by the caller, and run again.
-int Connection::RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                                 const std::list<std::string>& params, bool& unannounced) {
-    const bool held = m_holding;
-    const bool alone = !held || !m_held.open;  // nothing stands before the text in its transaction
-    if (const int code = BeginText(held); code != SQLITE_OK)
-        return code;
-    const Mark before = Now();
-    int code = RunStatements(sql, rows, params);
-    const Mark after = Now();
-    unannounced = code == SQLITE_OK && after != before && IsFirstChangeAwaited();
-    if (code == SQLITE_OK && !unannounced)
-        code = Exec(held ? "RELEASE call" : "COMMIT");
-    if (code != SQLITE_OK || unannounced) {
-        UndoText(alone);
-        return code;
+bool Connection::IsHolding() const {
+    return g_holding == VGDB::Holding::All ||
+           (g_holding == VGDB::Holding::Main && m_path == VGDB::GetDBPath(DB_SYSTEM));
+}
+
+// A text has a transaction of its own, or, behind others in one that is held, a savepoint.
+int Connection::Begin() {
+    if (m_isWritten)
+        return Exec("SAVEPOINT call");
+    if (!m_isOpen) {
+        SetDurability();
+        if (const int code = Exec("BEGIN IMMEDIATE"); code != SQLITE_OK)
+            return code;
+        m_isOpen = true;
+        m_busy.NeverWait(true);
     }
-    g_changedRows += after.rows - before.rows;
-    m_held.changed = m_held.changed || (held && after != before);
     return SQLITE_OK;
 }
 
-int Connection::BeginText(bool held) {
-    if (!held) {
-        if (g_repairing)
-            SetRepairDurability();
-        return Exec("BEGIN IMMEDIATE");
+int Connection::End(int code, sqlite3_int64 changesBefore) {
+    const sqlite3_int64 changed = sqlite3_total_changes64(m_db.get()) - changesBefore;
+    if (code == SQLITE_OK && m_isWritten)
+        code = Exec("RELEASE call");
+    else if (code == SQLITE_OK && !IsHolding())
+        code = Commit();
+    if (code == SQLITE_OK) {
+        m_isWritten = IsHolding();
+        g_changedRows += changed;
+        return code;
     }
-    if (!m_held.open) {
-        if (const int code = Exec("BEGIN IMMEDIATE"); code != SQLITE_OK)
-            return code;
-        m_held.open = true;
+    if (m_isOpen && sqlite3_get_autocommit(m_db.get()) == 0) {
+        if (m_isWritten)
+            sqlite3_exec(m_db.get(), "ROLLBACK TO call; RELEASE call", nullptr, nullptr, nullptr);
+        else
+            Lose();
     }
-    return Exec("SAVEPOINT call");
+    return code;
 }
 
-void Connection::UndoText(bool alone) {
-    if (sqlite3_get_autocommit(m_db.get()) == 0)
-        (void)Exec(alone ? "ROLLBACK" : "ROLLBACK TO call; RELEASE call");
-    if (alone)
-        m_held.open = false;
+int Connection::Commit() {
+    m_busy.NeverWait(false);
+    const int code = Exec("COMMIT");
+    m_isOpen = sqlite3_get_autocommit(m_db.get()) == 0;
+    return code;
 }
 
-Connection::Mark Connection::Now() const {
-    Statement version;
-    const bool read =
-        version.Prepare(m_db.get(), "PRAGMA schema_version") == SQLITE_OK && version.Step() == SQLITE_ROW;
-    return {sqlite3_total_changes64(m_db.get()), read ? version.Int(0) : 0};
+// A commit that must be on disk when it returns flushes journal, database and folder (EXTRA), the folder a last time
+// after the removal of the journal: a journal that a power cut brings back undoes the commit. What all databases but
+// the main one hold is undone so without harm until that one is committed; before that the caller flushes the folders,
+// once. In a database that was empty there is nothing that a half-written journal could spoil.
+void Connection::SetDurability() {
+    const char* mode = "PRAGMA synchronous = EXTRA";
+    if (g_holding == VGDB::Holding::All && m_path != VGDB::GetDBPath(DB_SYSTEM)) {
+        Statement pages;
+        const bool empty = pages.Prepare(m_db.get(), "PRAGMA page_count") == SQLITE_OK &&
+                           pages.Step() == SQLITE_ROW && pages.Int(0) == 0;
+        mode = empty ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL";
+    }
+    (void)Exec(mode);
 }
 
-int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                              const std::list<std::string>& params) {
+int Connection::RunStatements(Statement& first, const char* sql, const char* tail,
+                              std::unique_ptr<DBResult_tag>* rows, const std::list<std::string>& params) {
     auto param = params.begin();
-    while (*sql) {
-        Statement statement;
-        const char* tail = nullptr;
-        int code = statement.Prepare(m_db.get(), sql, &tail);
+    Statement next;
+    for (Statement* statement = &first;; statement = &next) {
+        int code = SQLITE_OK;
+        if (statement == &next)
+            code = next.Prepare(m_db.get(), sql, &tail);
         try {
-            const bool isLast = code == SQLITE_OK && tail[std::strspn(tail, " \t\r\n")] == '\0';
-            while (code == SQLITE_OK && statement) {
+            while (code == SQLITE_OK && *statement) {
                 const auto bound = param;
-                code = BindParams(statement, param, params.end());
+                code = BindParams(*statement, param, params.end());
                 if (code == SQLITE_OK)
-                    code = StepAll(statement, rows);
-                if (!isLast || param == bound || param == params.end())
+                    code = StepAll(*statement, rows);
+                if (!IsBlank(tail) || param == bound || param == params.end())
                     break;
-                sqlite3_reset(statement.Get());
+                sqlite3_reset(statement->Get());
             }
         } catch (const std::bad_alloc&) {
+            m_reason = "out of memory";
             LibraryLog(__LINE__, "Execute", "%s: no memory for the rows of a query\n", m_path.c_str());
             return SQLITE_NOMEM;
         }
@@ -372,9 +340,10 @@ int Connection::RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* ro
             LogFailure("Execute", sql);
             return code;
         }
+        if (*tail == '\0')
+            return SQLITE_OK;
         sql = tail;
     }
-    return SQLITE_OK;
 }
 
 int Connection::Exec(const std::string& sql) {
@@ -384,31 +353,10 @@ int Connection::Exec(const std::string& sql) {
     return code;
 }
 
-int Connection::RunNow(const std::string& sql) {
-    if (m_held.changed || m_held.lost) {
-        LibraryLog(__LINE__, "ExecuteNow", "%s: a transaction is open\n", m_path.c_str());
-        return -1;
-    }
-    // A transaction that has begun and changed nothing begins anew with the next text.
-    if (m_held.open && Exec("COMMIT") != SQLITE_OK)
-        return -1;
-    m_held.open = false;
-    const bool holding = std::exchange(m_holding, false);
-    const bool repairing =
-        std::exchange(g_repairing, false);  // this commit is to last, whatever else is under way
-    const long long counted = g_changedRows;
-    const int result = Run(sql, nullptr, {});
-    g_changedRows = counted;
-    g_repairing = repairing;
-    m_holding = holding;
-    return result;
-}
-
 int Connection::ReadSchema() {
     return OnceMore([this] {
         int code = MakeReady();
         if (code == SQLITE_OK) {
-            m_busy.Expect(false);
             code = Exec("SELECT 1 FROM sqlite_schema");
             NoteResult(code);
         }
@@ -416,44 +364,23 @@ int Connection::ReadSchema() {
     });
 }
 
-int Connection::CommitHeld(std::chrono::milliseconds patience) {
-    int code = m_held.lost ? SQLITE_ABORT : SQLITE_OK;
-    if (m_held.open) {
-        m_busy.Expect(true);
-        m_busy.SetOwnPatience(patience);
-        code = Exec("COMMIT");
-        m_busy.SetOwnPatience(std::nullopt);
-        const bool stillOpen = sqlite3_get_autocommit(m_db.get()) == 0;
-        m_held.open = stillOpen;
+int Connection::CommitHeld() {
+    int code = m_isLost ? SQLITE_ABORT : SQLITE_OK;
+    if (m_isOpen) {
+        code = Commit();
+        if (code != SQLITE_OK)
+            Lose();
         NoteResult(code);
     }
-    RollbackHeld();
-    return code == SQLITE_OK ? 0 : -1;
+    m_isWritten = m_isOpen;
+    if (code != SQLITE_OK)
+        return -1;
+    return 0;
 }
 
 void Connection::RollbackHeld() {
-    if (m_held.open)
-        (void)Exec("ROLLBACK");
-    m_held = {};
-    m_holding = false;
-    m_refusalTold = m_setAside && m_refusalTold;
+    Lose();
+    m_isLost = m_isLossTold = false;
 }
 
-void Connection::BeginRepairs() { g_repairing = true; }
-
-void Connection::SetRepairDurability() {
-    Statement pages;
-    const bool empty = pages.Prepare(m_db.get(), "PRAGMA page_count") == SQLITE_OK &&
-                       pages.Step() == SQLITE_ROW && pages.Int(0) == 0;
-    (void)Exec(empty ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL");
-    m_owesFolderFlush = true;
-}
-
-bool Connection::EndRepairs() {
-    g_repairing = false;
-    if (m_owesFolderFlush && m_db)
-        (void)Exec("PRAGMA synchronous = EXTRA");
-    return std::exchange(m_owesFolderFlush, false);
-}
-
-void Connection::ForgetRepairs() { g_repairing = false; }
+void Connection::SetHolding(VGDB::Holding holding) { g_holding = holding; }

@@ -1,7 +1,6 @@
 // One connection a database file.
 #pragma once
 
-#include <chrono>
 #include <list>
 #include <memory>
 #include <string>
@@ -10,8 +9,7 @@
 #include "platform/vgdb/busy_wait.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/statement.h"
-
-struct DBResult_tag;
+#include "platform/vgdb/vgdb.h"
 
 class Connection {
 public:
@@ -23,39 +21,33 @@ public:
     // Runs a text of any number of statements, whole or not at all. See VGDB::Executep.
     int Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params);
 
-    // The same with a transaction and a commit of its own. See VGDB::ExecuteNow.
-    int RunNow(const std::string& sql);
-
     // Reads the schema from the file. Returns SQLite's result code; a failure is logged.
     int ReadSchema();
 
-    // The open handle, or null (logged) when the file cannot be opened or nothing is run on it any more.
+    // The open handle, or null (logged) when the file cannot be opened or nothing is run on it now.
     sqlite3* Handle();
 
     // Closes the file; what is known of it stays known. A transaction that is open is rolled back.
     void Close();
 
     // Logs SQLite's text about the last failure, with the database and the beginning of the statement.
-    void LogFailure(const char* function, const char* sql) const;
+    void LogFailure(const char* function, const char* sql);
 
-    // See VGDB::HoldTransaction.
-    void Hold() { m_holding = true; }
-    [[nodiscard]] int CommitHeld(std::chrono::milliseconds patience);
+    // See VGDB::Hold.
+    static void SetHolding(VGDB::Holding holding);
+    [[nodiscard]] int CommitHeld();
     void RollbackHeld();
-    bool HasHeldChanges() const { return m_held.changed || m_held.lost; }
-    bool IsHeldLost() const { return m_held.lost; }
+    bool IsHeld() const { return m_isWritten; }
+    bool IsHeldLost() const { return m_isLost; }
 
-    void SetAside();
-    bool IsDamaged() const { return m_damaged; }
+    // SQLite's text about the last failure.
+    const std::string& Reason() const { return m_reason; }
 
-    // See VGDB::SetIncomplete.
-    void SetIncomplete(bool incomplete) { m_incomplete = incomplete; }
-    bool IsIncomplete() const { return m_incomplete; }
+    bool IsDamaged() const { return m_isDamaged; }
 
-    // See VGDB::BeginRepairs. EndRepairs tells whether commits wait for the flush of the file's folder.
-    static void BeginRepairs();
-    [[nodiscard]] bool EndRepairs();
-    static void ForgetRepairs();
+    // See VGDB::SetNotRepaired.
+    void SetNotRepaired(VGDB::NotRepaired lacks) { m_lacks = std::move(lacks); }
+    const VGDB::NotRepaired& Lacks() const { return m_lacks; }
 
     // See VGDB::ChangedRows.
     static long long ChangedRows();
@@ -63,54 +55,35 @@ public:
     const std::string& Path() const { return m_path; }
 
 private:
-    // How far the database has been changed, by this connection.
-    struct Mark {
-        sqlite3_int64 rows = 0;
-        int schema = 0;
-        bool operator==(const Mark&) const = default;
-    };
-
-    // What has become of the transaction that is held.
-    struct Held {
-        bool open = false;
-        bool changed = false;
-        bool lost = false;  // SQLite has rolled it back on its own
-    };
-
-    bool IsRefused();
     int MakeReady();
     int Open();
+    bool IsHolding() const;
     int RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* rows,
                 const std::list<std::string>& params);
-    int RunInTransaction(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                         const std::list<std::string>& params, bool& unannounced);
-    int RunStatements(const char* sql, std::unique_ptr<DBResult_tag>* rows,
-                      const std::list<std::string>& params);
-    int BeginText(bool held);
-    void UndoText(bool alone);
+    int RunStatements(Statement& first, const char* sql, const char* tail,
+                      std::unique_ptr<DBResult_tag>* rows, const std::list<std::string>& params);
+    int Begin();
+    int End(int code, sqlite3_int64 changesBefore);
+    int Commit();
+    void SetDurability();
     int Exec(const std::string& sql);
-    Mark Now() const;
-    void SetRepairDurability();
     void NoteResult(int code);
-    void NoteDamage();
-    bool IsDoubtful();
-    void LoseHeld();
+    void NoteMalformed();
+    void Lose();
 
     std::string m_path;
     BusyWait m_busy;
     std::unique_ptr<Reading> m_reading;  // of a program that only reads; ends after the connection
     SqliteHandle m_db;
+    std::string m_reason;
 
-    bool m_setAside = false;
-    bool m_damaged = false;
-    bool m_doubtful = false;  // damage was reported, but may have been a failure of the disk
-    bool m_refusalTold = false;
-    bool m_incomplete = false;
+    bool m_isDamaged = false;
+    VGDB::NotRepaired m_lacks;
 
-    bool m_holding = false;
-    Held m_held;
-
-    bool m_owesFolderFlush = false;
+    bool m_isOpen = false;     // a transaction
+    bool m_isWritten = false;  // a text in it has succeeded: it is held
+    bool m_isLost = false;     // SQLite has rolled back what was held
+    bool m_isLossTold = false;
 };
 
 // Every connection that has been used.

@@ -16,6 +16,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,7 @@ struct Index {
 struct Present {
     std::map<std::string, std::string> tables;
     std::map<std::string, std::string> indexes;
+    std::set<std::string> views;
 };
 
 // Names are compared as SQLite compares them.
@@ -194,6 +196,7 @@ int LoadDeclared(const std::string& sqlFile, SqliteHandle& declared) {
     sqlite3* db = nullptr;
     const int opened = OpenSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &db);
     declared.reset(db);
+    sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);  // what the text makes stays in memory
     if (opened != SQLITE_OK || sqlite3_exec(db, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
         VG_LIB_LOG("Schema file %s: %s\n", sqlFile.c_str(), sqlite3_errmsg(db));
         return -1;
@@ -214,6 +217,8 @@ int ReadPresent(const std::string& dbPath, Present& present) {
             present.tables[name] = sql;
         else if (type == "index")
             present.indexes[name] = sql;
+        else if (type == "view")
+            present.views.insert(name);
     }
     return 0;
 }
@@ -250,6 +255,11 @@ private:
     int CompareTable(const std::string& table, const std::string& sql, const Present& present) {
         const auto found = present.tables.find(Fold(table));
         if (found == present.tables.end()) {
+            if (present.views.contains(Fold(table))) {
+                m_differences.names[table].insert("*");
+                m_differences.tablesNotAddable.push_back(table + ": a view stands in its place");
+                return SQLITE_OK;
+            }
             m_differences.tables.push_back(table);
             m_differences.names[table].insert("*");
             return AppendTableSql(m_declared, table, m_differences.sql);
@@ -393,17 +403,4 @@ int VGDB::CompareSchema(const std::string& dbPath, const std::string& sqlFile,
         VG_LIB_LOG("%s: %s\n", dbPath.c_str(), error.what());
         return -1;
     }
-}
-
-int VGDB::GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
-                        MissingNames& missing) {
-    SchemaDifferences differences;
-    if (CompareSchema(dbPath, sqlFile, differences))
-        return -1;
-    for (const std::string& column : differences.columnsNotAddable)
-        VG_LIB_LOG("%s: cannot add column %s\n", dbPath.c_str(), column.c_str());
-    sql += differences.sql;
-    for (auto& [table, names] : differences.names)
-        missing[table].merge(names);
-    return differences.columnsNotAddable.empty() ? 0 : -1;
 }

@@ -15,12 +15,13 @@ struct SchemaDifferences {
     std::vector<std::string> columns;
     std::vector<std::string> indexes;
 
-    // Missing too, but not in the SQL: "table.column: WHY" for columns that SQLite cannot add, "index: WHY"
+    // Missing too, but not in the SQL: "table: WHY" and "table.column: WHY" for what SQLite cannot add, "index: WHY"
     // for indexes over these and for unique ones that the rows do not allow.
+    std::vector<std::string> tablesNotAddable;
     std::vector<std::string> columnsNotAddable;
     std::vector<std::string> indexesLeftOut;
 
-    // All tables ("*") and columns that are missing, as GetMissingSql gives them.
+    // All tables ("*") and columns that are missing.
     MissingNames names;
 
     // "table.column: TYPE instead of TYPE", where SQLite treats values differently for it. They stay as they

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 struct CloseSqlite {
     void operator()(sqlite3* db) const { sqlite3_close(db); }
@@ -28,6 +29,8 @@ public:
         m_statement = nullptr;
         return sqlite3_prepare_v2(db, sql, -1, &m_statement, tail);
     }
+
+    void Finalize() { sqlite3_finalize(std::exchange(m_statement, nullptr)); }
 
     explicit operator bool() const { return m_statement != nullptr; }
     sqlite3_stmt* Get() const { return m_statement; }

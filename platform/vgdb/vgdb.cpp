@@ -1,12 +1,26 @@
 #include "platform/vgdb/vgdb.h"
 
+#include <filesystem>
+#include <utility>
+
+#include "platform/base/library_log.h"
 #include "platform/base/strings.h"
+#include "platform/files/flush_later.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/rows.h"
 
 bool VGDB::g_blCheckNonRecMode = true;
+
+namespace {
+
+bool FlushFolderLater(const std::string& path) {
+    const Folder folder = Folder::Open(std::filesystem::path(path).parent_path());
+    return folder && FlushLater(folder);
+}
+
+}  // namespace
 
 // The platform's interface takes the texts by value. NOLINTBEGIN(performance-unnecessary-value-param)
 int VGDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool, bool, bool, bool) {
@@ -51,26 +65,48 @@ int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std:
 
 long long VGDB::ChangedRows() { return Connection::ChangedRows(); }
 
-void VGDB::HoldTransaction(DB_INSTANCE db) { Connection::To(GetDBPath(db)).Hold(); }
-
-int VGDB::CommitHeld(DB_INSTANCE db, std::chrono::milliseconds patience) {
-    return Connection::To(GetDBPath(db)).CommitHeld(patience);
+void VGDB::Hold(Holding which) {
+    for (Connection* const connection : AllConnections())
+        connection->RollbackHeld();
+    Connection::SetHolding(which);
 }
 
-void VGDB::RollbackHeld(DB_INSTANCE db) { Connection::To(GetDBPath(db)).RollbackHeld(); }
-
-bool VGDB::HasHeldChanges(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).HasHeldChanges(); }
-
-bool VGDB::IsHeldLost(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsHeldLost(); }
-
-int VGDB::ExecuteNow(DB_INSTANCE db, const std::string& sql) {
-    return Connection::To(GetDBPath(db)).RunNow(sql);
+int VGDB::CommitOthers() {
+    const std::string main = GetDBPath(DB_SYSTEM);
+    for (Connection* const connection : AllConnections()) {
+        if (connection->Path() == main)
+            continue;
+        const bool isHeld = connection->IsHeld();
+        if (connection->CommitHeld())
+            return -1;
+        if (isHeld && !FlushFolderLater(connection->Path()))
+            return LogErrno("flush the folder of", connection->Path());
+    }
+    return 0;
 }
 
-void VGDB::SetAside(DB_INSTANCE db) { Connection::To(GetDBPath(db)).SetAside(); }
+int VGDB::CommitMain() {
+    const int result = Connection::To(GetDBPath(DB_SYSTEM)).CommitHeld();
+    Connection::SetHolding(Holding::None);
+    return result;
+}
 
-void VGDB::SetIncomplete(DB_INSTANCE db, bool incomplete) {
-    Connection::To(GetDBPath(db)).SetIncomplete(incomplete);
+bool VGDB::IsHeldLost(std::string& reason) {
+    for (const Connection* const connection : AllConnections())
+        if (connection->IsHeldLost()) {
+            reason = connection->Path() + ": " + connection->Reason();
+            return true;
+        }
+    return false;
+}
+
+std::string VGDB::Reason(DB_INSTANCE db) {
+    const std::string path = GetDBPath(db);
+    return path + ": " + Connection::To(path).Reason();
+}
+
+void VGDB::SetNotRepaired(DB_INSTANCE db, NotRepaired lacks) {
+    Connection::To(GetDBPath(db)).SetNotRepaired(std::move(lacks));
 }
 
 bool VGDB::IsDamaged(DB_INSTANCE db) { return Connection::To(GetDBPath(db)).IsDamaged(); }
@@ -92,7 +128,7 @@ void VGDB::CloseAll() {
 void VGDB::StartAnew() {
     CloseAll();
     ForgetAllConnections();
-    Connection::ForgetRepairs();
+    Connection::SetHolding(Holding::None);
     BusyWait::SetUsualPatience();
     SetReadOnly(false);
 }

@@ -3,7 +3,7 @@
 // Each of the 17 databases is one SQLite file with one connection, opened on first use and kept until
 // CloseAll(). What callers may rely on:
 //   - the text of one Execute or Executep call is applied whole or not at all, and is on disk when the call
-//     returns 0, or, of a database that is held, when CommitHeld does;
+//     returns 0, or, while its database is held (see Hold), when that is committed;
 //   - a result is read whole into memory before the call returns;
 //   - a busy database is waited for;
 //   - what fails for a moment (an input/output error) is tried once more;
@@ -87,15 +87,6 @@ std::string GetSqlFile(const std::string& dbPath);
 // The folder of SQLite's temporary files.
 std::string GetTempFolder();
 
-// Compares the database with its schema file and gives the SQL that creates what it lacks: tables with their
-// indexes, triggers and first rows, columns with type, default, NOT NULL and collation, and indexes. See
-// schema_compare.h for the differences themselves. Names are
-// compared as SQLite compares them; what is there is never changed or dropped. The tables and columns that
-// are missing are noted in `missing`. Returns 0 on success (the SQL may be empty); -1 when a file cannot be
-// read, or when a column is missing that SQLite cannot add to a table, which is logged by table and column.
-[[nodiscard]] int GetMissingSql(const std::string& dbPath, const std::string& sqlFile, std::string& sql,
-                                MissingNames& missing);
-
 // Runs SQL text of any number of statements. Returns 0 on success. When a result is wanted, it is that of the
 // last statement that gives rows (an empty one when none does); *result is null after a failure.
 // The four flags are part of the package's call form; every caller passes the defaults.
@@ -108,8 +99,7 @@ std::string GetTempFolder();
                            bool = false, bool = true, bool = true, bool = true,
                            const std::list<std::string>& params = {});
 
-// Rows that successful texts and their triggers have changed so far, in all databases together. Those of
-// ExecuteNow do not count.
+// Rows that successful texts and their triggers have changed so far, in all databases together.
 long long ChangedRows();
 
 // True when the field's text is "1", "t", "true", "y", "yes" or "on" in any case, or another number than 0.
@@ -137,37 +127,37 @@ std::string EscapeString(const std::string& value);
 // The package's name for the index of a table over columns: "idx_TABLE_COLUMN_...".
 std::string GetIdxName(const std::string& table, const std::list<std::string>& columns);
 
-// Holding. From HoldTransaction on, the texts of one database are savepoints of one transaction: each is
-// whole or not at all, sees what was written before it, and is on disk when CommitHeld returns 0; one that
-// fails leaves the earlier ones. The transaction begins with the first text that writes.
-void HoldTransaction(DB_INSTANCE db);
+// Holding. While a database is held, its texts are parts of one transaction, which begins with the first one that
+// writes: each is whole or not at all, sees what was written before it, and is on disk when the database is committed;
+// one that fails leaves the earlier ones.
+enum class Holding { None, Main, All };
 
-// Ends the holding. Readers are waited for up to the patience, while no other writer can come in between.
-// Returns 0 also when there is nothing to commit; -1 when everything was rolled back. One case is neither: a
-// commit whose very last flush fails is reported as failed, but stands. Who must know keeps a fact in the
-// database that the transaction changes, and reads it back after a failure.
-[[nodiscard]] int CommitHeld(DB_INSTANCE db, std::chrono::milliseconds patience);
+// Holds these databases from now on. What was held and not committed is undone.
+void Hold(Holding which);
 
-// Ends the holding and undoes what was written in it.
-void RollbackHeld(DB_INSTANCE db);
+// Commits what the databases but the main one hold, one after the other. A power cut may undo it before the caller has
+// called VGFilesFlush. Returns 0, or -1 at the first that cannot be committed; what it held is lost then.
+[[nodiscard]] int CommitOthers();
 
-// Whether a text has changed something since the holding began.
-bool HasHeldChanges(DB_INSTANCE db);
+// Commits the main database and ends its holding. Returns 0 also when there is nothing to commit; -1 when everything
+// was rolled back. One case is neither: a commit whose very last flush fails is reported as failed, but stands. Who must
+// know keeps a fact in the database that the transaction changes, and reads it back after a failure.
+[[nodiscard]] int CommitMain();
 
-// Whether changes that were held are gone: SQLite has rolled them back on its own (disk full, no memory, an
-// input/output error), or the database turned out to be damaged. Every call to it then fails, until
-// RollbackHeld.
-bool IsHeldLost(DB_INSTANCE db);
+// Whether what a database held is gone: it could not be committed, SQLite has rolled it back on its own (disk full, no
+// memory, an input/output error), or it turned out to be damaged. Every call to that database fails until Hold. Gives
+// the reason: "PATH: TEXT".
+bool IsHeldLost(std::string& reason);
 
-// Runs a text in a transaction and a commit of its own, also while a transaction is to be held that has not
-// changed anything yet; -1 (logged) when one has.
-[[nodiscard]] int ExecuteNow(DB_INSTANCE db, const std::string& sql);
+// "PATH: TEXT", the text being SQLite's own about the last failure.
+std::string Reason(DB_INSTANCE db);
 
-// From now on every call to the database fails, for the rest of the run. What is held in it is lost.
-void SetAside(DB_INSTANCE db);
-
-// The repair of the database has failed: from now on the guards cannot tell whether what is not there should be.
-void SetIncomplete(DB_INSTANCE db, bool incomplete);
+// What the repair of a database could not create: the guards cannot tell whether it should be there.
+struct NotRepaired {
+    bool all = false;    // it is not even known what
+    MissingNames names;  // tables ("*") and columns
+};
+void SetNotRepaired(DB_INSTANCE db, NotRepaired lacks);
 
 // Whether SQLite has met damage in the database.
 bool IsDamaged(DB_INSTANCE db);
@@ -183,17 +173,9 @@ enum class DBState {
 // Looks by reading the schema. What is wrong is logged, but for a file that is missing.
 DBState Probe(DB_INSTANCE db);
 
-// A busy database is waited for, by each statement up to `each`, by all together up to `together`, counted
-// from now on. One that stays busy for so long, or is met when the time is used up, is given a tenth of a
-// second a statement until it is free. Without a call: ten seconds each.
+// A busy database is waited for, in the part of the run that begins now, up to `each`, and all together up to
+// `together`. When the time is used up, it is given a tenth of a second a statement. Without a call: ten seconds each.
 void SetPatience(std::chrono::milliseconds each, std::chrono::milliseconds together);
-
-// Repairs. Between the two calls, what is committed outside a held transaction is whole in any case, but may
-// be undone by a power cut before EndRepairs has returned 0: the last flush of a commit, that of the folder
-// in which its journal was removed, is done once for all databases of a folder. So what a program notes of
-// repairs elsewhere, it notes after EndRepairs. Databases that were empty save one flush more.
-void BeginRepairs();
-[[nodiscard]] int EndRepairs();
 
 // From now on this process changes nothing and waits for nobody: a text that writes fails at once, a database that
 // somebody holds counts as busy at once, and neither a database nor a file beside one is changed or made (see
@@ -204,8 +186,7 @@ void OpenReadOnly();
 int UniqueKey2PrimaryKey();
 
 // Closes every connection; the next call of any operation opens its database anew. A program calls it before
-// it ends, so that no -journal or -wal file of its own is left. What is held is rolled back; damage and
-// databases that were set aside stay known.
+// it ends, so that no -journal or -wal file of its own is left. What is held is rolled back; damage stays known.
 void CloseAll();
 
 // Closes every connection and begins a new run: nothing is known of any database, all settings of this

@@ -169,7 +169,7 @@ int RenameArchiveFolder() {
     }
 
     // The rows may be on disk as soon as they are written; the folders must be before that.
-    if (VGFilesFlush())
+    if (!VGFilesFlush().empty())
         return UPG_FAIL("Failed to flush the archive folders\n");
     std::string sql;
     for (const ArchivedRecording& recording : recordings) {

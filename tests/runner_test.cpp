@@ -1,4 +1,4 @@
-// A small registry, walked with faults.
+// A small list of migrations, run with faults.
 #include "upgrader/runner.h"
 
 #include <signal.h>
@@ -14,9 +14,8 @@
 #include "platform/base/paths.h"
 #include "platform/settings/settings.h"
 #include "tests/support/system_tree.h"
-#include "upgrader/missing_schema.h"
+#include "upgrader/needs.h"
 #include "upgrader/outbox.h"
-#include "upgrader/plan.h"
 
 namespace fs = std::filesystem;
 
@@ -57,32 +56,36 @@ int Positive() { return 3; }
 int Throws() { throw std::runtime_error("no memory"); }
 int Nothing() { return 0; }
 
-class WalkTest : public SystemTree {
+class RunnerTest : public SystemTree {
 protected:
-    WalkTest() {
+    RunnerTest() {
         CreateFromSchema(DB_LOG);
         Sql(DB_SYSTEM, "CREATE TABLE t(x TEXT)");
     }
 
-    // An upgrade as main does it, of rows that are all due.
-    static int Upgrade(const std::vector<int (*)()>& functions, uint32_t oldBuild = 10,
-                       const std::function<bool()>& repair = {}, const Record::MissingReport& missing = {}) {
+    // An upgrade as main does it, of migrations that are all due.
+    static int Upgrade(const std::vector<int (*)()>& functions, uint32_t oldBuild = 10) {
         VGDB::StartAnew();
         Record::Facts facts;
-        const Record::State state = Record::Open(facts);
-        if (state == Record::State::Usable)
-            Outbox::DeliverOwed(facts);
-        std::vector<Migration> rows;
+        std::string why;
+        const bool hasRecord = Record::Open(facts, why) == VGDB::DBState::Usable;
+        Plan plan;
+        plan.oldBuild = oldBuild;
         for (size_t i = 0; i < functions.size(); ++i) {
-            const Migration row{
+            const Migration one{
                 .number = static_cast<int>(i), .name = kNames[i], .threshold = 20, .function = functions[i]};
-            if (std::find(facts.done.begin(), facts.done.end(), Record::NoteOf(row)) == facts.done.end())
-                rows.push_back(row);
+            if (std::find(facts.done.begin(), facts.done.end(), Record::NoteOf(one)) == facts.done.end())
+                plan.migrations.push_back(one);
         }
-        Runner walk(facts, state);
-        const int result = walk.Run(
-            {.oldBuild = oldBuild, .missing = missing, .before = repair, .migrations = rows, .after = {}});
-        g_changed = walk.HasChanged();
+        if (hasRecord) {
+            EXPECT_EQ(0, Record::Begin(facts, oldBuild, plan.missing));
+            Outbox::DeliverOwed(facts);
+            EXPECT_EQ(0, Record::Read(facts));
+        }
+        Runner runner(facts, hasRecord);
+        const int result = runner.Run(plan, {});
+        g_undone = runner.Undone();
+        g_runs = runner.Runs();
         return result;
     }
 
@@ -117,13 +120,14 @@ protected:
     }
 
     static constexpr const char* kNames[] = {"A", "B", "C", "D", "E"};
-    static inline bool g_changed = false;
+    static inline std::string g_undone;
+    static inline std::vector<MigrationRun> g_runs;
 };
 
 constexpr const char* kFirstEntry = "1|1|SYSTEM|7|[\"fir\\\"st\",\"caf\xc3\xa9\"]|2|-5\n";
 constexpr const char* kKeptEntry = "2|1|SYSTEM|8|[\"kept\"]|0|0\n";
 
-TEST_F(WalkTest, KeepsWhatAFailedMigrationHadDoneAndNotesItsName) {
+TEST_F(RunnerTest, KeepsWhatAFailedMigrationHadDoneAndNotesItsName) {
     EXPECT_EQ(-1, Upgrade({First, FailsHalfway, Second}));
     EXPECT_EQ("first\nkept\nsecond\n", X());
     EXPECT_EQ("first=\"1\"\nkept=\"1\"\n", Settings());
@@ -132,10 +136,10 @@ TEST_F(WalkTest, KeepsWhatAFailedMigrationHadDoneAndNotesItsName) {
     EXPECT_EQ(1, CountInLog("(DoAction): [1] update failed, ver [20]"));
 
     EXPECT_EQ(0, Upgrade({Nothing, Nothing}));
-    EXPECT_EQ("t\n", Tables(DB_SYSTEM)) << "a row that succeeds takes its failure out";
+    EXPECT_EQ("t\n", Tables(DB_SYSTEM)) << "one that succeeds takes its failure out";
 }
 
-TEST_F(WalkTest, TakesEffectAsAWholeWhenTheProcessDies) {
+TEST_F(RunnerTest, TakesEffectAsAWholeWhenTheProcessDies) {
     UpgradeAndDie({First, FailsHalfway, Dies});
     EXPECT_EQ("", X());
     EXPECT_EQ("", Settings());
@@ -149,22 +153,16 @@ TEST_F(WalkTest, TakesEffectAsAWholeWhenTheProcessDies) {
     EXPECT_EQ("settings.conf\n", Folder("/var/packages/Vigilo/etc")) << "nothing is left beside it";
 }
 
-TEST_F(WalkTest, TakesWhateverARowGives) {
+TEST_F(RunnerTest, TakesWhateverAMigrationGives) {
     EXPECT_EQ(-1, Upgrade({Positive, Throws, Nothing}));
-    EXPECT_EQ(1, CountInLog("(RunMigration): Migration ended by an exception: no memory\n"));
+    EXPECT_EQ(1, CountInLog("(Call): Migration ended by an exception: no memory\n"));
     EXPECT_EQ(1, CountInLog("(DoAction): [1] update failed, ver [20]"));
     EXPECT_EQ(1, CountInLog("update failed"));
-}
-
-TEST_F(WalkTest, NotesNothingWhenNothingIsChanged) {
-    const std::string before = ReadFile(VGDB::GetDBPath(DB_SYSTEM));
-    EXPECT_EQ(0, Upgrade({Nothing, Nothing}));
-    EXPECT_FALSE(g_changed);
-    EXPECT_EQ(before, ReadFile(VGDB::GetDBPath(DB_SYSTEM)));
+    EXPECT_EQ("Migration ended by an exception: no memory", g_runs[1].reason);
 }
 
 // A key that cannot be written is owed: the migration sees it, and so does every later one.
-TEST_F(WalkTest, OwesAKeyThatCannotBeWritten) {
+TEST_F(RunnerTest, OwesAKeyThatCannotBeWritten) {
     fs::create_directory(Path(kSettingsConf) + ".vgtmp");  // in the way of a write
     EXPECT_EQ(-1, Upgrade({First, Second}));
     EXPECT_EQ("first\nsecond\n", X()) << "the rows stay";
@@ -180,7 +178,7 @@ TEST_F(WalkTest, OwesAKeyThatCannotBeWritten) {
 }
 
 // Somebody reads or holds the log: neither rows nor result suffer, and no entry is written twice.
-TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
+TEST_F(RunnerTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
     Sql(DB_LOG, "ALTER TABLE log RENAME COLUMN extra TO other;");
     EXPECT_EQ(0, Upgrade({First}));
     EXPECT_EQ("first\n", X());
@@ -211,7 +209,7 @@ TEST_F(WalkTest, OwesLogEntriesWhileTheLogIsReadOnlyOrIncomplete) {
               LogEntries());
 }
 
-TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
+TEST_F(RunnerTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
     fs::remove(VGDB::GetDBPath(DB_LOG));
     EXPECT_EQ(0, Upgrade({First}));
     EXPECT_EQ("first\n", X());
@@ -221,40 +219,8 @@ TEST_F(WalkTest, LosesLogEntriesOnlyWhereThereIsNoLog) {
     EXPECT_EQ("t\n", Tables(DB_SYSTEM));
 }
 
-// The schema file was out of reach when the repair was planned.
-TEST_F(WalkTest, NotesWhatTheRepairFindsMissingAtTheSecondTry) {
-    Record::MissingReport missing;
-    int repairs = 0;
-    const auto repair = [&] {
-        EXPECT_EQ(0, Insert("repaired"));
-        if (++repairs == 1)
-            return false;
-        missing[DB_SYSTEM]["t"] = {"x"};
-        return true;
-    };
-    EXPECT_EQ(-1, Upgrade({FailsHalfway}, 10, repair, missing));
-    EXPECT_EQ("repaired\nkept\n", X());
-    Record::Facts facts;
-    ASSERT_EQ(0, Record::Read(facts));
-    EXPECT_EQ(missing, facts.missing);
-}
-
-// A full disk, say, that has space again when the walk has begun.
-TEST_F(WalkTest, RepairsOnceMoreWhenTheDatabaseTakesWhatARowWrites) {
-    int repairs = 0;
-    const auto repair = [&] {
-        return ++repairs == 4 && VGDB::Execute(DB_SYSTEM, "CREATE TABLE repaired(x);") == 0;
-    };
-    const auto writes = [] { return Insert("taken"); };
-    const auto needsIt = [] { return VGDB::Execute(DB_SYSTEM, "INSERT INTO repaired VALUES(1);"); };
-    EXPECT_EQ(-1, Upgrade({needsIt, writes, needsIt, writes}, 10, repair));
-    EXPECT_EQ(4, repairs);
-    EXPECT_EQ("taken\ntaken\n", X());
-    EXPECT_EQ("failed|A|20\n", Record());
-}
-
 // Settings are upgraded also when the main database cannot take a record of it.
-TEST_F(WalkTest, DoesWithoutAMainDatabase) {
+TEST_F(RunnerTest, DoesWithoutAMainDatabase) {
     VGDB::CloseAll();
     const std::string garbage(4096, 'x');
     WriteFile(VGDB::GetDBPath(DB_SYSTEM), garbage);
@@ -265,27 +231,67 @@ TEST_F(WalkTest, DoesWithoutAMainDatabase) {
 }
 
 // The registry has grown meanwhile, or the argument is another one.
-TEST_F(WalkTest, IsFinishedByWhateverComesNext) {
+TEST_F(RunnerTest, IsFinishedByWhateverComesNext) {
     UpgradeAndDie({First, Dies});
     Record::Facts facts;
     ASSERT_EQ(0, Record::Read(facts));
-    EXPECT_EQ(5u + 0u, PlanMigrations(9760, {}).migrations.size());
+    const auto count = [](uint32_t build, const Record::Facts& of) {
+        return PlanMigrations(build, of).migrations.size();
+    };
+    EXPECT_EQ(5u, count(9760, {}));
     EXPECT_EQ(10u, PlanMigrations(9760, facts).oldBuild);
-    EXPECT_EQ(PlanMigrations(10, {}).migrations.size(), PlanMigrations(9760, facts).migrations.size());
+    EXPECT_EQ(count(10, {}), count(9760, facts));
     EXPECT_EQ(3u, PlanMigrations(3, facts).oldBuild);
 
-    // It has taken effect, one row failed, and something is owed still.
-    facts.done = {{"PatchAxisP3384", 2829}, {"UpdatePrivAdvOper", 0}};
-    facts.failed = {{"UpdatePrivAdvOper", 0}};
-    const Plan plan = PlanMigrations(9760, facts);
-    EXPECT_EQ(PlanMigrations(10, {}).migrations.size() - 2, plan.migrations.size());
-    ASSERT_EQ(1u, plan.failedBefore.size());
-    EXPECT_STREQ("UpdatePrivAdvOper", plan.failedBefore[0].name);
-    EXPECT_EQ(PlanMigrations(3, {}).migrations.size(), PlanMigrations(3, facts).migrations.size())
-        << "an older build has more to do";
+    // It has taken effect, two failed, and something is owed still.
+    for (size_t number = 0; number < kMigrationCount; ++number)
+        facts.done.push_back(Record::NoteOf(MigrationAt(number)));
+    EXPECT_EQ(0u, count(9760, facts));
+    facts.failed = {{"UpdatePrivAdvOper", 0}, {"PatchAxisP3384", 2829}};
+    EXPECT_EQ(6u, count(9760, facts)) << "what failed, and the checks that run after every change";
+    EXPECT_EQ(6u, PlanRetry(facts).migrations.size());
+    EXPECT_STREQ("PatchAxisP3384", PlanRetry(facts).migrations[0].name);
+    EXPECT_EQ(count(3, {}), count(3, facts)) << "an older build has more to do";
 }
 
-TEST_F(WalkTest, TakesNothingFromARecordThatIsNone) {
+int g_calls = 0;
+
+// SQLite rolls back what is held on its own, as on a full disk.
+TEST_F(RunnerTest, RunsOnceMoreWhenWhatWasHeldIsLost) {
+    Sql(DB_SYSTEM,
+        "CREATE TRIGGER full BEFORE INSERT ON t WHEN NEW.x = 'lost' BEGIN SELECT RAISE(ROLLBACK, 'disk full'); END");
+    g_calls = 0;
+    const auto losesOnce = [] { return Insert(++g_calls == 1 ? "lost" : "again"); };
+    const auto writesLog = [] {
+        return VGDB::Execute(DB_LOG, "DELETE FROM log; CREATE TABLE IF NOT EXISTS u(x);");
+    };
+    EXPECT_EQ(0, Upgrade({writesLog, First, losesOnce, Second}));
+    EXPECT_EQ("first\nagain\nsecond\n", X());
+    EXPECT_EQ(kFirstEntry, LogEntries());
+    EXPECT_EQ(4u, g_runs.size()) << "each counts once";
+    EXPECT_EQ(1, CountInLog("The upgrade is undone, and run once more: "));
+
+    const auto loses = [] { return Insert("lost"); };
+    EXPECT_EQ(-1, Upgrade({Positive, [] { return Insert("third"); }, loses}));
+    EXPECT_EQ("first\nagain\nsecond\n", X());
+    EXPECT_EQ(VGDB::GetDBPath(DB_SYSTEM) + ": disk full", g_undone);
+    EXPECT_EQ("old_build||10\n", Record()) << "interrupted";
+}
+
+// Whoever repairs it finds everything as if nothing had failed.
+TEST_F(RunnerTest, ThoseThatNeedAFailedMigrationFailToo) {
+    const auto needs = [] { return Needs::AreMet({MigrationAt(1).function}) ? Insert("needs") : -1; };
+    Sql(DB_SYSTEM,
+        "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);" +
+            Record::FailedSql(Record::NoteOf(MigrationAt(1))));
+    EXPECT_EQ(-1, Upgrade({Nothing, [] { return -1; }, needs, Positive}));
+    EXPECT_EQ("", X());
+    EXPECT_EQ("Not run: [1] PatchEtrovisionCamModelDB has failed.", g_runs[2].reason);
+    EXPECT_EQ(0, Upgrade({Nothing, Nothing, needs, Positive}));
+    EXPECT_EQ("needs\n", X());
+}
+
+TEST_F(RunnerTest, TakesNothingFromARecordThatIsNone) {
     Sql(DB_SYSTEM,
         "CREATE TABLE vgupgrader_record(name TEXT, value TEXT); INSERT INTO vgupgrader_record"
         " VALUES('old_build', '1');");
@@ -298,12 +304,15 @@ TEST_F(WalkTest, TakesNothingFromARecordThatIsNone) {
     Sql(DB_SYSTEM,
         "CREATE TABLE vgupgrader_record(id INTEGER PRIMARY KEY, fact TEXT, subject TEXT, name TEXT, value TEXT);"
         "INSERT INTO vgupgrader_record(fact, name, value) VALUES('old_build', '', '7 or so'),"
-        " ('missing', '0', '{\"t\":[\"x\",1]}'), ('missing', '99', '{}'), ('key', '', 'x'), ('weather', '', '');");
+        " ('missing', '0', '{\"t\":[\"x\",1]}'), ('missing', '99', '{}'), ('key', '', 'x'), ('weather', '', '');"
+        "INSERT INTO vgupgrader_record(fact, subject, name, value) VALUES('key', '/etc/profile.d/x.sh', 'a', 'b'),"
+        " ('key', '/var/packages/Vigilo/etc/settings.conf', 'two words', 'b');");
     Record::Facts facts;
     ASSERT_EQ(0, Record::Read(facts));
     EXPECT_FALSE(facts.oldBuild);
     EXPECT_EQ((VGDB::MissingNames{{"t", {"x"}}}), facts.missing[0]);
-    EXPECT_EQ(5u, facts.nonsense.size());
+    EXPECT_EQ(7u, facts.nonsense.size());
+    EXPECT_FALSE(facts.Owes()) << "a record does not say where root writes";
 }
 
 }  // namespace
