@@ -11,7 +11,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/base/vgprintf.h"
+#include "platform/base/package_log.h"
 
 // An option or an argument, as data. `words` are those of a synopsis: "--full", "--to DIR", "-n N"; an argument is
 // "NAME", or "[NAME]" when it may be left out. The word behind an option also tells the completion what stands there:

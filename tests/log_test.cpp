@@ -10,9 +10,8 @@
 #include <functional>
 #include <string>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
-#include "platform/base/vgprintf.h"
 #include "tests/support/pattern.h"
 #include "tests/support/system_tree.h"
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 
 #include "platform/base/paths.h"
-#include "platform/base/vgprintf.h"
+#include "platform/base/package_log.h"
 #include "platform/files/file_io.h"
 
 namespace {

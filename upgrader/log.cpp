@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "platform/base/format.h"
-#include "platform/base/vgprintf.h"
+#include "platform/base/package_log.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/once_more.h"
 #include "platform/base/paths.h"
 #include "platform/files/file_io.h"

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/files/file_io.h"
 #include "platform/files/folder.h"

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
-#include "platform/base/vgprintf.h"
 #include "platform/settings/settings.h"
 #include "upgrader/disk_need.h"
 #include "upgrader/history.h"

@@ -18,9 +18,9 @@
 
 #include "control/snapshot/snapshot.h"
 #include "control/text.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
-#include "platform/base/vgprintf.h"
 #include "platform/files/attributes.h"
 #include "platform/files/copy.h"
 #include "platform/files/file_replacement.h"
@@ -44,8 +44,6 @@ constexpr std::string_view kFolders[] = {"/var/packages/Vigilo/etc",
                                          "/var/packages/Vigilo/target/@VGData",
                                          kLogDir,
                                          "/etc"};
-
-std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
 // What a signal has to end and to remove. A rehearsal that is being removed by a signal is not touched any more.
 std::mutex g_mutex;

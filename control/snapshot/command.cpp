@@ -1,8 +1,8 @@
 #include "control/snapshot/command.h"
 
 #include "control/text.h"
+#include "platform/base/package_log.h"
 #include "platform/base/strings.h"
-#include "platform/base/vgprintf.h"
 
 Option PlaceOption(std::string* folder, const char* help) { return {"--to DIR", folder, help}; }
 

@@ -14,6 +14,7 @@
 #include "control/snapshot/sums.h"
 #include "control/snapshot/tree_copy.h"
 #include "platform/base/local_time.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
@@ -29,8 +30,6 @@ constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 constexpr mode_t kFileMode = 0600;
 
 constexpr const char* kForgotten = ".vgforgotten";
-
-std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
 int WriteSums(const TreeCopy& copy, Snapshot& snapshot, std::string& problem) {
     std::string text;

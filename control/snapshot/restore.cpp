@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -16,6 +15,7 @@
 #include "control/snapshot/tree_copy.h"
 #include "control/snapshot/tree_files.h"
 #include "platform/base/local_time.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
@@ -33,8 +33,6 @@ namespace {
 constexpr const char* kBeside = ".vgrestore";
 
 constexpr mode_t kMarkMode = 0600;
-
-std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
 class Restorer {
 public:

@@ -14,6 +14,7 @@
 #include "control/snapshot/tree_files.h"
 #include "platform/base/json.h"
 #include "platform/base/local_time.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/files/file_io.h"
@@ -195,7 +196,7 @@ int ListSnapshots(const SnapshotPlace& place, std::vector<Snapshot>& snapshots, 
     if (!folder && errno == ENOENT)
         return 0;
     if (!folder || !folder.List(names)) {
-        problem = place.folder + ": " + std::strerror(errno);
+        problem = Reason(place.folder);
         return -1;
     }
     for (const std::string& name : names) {
@@ -242,7 +243,7 @@ int WriteSnapshotJson(const Snapshot& snapshot, std::string& problem) {
     const std::string path = snapshot.folder + '/' + kSnapshotJson;
     if (ReplaceFile(path, JsonWrite(object, false) + '\n', kFileMode) == 0)
         return 0;
-    problem = path + ": " + std::strerror(errno);
+    problem = Reason(path);
     return -1;
 }
 

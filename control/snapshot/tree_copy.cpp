@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <map>
 
 #include "control/snapshot/sums.h"
 #include "control/snapshot/tree_files.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/files/attributes.h"
@@ -28,8 +28,6 @@ struct Source {
     int fd;
     struct stat status {};
 };
-
-std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
 
 class Copier {
 public:

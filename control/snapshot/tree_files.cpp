@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <set>
 
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/files/folder.h"
 #include "platform/vgdb/database_file.h"
@@ -47,7 +47,7 @@ int ListTreeFiles(std::vector<TreeFile>& files, std::string& problem) {
     std::vector<std::string> names;
     const Folder folder = Folder::Open(etc);
     if (folder ? !folder.List(names) : errno != ENOENT) {
-        problem = etc + ": " + std::strerror(errno);
+        problem = Reason(etc);
         return -1;
     }
     for (const std::string& name : names) {

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 
 namespace {

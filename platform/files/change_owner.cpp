@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/files/file_io.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"

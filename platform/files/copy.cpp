@@ -11,7 +11,7 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/strings.h"
 #include "platform/files/attributes.h"
 #include "platform/files/file_io.h"

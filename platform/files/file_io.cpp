@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/once_more.h"
 #include "platform/files/attributes.h"
 

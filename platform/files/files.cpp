@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/umask_scope.h"
 #include "platform/files/copy.h"
 #include "platform/files/flush_later.h"

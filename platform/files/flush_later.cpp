@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 #include "platform/files/file_io.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 
 int FindPlace(const std::string& path, Place& place, struct stat& status) {
     const std::filesystem::path entry = path;

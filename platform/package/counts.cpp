@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/vgdb/vgdb.h"
 
 namespace {

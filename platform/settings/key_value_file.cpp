@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_text.h"

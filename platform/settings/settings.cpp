@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/paths.h"
 #include "platform/base/strings.h"
 #include "platform/settings/key_value_file.h"

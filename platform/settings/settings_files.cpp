@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/once_more.h"
 #include "platform/base/paths.h"
 #include "platform/files/file_io.h"

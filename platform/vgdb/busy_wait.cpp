@@ -4,7 +4,7 @@
 #include <array>
 #include <thread>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 
 using std::chrono::steady_clock;
 

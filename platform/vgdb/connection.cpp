@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/once_more.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"

@@ -7,9 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <thread>
 
+#include "platform/base/package_log.h"
 #include "platform/files/file_io.h"
 #include "platform/files/holder.h"
 #include "platform/vgdb/database_file.h"
@@ -129,7 +129,7 @@ int HeldDatabases::Acquire(const std::vector<std::string>& paths, Against agains
         if (stat(path.c_str(), &status) == 0)
             order.push_back(path);
         else if (errno != ENOENT) {
-            problem = path + ": " + std::strerror(errno);
+            problem = Reason(path);
             return -1;
         }
     }

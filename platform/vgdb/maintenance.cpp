@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
 #include "platform/vgdb/rows.h"

@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/files/copy.h"
 #include "platform/files/files.h"
 #include "platform/files/folder.h"

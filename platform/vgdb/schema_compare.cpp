@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/library_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 #include "platform/files/file_io.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/rows.h"

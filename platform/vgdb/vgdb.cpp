@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "platform/base/library_log.h"
+#include "platform/base/package_log.h"
 #include "platform/base/strings.h"
 #include "platform/files/flush_later.h"
 #include "platform/vgdb/connection.h"

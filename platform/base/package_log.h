@@ -1,4 +1,5 @@
-// The package log.
+// The package log: its lines, and how the platform libraries write to it, under the name of the library function that
+// knows of a failure.
 #pragma once
 
 #include <cstdarg>
@@ -24,3 +25,16 @@ void VGPrintf(int logType, int reserved1, int reserved2, const char* file, int l
 // Shows one line on standard error where that is a terminal, in place of the one that was shown before; ""
 // removes it. Lines of the log appear above it.
 void SetProgressLine(std::string line);
+
+void LibraryLog(int line, const char* function, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+// A call of the system that has failed, with errno: "Failed to WHAT PATH. [REASON]", at the caller's place. Notes it
+// where it may pass (see disk_error.h). Returns -1; errno stays.
+int LogErrno(const char* what, const std::string& path, int line = __builtin_LINE(),
+             const char* function = __builtin_FUNCTION());
+
+// "PATH: REASON" of errno.
+std::string Reason(const std::string& path);
+
+#define VG_LIB_LOG(...) LibraryLog(__LINE__, __func__, __VA_ARGS__)

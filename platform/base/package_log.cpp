@@ -1,4 +1,4 @@
-#include "platform/base/vgprintf.h"
+#include "platform/base/package_log.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -17,7 +17,6 @@
 #include "platform/base/append_file.h"
 #include "platform/base/disk_error.h"
 #include "platform/base/format.h"
-#include "platform/base/library_log.h"
 #include "platform/base/local_time.h"
 #include "platform/base/paths.h"
 
@@ -133,3 +132,5 @@ int LogErrno(const char* what, const std::string& path, int line, const char* fu
     errno = error;  // the caller may tell it too
     return -1;
 }
+
+std::string Reason(const std::string& path) { return path + ": " + std::strerror(errno); }
