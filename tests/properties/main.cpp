@@ -71,12 +71,13 @@ std::string PlanForesees(const System& system) {
     const auto before = tree.Schema();
     tree.Upgrade(system.build);
     std::string wrong;
-    for (const Json::Value& migration : History(tree)["migrations"]) {
-        bool foreseen = migration["changes"].asInt() == 0;
-        for (const Json::Value& due : plan["migrations"])
-            foreseen |= due["row"] == migration["row"] && due["verdict"] == "runs";
-        if (!foreseen)
-            wrong += "not planned: " + migration["name"].asString() + '\n';
+    // An upgrade that found nothing to do has no history.
+    const Json::Value done = History(tree), none;
+    for (Json::ArrayIndex i = 0;
+         i < std::max(plan["migrations"].size(), done["migrations"].size()) && !done.isNull(); ++i) {
+        const Json::Value due = plan["migrations"].get(i, none), ran = done["migrations"].get(i, none);
+        if (due["name"] != ran["name"] || (due["verdict"] != "runs" && ran["changes"].asInt() > 0))
+            wrong += "planned " + due["name"].asString() + ", ran " + ran["name"].asString() + '\n';
     }
     const auto after = tree.Schema();
     for (const std::string& name : before)
