@@ -63,31 +63,25 @@ bool Counts(const std::string& name, Tree::What what) {
     return what == Tree::What::All || IsForeign(name) == (what == Tree::What::Foreign);
 }
 
-std::string Quoted(std::string name) {
-    for (size_t at = 0; (at = name.find('"', at)) != std::string::npos; at += 2)
-        name.insert(at, 1, '"');
-    return '"' + name + '"';
+std::string Quoted(std::string name, char quote = '"') {
+    for (size_t at = 0; (at = name.find(quote, at)) != std::string::npos; at += 2)
+        name.insert(at, 1, quote);
+    return quote + name + quote;
 }
 
-// The rows are told by columns by name; times of the run, of the last hour, by one word, as are their days.
+// An expression for a row: the columns by name; times of the run, of the last hour, by one word, as are their days.
 std::string RowAsText(const std::vector<std::string>& columns, Tree::What what) {
     std::string text = "''";
     for (const std::string& name : columns) {
         if (!Counts(name, what))
             continue;
         const std::string column = Quoted(name);
-        const std::string value = "quote(" + column + ")";
-        text += " || ' " + std::string(1, ' ').erase();
-        std::string shown = name;
-        for (size_t at = 0; (at = shown.find('\'', at)) != std::string::npos; at += 2)
-            shown.insert(at, 1, '\'');
-        text += shown + "=' || ";
+        std::string value = "quote(" + column + ")";
         if (name == "log_time")
-            text += "iif(" + column + " BETWEEN unixepoch() - 3600 AND unixepoch(), 'now', " + value + ")";
-        else if (name == "day")
-            text += "iif(" + column + " = unixepoch() / 86400, 'today', " + value + ")";
-        else
-            text += value;
+            value = "iif(" + column + " BETWEEN unixepoch() - 3600 AND unixepoch(), 'now', " + value + ")";
+        if (name == "day")
+            value = "iif(" + column + " = unixepoch() / 86400, 'today', " + value + ")";
+        text += " || " + Quoted(' ' + name + '=', '\'') + " || " + value;
     }
     return text;
 }
