@@ -65,6 +65,19 @@ Json::Value NotRepaired(const std::vector<Json::Value>& history) {
     return databases;
 }
 
+// Whether an upgrade can repair one of them now.
+bool CanBeRepaired(const Json::Value& databases) {
+    for (int number = 0; number < DB_INSTANCE_COUNT; ++number) {
+        const std::string path = VGDB::GetDBPath(static_cast<DB_INSTANCE>(number));
+        VGDB::SchemaDifferences differences;
+        for (const Json::Value& database : databases)
+            if (database == VGDB::GetDBName(static_cast<DB_INSTANCE>(number)) &&
+                VGDB::CompareSchema(path, VGDB::GetSqlFile(path), differences) == 0)
+                return true;
+    }
+    return false;
+}
+
 // The last upgrade failed where the main database takes no record.
 bool LastFailed(const Json::Value& status) {
     const Json::Value& last = status["last"];
@@ -101,6 +114,8 @@ Json::Value NextOf(const Json::Value& status, const Stamp& stamp) {
         return CommandLine("vgupgradectl", {"retry"});
     if (status["failed"].empty() && LastFailed(status) && status["last"]["old_build"].isUInt())
         return UpgradeFrom(status["last"]["old_build"]);
+    if (stamp.build && CanBeRepaired(status["not_repaired"]))
+        return UpgradeFrom(*stamp.build);
     return LastFailed(status) || !status["not_repaired"].empty() ? CommandLine("vgupgradectl", {"check"})
                                                                  : Json::Value();
 }

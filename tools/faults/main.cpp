@@ -27,7 +27,6 @@ constexpr int kInterrupted = 130;
 constexpr size_t kWaiters = 5;  // points that wait for each one that works
 constexpr size_t kShownKinds = 12;
 constexpr size_t kShownProblems = 4;
-constexpr const char* kUpToDate = "up_to_date";
 constexpr unsigned long long kRoomForTrees = 2ULL << 30;
 
 struct Options {
@@ -49,24 +48,15 @@ struct Result {
     std::vector<std::string> problems;
 };
 
-std::vector<std::string> Names() {
-    std::vector<std::string> names = {kUpToDate};
-    for (const Scenario& scenario : AllScenarios())
-        names.push_back(scenario.name);
-    return names;
-}
-
 void Describe(CLI::App& app, Options& options) {
     std::string text = "Scenarios, all of them by default:\n";
-    const auto add = [&](std::string name, const std::string& what) {
-        name.resize(16, ' ');
-        text += "  " + name + what + "\n";
-    };
-    for (const Scenario& scenario : AllScenarios())
-        add(scenario.name, scenario.text);
-    add(kUpToDate, "an upgrade of an up-to-date system changes no file");
+    std::vector<std::string> names;
+    for (const Scenario& scenario : AllScenarios()) {
+        names.push_back(scenario.name);
+        text += "  " + names.back() + std::string(16 - names.back().size(), ' ') + scenario.text + "\n";
+    }
     app.footer(text);
-    app.add_option("scenario", options.scenarios, "What to try")->check(CLI::IsMember(Names()));
+    app.add_option("scenario", options.scenarios, "What to try")->check(CLI::IsMember(names));
     app.add_option("--from", options.from,
                    "The sample system 3000, 2300 or 6500, or BUILD:FOLDER for another");
     app.add_option("--programs", options.programs, "The build folder of the programs to try")
@@ -82,31 +72,15 @@ void Describe(CLI::App& app, Options& options) {
 }
 
 // A folder for the trees: in memory when there is room, since each point lays out and drops one.
-class WorkFolder {
-public:
-    explicit WorkFolder(bool keep) : m_keep(keep) {
-        struct statvfs room {};
-        const bool fits = access("/dev/shm", W_OK) == 0 && statvfs("/dev/shm", &room) == 0 &&
-                          room.f_bavail * room.f_frsize > kRoomForTrees;
-        std::string folder = (fits ? fs::path("/dev/shm") : fs::temp_directory_path()) / "vgfaults.XXXXXX";
-        if (!mkdtemp(folder.data()))
-            throw std::runtime_error("no folder for the trees");
-        m_path = folder;
-    }
-    WorkFolder(const WorkFolder&) = delete;
-    WorkFolder& operator=(const WorkFolder&) = delete;
-    ~WorkFolder() {
-        std::error_code left;
-        if (!m_keep)
-            fs::remove_all(m_path, left);
-    }
-
-    const fs::path& Path() const { return m_path; }
-
-private:
-    bool m_keep;
-    fs::path m_path;
-};
+fs::path MakeWorkFolder() {
+    struct statvfs room {};
+    const bool fits = access("/dev/shm", W_OK) == 0 && statvfs("/dev/shm", &room) == 0 &&
+                      room.f_bavail * room.f_frsize > kRoomForTrees;
+    std::string folder = (fits ? fs::path("/dev/shm") : fs::temp_directory_path()) / "vgfaults.XXXXXX";
+    if (!mkdtemp(folder.data()))
+        throw std::runtime_error("no folder for the trees");
+    return folder;
+}
 
 std::vector<Point> Select(const std::vector<Point>& all, const Options& options, size_t sample) {
     std::vector<Point> selected;
@@ -120,11 +94,11 @@ std::vector<Point> Select(const std::vector<Point>& all, const Options& options,
         return all;
     std::mt19937_64 random(options.seed);
     for (size_t i = 0; i < sample; ++i) {
-        const auto from = all.begin() + static_cast<std::ptrdiff_t>(i * all.size() / sample);
-        const auto to = all.begin() + static_cast<std::ptrdiff_t>((i + 1) * all.size() / sample);
-        const auto always = std::find_if(from, to, [](const Point& point) { return point.isAlwaysTried; });
-        selected.push_back(always == to ? from[static_cast<std::ptrdiff_t>(random()) % (to - from)]
-                                        : *always);
+        const size_t from = i * all.size() / sample, to = (i + 1) * all.size() / sample;
+        size_t chosen = from + random() % (to - from);
+        for (size_t k = from; k < to; ++k)
+            chosen = all[k].isAlwaysTried ? k : chosen;
+        selected.push_back(all[chosen]);
     }
     return selected;
 }
@@ -218,40 +192,26 @@ size_t RunScenario(const Scenario& scenario, const Baseline& base, const Options
     return diverged;
 }
 
-// Whether an upgrade of an up-to-date system leaves every file alone.
-size_t RunUpToDate(const Baseline& base) {
-    const fs::path tree = base.Folder() / "tree996";
-    CopyTree(base.FirstPath(), tree);
-    const auto calls = Counted(Run({"vgupgrader", {PACKAGE_BUILD}}, tree, {Mode::Trace}).calls);
-    std::printf("%-16s %zu calls that change files up to date\n", kUpToDate, calls.size());
-    for (const TracedCall& call : calls)
-        std::printf("    %s\n", call.text.c_str());
-    return calls.empty() ? 0 : 1;
-}
-
-int RunAll(const Options& options) {
+int RunAll(const Options& options, const fs::path& work) {
     using Kind = std::pair<decltype(Scenario::setup), decltype(Scenario::runs)>;
-    const WorkFolder work(options.keep);
     std::map<Kind, std::unique_ptr<Baseline>> baselines;  // each laid out when it is first needed
     size_t diverged = 0;
-    for (const std::string& name : options.scenarios) {
-        const auto& all = AllScenarios();
-        const auto found =
-            std::find_if(all.begin(), all.end(), [&](const auto& one) { return one.name == name; });
-        const Scenario& scenario = found == all.end() ? all.front() : *found;
-        if (options.isShort && scenario.shortSample == 0)
+    for (const Scenario& scenario : AllScenarios()) {
+        const auto& named = options.scenarios;
+        const bool isNamed = std::find(named.begin(), named.end(), scenario.name) != named.end();
+        if ((!named.empty() && !isNamed) || (options.isShort && scenario.shortSample == 0))
             continue;
         std::unique_ptr<Baseline>& base = baselines[{scenario.setup, scenario.runs}];
         if (!base)
             base = std::make_unique<Baseline>(scenario.setup(options.from),
                                               scenario.runs(options.from.substr(0, options.from.find(':'))),
-                                              work.Path() / ("system" + std::to_string(baselines.size())));
+                                              work / ("system" + std::to_string(baselines.size())));
         if (options.list) {
             for (size_t i = 0; i < base->Calls().size(); ++i)
                 std::printf("%5zu %s\n", i + 1, base->Calls()[i].text.c_str());
             return 0;
         }
-        diverged += name == kUpToDate ? RunUpToDate(*base) : RunScenario(scenario, *base, options);
+        diverged += RunScenario(scenario, *base, options);
         if (IsInterrupted())
             return kInterrupted;
     }
@@ -274,18 +234,22 @@ int main(int argc, char* argv[]) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kWrongUsage;
     }
-    if (options.scenarios.empty())
-        options.scenarios = Names();
     // Commands are called by their names, as people do.
     const fs::path programs = fs::absolute(options.programs);
     const std::string path = (programs / "upgrader:").string() + (programs / "control:").string();
     setenv("PATH", (path + std::getenv("PATH")).c_str(), 1);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     CatchInterrupts();
+    int status = kWrongUsage;
+    fs::path work;
     try {
-        return RunAll(options);
+        work = MakeWorkFolder();
+        status = RunAll(options, work);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "vgfaults: %s\n", IsInterrupted() ? "interrupted" : error.what());
-        return IsInterrupted() ? kInterrupted : kWrongUsage;
+        std::fprintf(stderr, "vgfaults: %s\n", error.what());
     }
+    std::error_code left;
+    if (!options.keep)
+        fs::remove_all(work, left);
+    return IsInterrupted() ? kInterrupted : status;
 }

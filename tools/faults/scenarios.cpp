@@ -34,6 +34,10 @@ Setup Large(const std::string& from) { return {from, false, kManyCameras}; }
 // Every database has pages, as a new package's schema repair leaves it, and nothing has been migrated.
 Setup Repaired(const std::string& from) { return {from, false, 0, {{"vgupgrader", {PACKAGE_BUILD}}}}; }
 
+Setup Migrated(const std::string& from) {
+    return {from, false, 0, {{"vgupgrader", {from.substr(0, from.find(':'))}}}};
+}
+
 // Commands of the shell in the package's folder.
 Command Shell(const std::string& text) {
     return {"sh", {"-c", "cd \"$VG_SYSROOT/" + std::string(kTarget) + "\" && " + text}};
@@ -74,6 +78,13 @@ Command Upgrade(const std::string& build) { return {"vgupgrader", {build}}; }
 
 Runs Same(const std::string& build) {
     return {Upgrade(build), Upgrade(build), Upgrade(build), {}, CheckUpgrade};
+}
+Runs Again(const std::string&) {
+    const Command again = Upgrade(PACKAGE_BUILD);
+    return {again, again, again, {}, [](Trial& trial, const std::optional<Ran>& ran) {
+                for (const TracedCall& call : ran->calls)
+                    trial.Problem(call.text);
+            }};
 }
 Runs Newer(const std::string& build) {
     return {Upgrade(build), Upgrade(PACKAGE_BUILD), Upgrade(build), {}, CheckUpgrade};
@@ -147,6 +158,7 @@ Points Thinned(const Points& all, size_t count) {
 
 void Append(Points& to, Points more) { std::move(more.begin(), more.end(), std::back_inserter(to)); }
 
+Points Once(const Baseline&, uint64_t) { return {{{Mode::Trace}}}; }
 Points Kill(const Baseline& base, uint64_t) { return Strike(base.Calls(), {{Any, {Mode::Kill}}}); }
 
 // The run after the second kind of kill does what was left, and a little more.
@@ -329,6 +341,7 @@ Points LargeFaults(const Baseline& base, uint64_t seed) {
 
 const std::vector<Scenario>& AllScenarios() {
     static const std::vector<Scenario> scenarios = {
+        {"up_to_date", "nothing: no file is changed", 1, Migrated, Again, Once},
         {"crash", "killed before each call, in each write, and a second time", 15, Plain, Same, Crash},
         {"powercut", "the disk forgets what was not flushed", 20, Plain, Same, PowerCut},
         {"full", "no space from a call on", 10, Plain, Same, Full},

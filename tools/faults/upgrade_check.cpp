@@ -56,17 +56,13 @@ std::string BytesBefore(const Trial& trial) {
     return bytes.replace((trial.point.page - 1) * kPageSize, kPageSize, kPageSize, '\xA5');
 }
 
-// Puts back what a damaged database has lost: the file, which was left alone, or the page, if nobody has met it.
-void Mend(Trial& trial, bool isTold) {
-    const auto path = trial.tree / trial.point.damaged;
-    const std::string good = ReadFile(trial.base.Start() / trial.point.damaged), bytes = ReadFile(path);
+// Puts the page back, unless somebody has written it.
+void Mend(const Trial& trial) {
     const size_t at = (trial.point.page - 1) * kPageSize;
-    std::fstream file(
-        path, std::ios::binary | std::ios::in | std::ios::out | (isTold ? std::ios::trunc : std::ios::in));
-    if (isTold)
-        file << good;
-    else if (bytes.substr(at, kPageSize) == std::string(kPageSize, '\xA5'))
-        file.seekp(static_cast<std::streamoff>(at)) << good.substr(at, kPageSize);
+    const std::string good = ReadFile(trial.base.Start() / trial.point.damaged).substr(at, kPageSize);
+    std::fstream file(trial.tree / trial.point.damaged, std::ios::binary | std::ios::in | std::ios::out);
+    if (ReadFile(trial.tree / trial.point.damaged).substr(at, kPageSize) == std::string(kPageSize, '\xA5'))
+        file.seekp(static_cast<std::streamoff>(at)) << good;
 }
 
 class UpgradeCheck {
@@ -156,7 +152,7 @@ private:
         const bool isMain = m_trial.point.damaged == kMainDatabase;
         if (isTold && !isMain && ReadFile(m_trial.tree / m_trial.point.damaged) != BytesBefore(m_trial))
             m_trial.Problem("a database was written to in spite of its damage");
-        Mend(m_trial, isTold);
+        Mend(m_trial);
         return !isMain || !isTold;
     }
 
