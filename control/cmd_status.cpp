@@ -105,13 +105,13 @@ Json::Value NextOf(const Json::Value& status, const Stamp& stamp) {
         return UpgradeFrom(status["interrupted"]["old_build"]);
     if (stamp.isNewer)
         return {};
-    if (stamp.isOlder)
-        return UpgradeFrom(*stamp.build);
     bool canRetry = status["owed"].asUInt64() > 0;
     for (const Json::Value& failed : status["failed"])
         canRetry = canRetry || !failed["row"].isNull();
     if (canRetry)
         return CommandLine("vgupgradectl", {"retry"});
+    if (stamp.isOlder)
+        return UpgradeFrom(*stamp.build);
     if (status["failed"].empty() && LastFailed(status) && status["last"]["old_build"].isUInt())
         return UpgradeFrom(status["last"]["old_build"]);
     if (stamp.build && CanBeRepaired(status["not_repaired"]))
