@@ -405,8 +405,6 @@ int Authorize(void*, int action, const char* table, const char*, const char*, co
 
 extern "C" {
 
-// Content -------------------------------------------------------------------------------------------------
-
 ssize_t write(int fd, const void* data, size_t size) {
     NEXT(write);
     return DoWrite(__func__, fd, data, size, -1, [&](size_t n) { return next(fd, data, n); });
@@ -415,10 +413,6 @@ ssize_t write(int fd, const void* data, size_t size) {
 ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset) {
     NEXT(pwrite64);
     return DoWrite(__func__, fd, data, size, offset, [&](size_t n) { return next(fd, data, n, offset); });
-}
-
-ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
-    return pwrite64(fd, data, size, offset);
 }
 
 // The parts one by one.
@@ -463,30 +457,19 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     return -1;
 }
 
-// Names ---------------------------------------------------------------------------------------------------
-
-int openat(int dirFd, const char* path, int flags, ...) {
-    NEXT(openat);
-    mode_t mode = 0;
-    if ((flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE) {
-        va_list args;
-        va_start(args, flags);
-        mode = va_arg(args, mode_t);
-        va_end(args);
+// The mode is read also where none was given, and is then of no use.
+#define OPEN(name, folder, ...)                                                                        \
+    int name(__VA_ARGS__ __VA_OPT__(, ) const char* path, int flags, ...) {                             \
+        static const auto next = reinterpret_cast<decltype(&openat)>(dlsym(RTLD_NEXT, "openat"));       \
+        va_list args;                                                                                   \
+        va_start(args, flags);                                                                          \
+        const mode_t mode = va_arg(args, mode_t);                                                       \
+        va_end(args);                                                                                   \
+        return DoOpen("open", folder, path, flags, [&] { return next(folder, path, flags, mode); });    \
     }
-    return DoOpen("open", dirFd, path, flags, [&] { return next(dirFd, path, flags, mode); });
-}
-
-#define OPEN(function)                               \
-    int function(const char* path, int flags, ...) { \
-        va_list args;                                \
-        va_start(args, flags);                       \
-        const mode_t mode = va_arg(args, mode_t);    \
-        va_end(args);                                \
-        return openat(AT_FDCWD, path, flags, mode);  \
-    }
-OPEN(open)
-OPEN(open64)
+OPEN(openat, dirFd, int dirFd)
+OPEN(open, AT_FDCWD)
+OPEN(open64, AT_FDCWD)
 
 // The forms of a program that is checked by the compiler's library, when the flags are known only when it runs.
 int __open_2(const char* path, int flags) { return openat(AT_FDCWD, path, flags); }
@@ -529,8 +512,6 @@ int remove(const char* path) noexcept {
     return result != 0 && errno == EISDIR ? rmdir(path) : result;
 }
 
-// Modes, owners, times ------------------------------------------------------------------------------------
-
 WRAP(int, fchmod, (int fd, mode_t mode), (fd, mode), Op::SetMode, fd, nullptr, mode, noexcept)
 WRAP(int, fchmodat, (int dirFd, const char* path, mode_t mode, int flags), (dirFd, path, mode, flags),
      Op::SetMode, dirFd, path, mode, noexcept)
@@ -546,8 +527,6 @@ WRAP(int, futimens, (int fd, const timespec* times), (fd, times), Op::SetTimes, 
 WRAP(int, utimensat, (int dirFd, const char* path, const timespec* times, int flags),
      (dirFd, path, times, flags), flags& AT_SYMLINK_NOFOLLOW ? Op::Other : Op::SetTimes, dirFd, path, 0,
      noexcept)
-
-// Reading -------------------------------------------------------------------------------------------------
 
 WRAP(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), Op::Read, fd, nullptr, 0)
 WRAP(ssize_t, pread64, (int fd, void* data, size_t size, off64_t offset), (fd, data, size, offset), Op::Read,
@@ -574,8 +553,6 @@ int memfd_create(const char* name, unsigned flags) noexcept {
     return g_progress = next(name, flags);
 }
 
-// Statements ----------------------------------------------------------------------------------------------
-
 int sqlite3_open_v2(const char* path, sqlite3** db, int flags, const char* vfs) {
     NEXT(sqlite3_open_v2);
     static const auto setAuthorizer =
@@ -585,8 +562,6 @@ int sqlite3_open_v2(const char* path, sqlite3** db, int flags, const char* vfs) 
         setAuthorizer(*db, Authorize, nullptr);
     return code;
 }
-
-// Time ----------------------------------------------------------------------------------------------------
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     NEXT(clock_gettime);
