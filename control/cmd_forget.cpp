@@ -90,10 +90,10 @@ Outcome Forget::Run(const General& /*general*/) {
 
 std::string Forget::Print(const Json::Value& result) const {
     if (result.isObject())
-        return "Removed: " + Described(result) + ".\n";
+        return Paragraph("Removed: " + Described(result) + '.');
     std::string text = result.empty() ? "There is none to remove.\n" : "";
     for (const Json::Value& object : result)
-        text += "Removed: " + Described(object) + ".\n";
+        text += Paragraph("Removed: " + Described(object) + '.');
     return text;
 }
 

@@ -2,6 +2,7 @@
 #include "control/snapshot/command.h"
 #include "control/snapshot/restore.h"
 #include "control/text.h"
+#include "control/upgrades.h"
 #include "upgrader/journal.h"
 #include "upgrader/lock.h"
 #include "upgrader/log.h"
@@ -62,13 +63,14 @@ Outcome Restore::Run(const General& general) {
     }
     std::string unfinished;
     if (FindUnfinishedRestore(unfinished) != 0)
-        problem += ". The restore is not finished. Finish it: vgupgradectl restore " + unfinished;
+        problem += ". The restore is not finished. Finish it: " +
+                   CommandLine("vgupgradectl", {"restore", unfinished});
     Tell("Failed to restore snapshot " + snapshot.name + ": " + problem, 1);
     return Outcome::Refused(problem);
 }
 
 std::string Restore::Print(const Json::Value& result) const {
-    return "Restored: " + Described(result) + ".\n";
+    return Paragraph("Restored: " + Described(result) + '.');
 }
 
 std::unique_ptr<Command> MakeRestore() { return std::make_unique<Restore>(); }

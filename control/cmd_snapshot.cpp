@@ -53,9 +53,9 @@ Outcome SnapshotCommand::Run(const General& /*general*/) {
 }
 
 std::string SnapshotCommand::Print(const Json::Value& result) const {
-    std::string text = "Saved: " + Described(result) + ".\n";
+    std::string text = Paragraph("Saved: " + Described(result) + '.');
     for (const Json::Value& database : result["damaged"])
-        text += Toned(Tone::Bad, "Damaged, saved as it is") + ": " + Escaped(database.asString()) + '\n';
+        text += Paragraph("Damaged, saved as it is: " + Escaped(database.asString()), Tone::Bad);
     return text;
 }
 

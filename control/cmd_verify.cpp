@@ -37,11 +37,12 @@ Outcome Verify::Run(const General& /*general*/) {
 
 std::string Verify::Print(const Json::Value& result) const {
     if (result["problems"].empty())
-        return Toned(Tone::Good, "Every file is as it was saved") + ": " + Described(result) + ".\n";
-    std::string text = Toned(Tone::Bad, "It cannot be restored") + ": " + Described(result) + ".\n";
+        return Paragraph("Every file is as it was saved: " + Described(result) + '.', Tone::Good);
+    std::string text = Paragraph("It cannot be restored: " + Described(result) + '.', Tone::Bad);
+    TextTable table({""}, 2);
     for (const Json::Value& problem : result["problems"])
-        text += "  " + Escaped(problem.asString()) + '\n';
-    return text;
+        table.Add({problem.asString()});
+    return text + table.ToString();
 }
 
 std::unique_ptr<Command> MakeVerify() { return std::make_unique<Verify>(); }
