@@ -43,6 +43,7 @@
     COMMAND(Status)       \
     COMMAND(Plan)         \
     COMMAND(Rehearse)     \
+    COMMAND(Diff)         \
     COMMAND(History)      \
     COMMAND(Retry)        \
     COMMAND(Snapshot)     \

@@ -20,6 +20,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/watch.h"
 #include "platform/settings/settings.h"
 #include "platform/settings/system.h"
 #include "platform/vgdb/vgdb.h"
@@ -75,6 +76,7 @@ int main(int argc, char* argv[]) {
     if (!IsDigits(argument))
         UPG_LOG("Not a build number: [%s], taken as %u.\n", argument.data(), build);
 
+    Watch watch;  // when a rehearsal looks on
     UpgradeLock lock;
     if (!lock.Acquire())
         return -1;

@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "platform/base/watch.h"
 #include "platform/files/flush_later.h"
 #include "platform/settings/settings_files.h"
 #include "upgrader/log.h"
@@ -15,6 +16,15 @@ namespace {
 constexpr size_t kEntriesAtOnce = 2'000;
 
 constexpr const char* kStaysOwed = "Failed to deliver %s, it stays owed to the next upgrade.\n";
+
+// What the migration that has just run leaves to be delivered, for a rehearsal.
+void Tell(const std::vector<KeyChange>& keys, const std::vector<UserLogEntry>& entries) {
+    Watch* const watch = Watch::Current();
+    for (size_t i = 0; watch && i < keys.size(); ++i)
+        watch->Key(keys[i].file, keys[i].key, keys[i].value);
+    for (size_t i = 0; watch && i < entries.size(); ++i)
+        watch->Entry(entries[i].logType, entries[i].itemId, entries[i].params);
+}
 
 void LogLost(size_t entries) {
     if (entries > 0)
@@ -147,6 +157,7 @@ void Outbox::Stop() {
 int Outbox::Note() {
     const std::vector<KeyChange> keys = SettingsFiles::Current().Take();
     const std::vector<UserLogEntry> entries = VGLogTake();
+    Tell(keys, entries);
     if (keys.empty() && entries.empty())
         return 0;
     std::string sql = Record::MakeSql(false);
@@ -171,9 +182,11 @@ std::string Outbox::PlaceSql() {
 }
 
 void Outbox::WriteDirectly() {
-    if (const std::vector<KeyChange> keys = SettingsFiles::Current().Take(); !keys.empty())
-        (void)SettingsFiles::Current().Apply(keys);  // logged there
+    const std::vector<KeyChange> keys = SettingsFiles::Current().Take();
     const std::vector<UserLogEntry> entries = VGLogTake();
+    Tell(keys, entries);
+    if (!keys.empty())
+        (void)SettingsFiles::Current().Apply(keys);  // logged there
     if (!entries.empty() && (VGLogFind() <= 0 || VGLogWrite(entries)))
         LogLost(entries.size());
 }
@@ -190,6 +203,9 @@ int Outbox::Deliver(std::string& strike) {
 int Outbox::DeliverOwed(Record::Facts& facts) {
     if (!facts.Owes())
         return 0;
+    if (Watch* const watch = Watch::Current())
+        watch->BeginStep(Watch::Owed);
+    Tell(facts.keys, {});
     std::string strike;
     const int delivered = Deliver(strike);
     if (delivered == 0 && !facts.oldBuild && facts.failed.empty())

@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/base/watch.h"
 #include "platform/files/flush_later.h"
 #include "upgrader/log.h"
 #include "upgrader/needs.h"
@@ -83,6 +84,8 @@ bool Runner::Pass(const Plan& plan, const std::function<void()>& after, VGDB::Ho
     Outbox::Collect(m_hasRecord ? m_facts.keys : std::vector<KeyChange>());
     VGDB::SetPatience(kPatienceWithin, std::chrono::milliseconds::max());
     VGDB::Hold(holding);
+    if (Watch* const watch = Watch::Current())
+        watch->BeginStep(Watch::SchemaRepair);
     RepairSchema(plan, m_repaired, {__LINE__, "main"});
     if (!Settle())
         return false;
@@ -92,6 +95,8 @@ bool Runner::Pass(const Plan& plan, const std::function<void()>& after, VGDB::Ho
             return false;
         DoAction(migration, m_runs.back().result);
     }
+    if (Watch* const watch = Watch::Current())
+        watch->BeginStep(Watch::Delivery);
     if (after)
         after();
     return Settle() && Commit();
@@ -148,8 +153,13 @@ void Runner::RunOne(const Migration& migration) {
     KeepFirstMessageOf(migration.name);
     const auto begin = std::chrono::steady_clock::now();
     const long long changesBefore = VGDB::ChangedRows();
+    Watch* const watch = Watch::Current();
+    if (watch)
+        watch->BeginStep(migration.number);
     const int result = Call(migration);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begin;
+    if (watch)
+        watch->EndStep(result, time.count());
     Needs::Ended(result < 0);
     m_runs.push_back({.migration = migration,
                       .result = result,

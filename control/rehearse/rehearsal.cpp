@@ -16,7 +16,7 @@
 #include <mutex>
 #include <thread>
 
-#include "control/snapshot/snapshot.h"
+#include "control/snapshot/command.h"
 #include "control/text.h"
 #include "platform/base/package_log.h"
 #include "platform/base/paths.h"
@@ -25,12 +25,14 @@
 #include "platform/files/copy.h"
 #include "platform/files/file_replacement.h"
 #include "platform/files/files.h"
+#include "platform/vgdb/vgdb.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 const std::string kWorkPrefix = std::string(".").append(kRehearsalPrefix);
+constexpr const char* kSign = "rehearsal.txt";  // in each folder of a rehearsal; no other is ever removed
 constexpr mode_t kFolderMode = 0700;  // databases and settings hold passwords
 
 // A row asks whether it is there.
@@ -73,7 +75,8 @@ void RemoveLeftovers(const Folder& place) {
         return;
     for (const std::string& name : names) {
         const Folder folder = name.starts_with(kWorkPrefix) ? place.OpenFolder(name) : Folder();
-        if (folder && flock(folder.Fd(), LOCK_EX | LOCK_NB) == 0)
+        struct stat status {};
+        if (folder && folder.Stat(kSign, status) && flock(folder.Fd(), LOCK_EX | LOCK_NB) == 0)
             (void)VGFolderRemove(place.PathOf(name));  // what stays is logged, and in nobody's way
     }
 }
@@ -109,7 +112,7 @@ bool CopyOne(const std::string& realPath, const std::string& to) {
 }
 
 // What the program reads beside databases and settings.
-bool CopySurroundings(const std::string& root, std::string& problem) {
+bool CopySurroundings(const std::string& root, const std::string& schemaFolder, std::string& problem) {
     for (const std::string_view folder : kFolders) {
         if (!MakeFolderOf(root, std::string(folder))) {
             problem = Reason("Cannot make the folder for a copy of " + std::string(folder));
@@ -117,18 +120,21 @@ bool CopySurroundings(const std::string& root, std::string& problem) {
         }
     }
     std::vector<std::string> names;
-    const Folder schema = Folder::Open(ResolvePath(kSchemaDir));
-    if (schema && !schema.List(names)) {
-        problem = Reason("Cannot read " + ResolvePath(kSchemaDir));
+    const fs::path schemaPath = schemaFolder.empty() ? ResolvePath(kSchemaDir) : schemaFolder;
+    const Folder schema = Folder::Open(schemaPath);
+    if (schema ? !schema.List(names) : !schemaFolder.empty()) {
+        problem = Reason("Cannot read " + schemaPath.native());
         return false;
     }
-    std::vector<std::string> paths = {"/etc/passwd", kMotionDetectionFlag};
+    std::vector<std::pair<std::string, std::string>> files;
+    for (const std::string path : {"/etc/passwd", kMotionDetectionFlag})
+        files.emplace_back(ResolvePath(path), root + path);
     for (const std::string& name : names)
         if (name.ends_with(".sql"))
-            paths.push_back(std::string(kSchemaDir) + name);
-    for (const std::string& path : paths) {
-        if (!CopyOne(ResolvePath(path), root + path)) {
-            problem = "Cannot copy " + ResolvePath(path);
+            files.emplace_back(schemaPath / name, root + std::string(kSchemaDir) + name);
+    for (const auto& [from, to] : files) {
+        if (!CopyOne(from, to)) {
+            problem = "Cannot copy " + from;
             return false;
         }
     }
@@ -171,36 +177,42 @@ int Rehearsal::MakeFolder(const std::string& place, std::string& problem) {
     g_folder = m_folder = path;
     m_lock = UniqueFd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_lock || (flock(m_lock.Get(), LOCK_EX | LOCK_NB) != 0 && !IsNotSupported(errno)) ||
-        mkdir(Before().c_str(), kFolderMode) != 0) {
+        mkdir(Before().c_str(), kFolderMode) != 0 ||
+        ReplaceFile(m_folder + '/' + kSign, "A rehearsal of vgupgradectl: the system before and after.\n",
+                    0600) != 0) {
         problem = Reason(m_folder);
         return -1;
     }
     return 0;
 }
 
-int Rehearsal::CopyTwice(uint64_t room, std::chrono::milliseconds patience, std::string& problem) {
-    TreeCopy copy;
-    TreeCopyWay way{.against = HeldDatabases::Against::WritersAsItStands, .patience = patience};
-    way.durable = false;
-    way.progress = [](uint64_t done, uint64_t all) {
-        SetProgressLine(StringPrintf("Copying %3d %% of %s",
-                                     all == 0 ? 100 : static_cast<int>(done * 100 / all),
-                                     InBytes(all).c_str()));
-    };
-    if (CopyTree(Before(), way, copy, problem) || !CopySurroundings(Before(), problem))
+int Rehearsal::CopySystem(const RehearsalWay& way, uint64_t& bytes, std::string& problem) {
+    if (!way.snapshot.empty()) {
+        const Folder snapshot = Folder::Open(way.snapshot), before = Folder::Open(Before());
+        if (snapshot && before && CopyEntry(snapshot, "var", before, "var", EntryCopy::Passing) == 0)
+            return 0;
+        problem = Reason("Cannot copy " + way.snapshot);
         return -1;
-
-    const Folder before = Folder::Open(Before());
-    const Folder both = Folder::Open(m_folder);
-    bool shares = false;
-    for (const TreeCopy::File& file : copy.files) {
-        const UniqueFd open = file.bytes > 0 ? before.OpenFile(file.path) : UniqueFd();
-        if (!open)
-            continue;
-        shares = CanShareBlocks(open.Get(), both);
-        break;
     }
-    problem = FindRoom(both, room + (shares ? 0 : copy.bytes));
+    TreeCopy copy;
+    TreeCopyWay how{.against = HeldDatabases::Against::WritersAsItStands, .patience = way.patience};
+    how.durable = false;
+    how.progress = ShowBytes("Copying");
+    if (CopyTree(Before(), how, copy, problem))
+        return -1;
+    bytes = copy.bytes;
+    return 0;
+}
+
+int Rehearsal::CopyTwice(const RehearsalWay& way, std::string& problem) {
+    uint64_t bytes = way.room;
+    if (CopySystem(way, bytes, problem) || !CopySurroundings(Before(), way.schema, problem))
+        return -1;
+    const Folder both = Folder::Open(m_folder);
+    const UniqueFd open(
+        ::open((Before() + std::string(kTargetDir) + VGDB::GetDBName(DB_SYSTEM)).c_str(), kReadFlags));
+    const bool shares = open && CanShareBlocks(open.Get(), both);
+    problem = FindRoom(both, way.room + (shares ? 0 : bytes));
     if (!problem.empty())
         return -1;
     if (CopyEntry(both, "before", both, "after", EntryCopy::Passing)) {
@@ -210,12 +222,24 @@ int Rehearsal::CopyTwice(uint64_t room, std::chrono::milliseconds patience, std:
     return 0;
 }
 
-int Rehearsal::Prepare(const std::string& place, uint64_t room, std::chrono::milliseconds patience,
-                       std::string& problem) {
-    return MakeFolder(place, problem) || CopyTwice(room, patience, problem) ? -1 : 0;
+int Rehearsal::Prepare(const RehearsalWay& way, std::string& problem) {
+    return MakeFolder(way.place, problem) || CopyTwice(way, problem) ? -1 : 0;
 }
 
-int Rehearsal::Run(const std::string& program, const std::string& oldBuild, std::string& problem) {
+int Rehearsal::OpenWatch(std::string& problem) {
+    const std::string path = m_folder + "/watch";
+    m_watch = UniqueFd(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!m_watch || unlink(path.c_str()) != 0) {
+        problem = Reason(path);
+        return -1;
+    }
+    return 0;
+}
+
+int Rehearsal::Run(const std::string& program, const std::string& oldBuild, const Watch::Wanted& wanted,
+                   std::string& problem) {
+    if (OpenWatch(problem))
+        return -1;
     if (access(program.c_str(), X_OK) != 0) {
         problem = Reason("Cannot run " + program);
         return -1;
@@ -224,8 +248,12 @@ int Rehearsal::Run(const std::string& program, const std::string& oldBuild, std:
     const std::string prefix = "VG_SYSROOT=" + After();
     std::vector<char*> environment;
     for (char** one = environ; *one; ++one)
-        if (std::strncmp(*one, "VG_SYSROOT=", 11) != 0)
+        if (std::strncmp(*one, "VG_SYSROOT=", 11) != 0 && std::strncmp(*one, "VG_UPGRADER_WATCH=", 18) != 0)
             environment.push_back(*one);
+    const std::string watch =
+        StringPrintf("VG_UPGRADER_WATCH=%d\n%llu\n%s\n%s", m_watch.Get(),
+                     static_cast<unsigned long long>(wanted.rows), wanted.table.c_str(), wanted.id.c_str());
+    environment.push_back(const_cast<char*>(watch.c_str()));
     environment.push_back(const_cast<char*>(prefix.c_str()));
     environment.push_back(nullptr);
     std::array<char*, 3> arguments = {const_cast<char*>(program.c_str()), const_cast<char*>(oldBuild.c_str()),
@@ -242,8 +270,8 @@ int Rehearsal::Run(const std::string& program, const std::string& oldBuild, std:
             sigemptyset(&none);
             const int null = open("/dev/null", O_RDWR);
             if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 &&
-                setpgid(0, 0) == 0 && dup2(null, 0) >= 0 && dup2(null, 1) >= 0 && dup2(null, 2) >= 0 &&
-                sigprocmask(SIG_SETMASK, &none, nullptr) == 0)
+                setpgid(0, 0) == 0 && fcntl(m_watch.Get(), F_SETFD, 0) == 0 && dup2(null, 0) >= 0 &&
+                dup2(null, 1) >= 0 && dup2(null, 2) >= 0 && sigprocmask(SIG_SETMASK, &none, nullptr) == 0)
                 execve(program.c_str(), arguments.data(), environment.data());
             _exit(127);
         }

@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <vector>
 
 #include "platform/base/package_log.h"
+#include "platform/base/watch.h"
 #include "platform/files/file_io.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
@@ -69,8 +71,12 @@ private:
             return false;
         // A change of owner clears these bits. fchmod takes no descriptor of this kind.
         const std::string path = "/proc/self/fd/" + std::to_string(fd);
-        return (status.st_mode & (S_ISUID | S_ISGID)) == 0 ||
-               chmod(path.c_str(), status.st_mode & 07777) == 0;
+        const bool done =
+            (status.st_mode & (S_ISUID | S_ISGID)) == 0 || chmod(path.c_str(), status.st_mode & 07777) == 0;
+        struct stat now {};
+        if (Watch* const watch = Watch::Current(); watch && fstat(fd, &now) == 0)
+            watch->Owner(std::filesystem::read_symlink(path), status, now);
+        return done;
     }
 
     const Owner& m_owner;

@@ -12,6 +12,7 @@
 #include "platform/base/disk_error.h"
 #include "platform/base/package_log.h"
 #include "platform/base/umask_scope.h"
+#include "platform/base/watch.h"
 #include "platform/files/copy.h"
 #include "platform/files/flush_later.h"
 #include "platform/files/place.h"
@@ -69,6 +70,7 @@ int RemoveOfType(const std::string& path, std::initializer_list<mode_t> types) {
     const int found = FindPlace(path, place, status);
     if (found <= 0 || std::find(types.begin(), types.end(), status.st_mode & S_IFMT) == types.end())
         return found < 0 ? -1 : 0;
+    Watch::File(path);
     const int result = RemoveEntry(place.folder, place.name);
     return FlushLater(place.folder) ? result : LogErrno("flush", place.Path());
 }
@@ -175,6 +177,8 @@ int VGFileMove(const std::string& path, const std::string& toFolder) {
         return LogErrno("move", path + " to " + toFolder);
     if (source.folder.IsSameAs(destination))
         return 0;
+    Watch::File(path);
+    Watch::File(destination.PathOf(source.name));
     const int result = MoveEntry(source.folder, source.name, destination);
     if (!FlushLater(destination) || !FlushLater(source.folder))
         return LogErrno("flush", path);
@@ -186,6 +190,8 @@ int VGFolderRename(const std::string& path, const std::string& newName) {
     struct stat status {};
     if (const int found = FindPlace(path, place, status); found <= 0 || !S_ISDIR(status.st_mode))
         return found < 0 ? -1 : 0;
+    Watch::File(path);
+    Watch::File(place.folder.PathOf(newName));
     const int result = RenameFolder(place, status, newName);
     return FlushLater(place.folder) ? result : LogErrno("flush", place.Path());
 }
@@ -213,6 +219,7 @@ int VGFileCreate(const std::string& path, mode_t mode) {
     struct stat status {};
     if (const int found = FindPlace(path, place, status); found != 0)
         return found < 0 ? -1 : 0;
+    Watch::File(path);
     const UmaskScope mask(0);
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     return file && Flush(file.Get()) && FlushLater(place.folder) ? 0 : LogErrno("create", path);

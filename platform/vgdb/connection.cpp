@@ -132,6 +132,7 @@ int Connection::Open() {
     }
     sqlite3_extended_result_codes(db, 1);
     m_busy.Attach(db);
+    m_rowWatch = RowWatch::Of(db, m_path);
     return code;
 }
 
@@ -189,6 +190,8 @@ void Connection::NoteMalformed() {
 
 // What the transaction stood for is gone, which the program has to hear.
 void Connection::Lose() {
+    if (m_rowWatch && m_isWritten)
+        m_rowWatch->TellUndone();
     if (m_db && sqlite3_get_autocommit(m_db.get()) == 0)
         sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     m_busy.NeverWait(false);
@@ -240,12 +243,15 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
             LibraryLog(__LINE__, "Execute", "%s: this program changes nothing\n", m_path.c_str());
             return -1;
         } else {
+            RowWatch::Call watched(m_rowWatch.get());
             code = Begin();
             const sqlite3_int64 before = sqlite3_total_changes64(db);
             if (code == SQLITE_OK)
                 code = RunStatements(first, sql.c_str(), tail, rows, params);
             first.Finalize();
             code = End(code, before);
+            if (code == SQLITE_OK)
+                watched.Keep();
         }
     }
     NoteResult(code);

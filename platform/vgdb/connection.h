@@ -8,6 +8,7 @@
 
 #include "platform/vgdb/busy_wait.h"
 #include "platform/vgdb/read_only.h"
+#include "platform/vgdb/row_watch.h"
 #include "platform/vgdb/statement.h"
 #include "platform/vgdb/vgdb.h"
 
@@ -74,6 +75,7 @@ private:
     std::string m_path;
     BusyWait m_busy;
     std::unique_ptr<Reading> m_reading;  // of a program that only reads; ends after the connection
+    std::unique_ptr<RowWatch> m_rowWatch;  // null: nobody watches
     SqliteHandle m_db;
     std::string m_reason;
 

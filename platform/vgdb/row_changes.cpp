@@ -1,16 +1,22 @@
 #include "platform/vgdb/row_changes.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <deque>
 #include <map>
 #include <set>
 
 #include "platform/base/strings.h"
+#include "platform/files/file_io.h"
+#include "platform/vgdb/read_only.h"
 #include "platform/vgdb/statement.h"
 #include "platform/vgdb/table_sql.h"
+#include "platform/vgdb/vgdb.h"
 
 namespace VGDB {
 namespace {
@@ -52,6 +58,23 @@ struct Schema {
     std::map<std::string, Table, NoCase> tables;
     std::set<std::string, NoCase> others;  // "index i", "trigger t", "view v"
 };
+
+bool IsSame(const std::string& one, const std::string& other) {
+    return sqlite3_stricmp(one.c_str(), other.c_str()) == 0;
+}
+
+// The database file as one that is only read; one in write-ahead mode without a log, which the caller has locked, without
+// making one.
+std::string UriOf(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path)
+        uri +=
+            std::strchr("%?#", c) ? StringPrintf("%%%02x", static_cast<unsigned char>(c)) : std::string(1, c);
+    char version = 0;
+    const UniqueFd file(open(path.c_str(), kReadFlags));
+    const bool writeAhead = file && pread(file.Get(), &version, 1, 18) == 1 && version == 2;
+    return uri + (writeAhead ? "?immutable=1" : "?mode=ro");
+}
 
 FieldValue ValueOf(sqlite3_stmt* statement, int column) {
     using Kind = FieldValue::Kind;
@@ -109,32 +132,73 @@ public:
     Comparison(const CompareWay& way, DatabaseChanges& changes, std::string& problem)
         : m_way(way), m_changes(changes), m_problem(problem) {}
 
-    bool Run(const std::string& before, const std::string& after) {
+    int Run(const std::string& before, const std::string& after) {
+        if (Compare(before, after))
+            return 0;
+        const int code = sqlite3_errcode(m_db.get());
+        return code == SQLITE_CORRUPT || code == SQLITE_NOTADB ? 1 : -1;
+    }
+
+private:
+    bool Compare(const std::string& before, const std::string& after) {
         sqlite3* db = nullptr;
-        const int opened = OpenSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &db);
+        const int opened =
+            OpenSqlite(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI, &db);
         m_db.reset(db);
-        if (opened != SQLITE_OK)
+        if (opened != SQLITE_OK || !TakeEncodingOf(after) || !TakeEncodingOf(before))
             return Fail("SQLite");
         Schema was, is;
         return Attach(before, "before") && Attach(after, "after") && ReadSchema("before", was) &&
                ReadSchema("after", is) && CompareSchemas(was, is) && CompareTables(was, is);
     }
 
-private:
     bool Fail(const std::string& what) {
         m_problem = what + ": " + sqlite3_errmsg(m_db.get());
         return false;
     }
 
+    // All databases of a connection have the same.
+    bool TakeEncodingOf(const std::string& path) {
+        constexpr off_t kEncodingAt = 59;  // 2 and 3: UTF-16
+        char encoding = 0;
+        const UniqueFd file(open(path.c_str(), kReadFlags));
+        if (!file || pread(file.Get(), &encoding, 1, kEncodingAt) != 1 || encoding < 2)
+            return true;
+        return sqlite3_exec(m_db.get(),
+                            encoding == 2 ? "PRAGMA encoding = 'UTF-16le'" : "PRAGMA encoding = 'UTF-16be'",
+                            nullptr, nullptr, nullptr) == SQLITE_OK;
+    }
+
     bool Attach(const std::string& path, const char* name) {
         Statement statement;
-        const char* const file = access(path.c_str(), F_OK) == 0 ? path.c_str() : ":memory:";
+        std::string file = access(path.c_str(), F_OK) == 0 ? path : ":memory:";
+        BusyWait busy(path);
+        SqliteHandle reading;
+        if (m_way.readOnly && file == path) {
+            sqlite3* db = nullptr;
+            const int code = m_readings.emplace_back().Open(path, busy, &db);
+            reading.reset(db);
+            if (code != SQLITE_OK) {
+                m_problem = path + " cannot be read now: " + sqlite3_errstr(code);
+                return false;
+            }
+            const bool isAlone =
+                access((path + "-wal").c_str(), F_OK) != 0 && access((path + "-journal").c_str(), F_OK) != 0;
+            file = isAlone ? UriOf(path) : "";  // '': a private temporary file
+        }
         if (statement.Prepare(m_db.get(), "ATTACH ?1 AS ?2") != SQLITE_OK ||
-            sqlite3_bind_text(statement.Get(), 1, file, -1, SQLITE_TRANSIENT) != SQLITE_OK ||
+            sqlite3_bind_text(statement.Get(), 1, file.c_str(), -1, SQLITE_TRANSIENT) != SQLITE_OK ||
             sqlite3_bind_text(statement.Get(), 2, name, -1, SQLITE_TRANSIENT) != SQLITE_OK ||
             statement.Step() != SQLITE_DONE)
             return Fail(path);
-        return true;
+        return !file.empty() || Copy(reading.get(), name) || Fail(path);
+    }
+
+    // What has a journal is read as a copy.
+    bool Copy(sqlite3* from, const char* name) {
+        sqlite3_backup* const backup = sqlite3_backup_init(m_db.get(), name, from, "main");
+        return backup && sqlite3_backup_step(backup, -1) == SQLITE_DONE &&
+               sqlite3_backup_finish(backup) == SQLITE_OK;
     }
 
     template <class Take>
@@ -175,21 +239,25 @@ private:
         return !m_way.leftOut.empty() && sqlite3_stricmp(table.c_str(), m_way.leftOut.c_str()) == 0;
     }
 
+    bool IsCompared(const std::string& table) const {
+        return m_way.table.empty() || IsSame(table, m_way.table);
+    }
+
     bool CompareSchemas(const Schema& was, const Schema& is) {
         for (const auto& [sign, old, now] : {std::tuple("+", &was, &is), std::tuple("-", &is, &was)}) {
             const auto note = [&, sign = sign](const std::string& what) {
                 m_changes.schema.push_back(sign + what);
             };
             for (const auto& [name, table] : now->tables)
-                if (!old->tables.contains(name))
+                if (IsCompared(name) && !old->tables.contains(name))
                     note("table " + name);
             for (const auto& [name, table] : now->tables)
-                if (const auto other = old->tables.find(name); other != old->tables.end())
+                if (const auto other = old->tables.find(name); IsCompared(name) && other != old->tables.end())
                     for (const Column& column : table.columns)
                         if (!other->second.Has(column.name))
                             note("column " + name + '.' + column.name);
             for (const std::string& other : now->others)
-                if (!old->others.contains(other))
+                if (m_way.table.empty() && !old->others.contains(other))
                     note(other);
         }
         return true;
@@ -199,7 +267,7 @@ private:
         std::set<std::string, NoCase> names;
         for (const Schema* schema : {&was, &is})
             for (const auto& [name, table] : schema->tables)
-                if (!table.isVirtual)
+                if (!table.isVirtual && IsCompared(name))
                     names.insert(name);
         const auto find = [](const Schema& schema, const std::string& name) {
             const auto found = schema.tables.find(name);
@@ -211,25 +279,34 @@ private:
             m_samples = {};
             const Table* const old = find(was, name);
             const Table* const now = find(is, name);
+            const Table& either = now ? *now : *old;
+            m_table.key = either.Key();
+            m_idColumn = m_way.id.empty() ? ""
+                                          : QuoteName(m_table.key.empty() ? either.columns.front().name
+                                                                          : m_table.key.front());
             if (!(old && now ? CompareTable(*old, *now) : TakeWholeTable(old ? *old : *now, !old)))
                 return false;
             if (m_table.inserted + m_table.updated + m_table.deleted == 0)
                 continue;
-            PickSamples();
+            m_table.samples = PickSamples(std::move(m_samples), m_way.samples);
             m_changes.tables.push_back(std::move(m_table));
         }
         return true;
     }
 
     std::string From(const char* side) const {
-        return (*side == 'a' ? "after." : "before.") + QuoteName(m_table.table) + " AS " + side;
+        const std::string table = (*side == 'a' ? "after." : "before.") + QuoteName(m_table.table);
+        if (m_idColumn.empty())
+            return table + " AS " + side;
+        return "(SELECT * FROM " + table + " WHERE CAST(" + m_idColumn +
+               " AS TEXT) = " + VGDB::QuoteEscape(m_way.id) + ") AS " + side;
     }
 
-    bool WantsAll() const { return sqlite3_stricmp(m_table.table.c_str(), m_way.allInsertedOf.c_str()) == 0; }
+    bool WantsAll() const { return IsSame(m_table.table, m_way.log); }
 
     void NoteInserted(TableRow row) {
         if (WantsAll())
-            m_changes.inserted.push_back(row);
+            m_way.inserted(row);
         if (m_samples[0].size() < m_way.samples)
             m_samples[0].push_back({.before = {}, .after = std::move(row), .changed = {}});
     }
@@ -238,15 +315,9 @@ private:
             m_samples[1].push_back({.before = std::move(row), .after = {}, .changed = {}});
     }
 
-    // Of every kind, as long as there is room.
-    void PickSamples() {
-        for (size_t i = 0; m_table.samples.size() < m_way.samples && i < m_way.samples; ++i)
-            for (const size_t kind : {2, 0, 1})
-                if (i < m_samples[kind].size() && m_table.samples.size() < m_way.samples)
-                    m_table.samples.push_back(std::move(m_samples[kind][i]));
+    std::string Limit(bool all) const {
+        return all || m_way.samples == SIZE_MAX ? "" : " LIMIT " + std::to_string(m_way.samples);
     }
-
-    std::string Limit(bool all) const { return all ? "" : " LIMIT " + std::to_string(m_way.samples); }
 
     bool TakeWholeTable(const Table& table, bool isNew) {
         const char* const side = isNew ? "a" : "b";
@@ -260,12 +331,9 @@ private:
 
     bool CompareTable(const Table& old, const Table& now) {
         const std::vector<std::string> key = now.Key(), oldKey = old.Key();
-        const auto isSame = [](const std::string& a, const std::string& b) {
-            return sqlite3_stricmp(a.c_str(), b.c_str()) == 0;
-        };
         uint64_t nulls = 0;
         bool hasKey =
-            !key.empty() && std::equal(key.begin(), key.end(), oldKey.begin(), oldKey.end(), isSame);
+            !key.empty() && std::equal(key.begin(), key.end(), oldKey.begin(), oldKey.end(), IsSame);
         for (const char* side : {"a", "b"}) {
             std::vector<std::string> isNull;
             for (const std::string& name : key)
@@ -347,10 +415,10 @@ private:
 
     // Rows that stand unchanged under their number are left out of the sorting; that they pair off leaves the
     // difference as it is.
-    static std::string Unpaired(const Table& old, const Table& now, const std::string& other,
-                                const std::string& differs) {
+    std::string Unpaired(const Table& old, const Table& now, const std::string& other,
+                         const std::string& differs) const {
         for (const char* name : {"rowid", "_rowid_", "oid"})
-            if (!old.Has(name) && !now.Has(name))
+            if (m_idColumn.empty() && !old.Has(name) && !now.Has(name))
                 return std::string(" WHERE NOT EXISTS (SELECT 1 FROM ") + other + " WHERE a." + name +
                        " = b." + name + " AND NOT " + differs + ")";
         return "";
@@ -386,19 +454,32 @@ private:
     }
 
     const CompareWay& m_way;
+    std::deque<Reading> m_readings;  // end after the connection
     DatabaseChanges& m_changes;
     std::string& m_problem;
     SqliteHandle m_db;
     TableChanges m_table;
+    std::string m_idColumn;                           // '': all rows
     std::array<std::vector<RowChange>, 3> m_samples;  // inserted, deleted, updated
 };
 
 }  // namespace
 
+std::vector<RowChange> PickSamples(std::array<std::vector<RowChange>, 3> kinds, size_t most) {
+    std::vector<RowChange> picked;
+    for (size_t i = 0, found = 1; found > 0 && picked.size() < most; ++i) {
+        found = 0;
+        for (const size_t kind : {2, 0, 1})
+            if (i < kinds[kind].size() && picked.size() < most && ++found > 0)
+                picked.push_back(std::move(kinds[kind][i]));
+    }
+    return picked;
+}
+
 int CompareDatabases(const std::string& before, const std::string& after, const CompareWay& way,
                      DatabaseChanges& changes, std::string& problem) {
     changes = {};
-    return Comparison(way, changes, problem).Run(before, after) ? 0 : -1;
+    return Comparison(way, changes, problem).Run(before, after);
 }
 
 }  // namespace VGDB
