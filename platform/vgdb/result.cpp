@@ -9,31 +9,12 @@
 
 #include "platform/vgdb/vgdb.h"
 
-namespace {
-
-constexpr size_t kBlockSize = 64 * 1024;
-
-}  // namespace
-
-char* DBResult_tag::Allocate(size_t size) {
-    if (size > m_left) {
-        const size_t block = std::max(size, kBlockSize);
-        m_blocks.push_back(std::make_unique_for_overwrite<char[]>(block));
-        m_next = m_blocks.back().get();
-        m_left = block;
-    }
-    char* const memory = m_next;
-    m_next += size;
-    m_left -= size;
-    return memory;
-}
-
 void DBResult_tag::AppendField(const char* text, size_t length) {
     if (!text) {
         fields.push_back(nullptr);
         return;
     }
-    char* const copy = Allocate(length + 1);
+    char* const copy = static_cast<char*>(m_texts.allocate(length + 1, 1));
     std::memcpy(copy, text, length);
     copy[length] = '\0';
     fields.push_back(copy);

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <deque>
-#include <memory>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
@@ -16,9 +16,5 @@ struct DBResult_tag {
     unsigned int nextRow = 0;
 
 private:
-    char* Allocate(size_t size);
-
-    std::vector<std::unique_ptr<char[]>> m_blocks;
-    size_t m_left = 0;  // free bytes at the end of the last block
-    char* m_next = nullptr;
+    std::pmr::monotonic_buffer_resource m_texts;  // neither does this
 };

@@ -325,10 +325,8 @@ int NotiUpgrade::MoveFilterFromDbToConf() {
             WasSchemaMissing(DB_SYSTEM, gszTableNotificationFilter, column))
             continue;
         const std::string key = NotificationFilter::GetNotiFilterKey(type);
-        if (SetSettingConfValue(key.c_str(), std::to_string(filters.Int(column.c_str())))) {
-            UPG_LOG(kFailedToSetFlag, key.c_str());
-            result = -1;
-        }
+        if (SetSettingConfValue(key.c_str(), std::to_string(filters.Int(column.c_str()))))
+            result = UPG_FAIL(kFailedToSetFlag, key.c_str());
     }
     return result;
 }

@@ -55,10 +55,8 @@ int MoveCmsDataFolders() {
 int RenameTransactionDirectory() {
     int result = 0;
     for (const std::string_view folder : {kShareDir, kDataDir}) {
-        if (VGFolderRename(In(folder, "@POS"), "@Transactions")) {
-            UPG_LOG("Failed to rename @POS to @Transactions in %s\n", folder.data());
-            result = -1;
-        }
+        if (VGFolderRename(In(folder, "@POS"), "@Transactions"))
+            result = UPG_FAIL("Failed to rename @POS to @Transactions in %s\n", folder.data());
     }
     return result;
 }

@@ -19,10 +19,8 @@ int SetKeys(std::initializer_list<const char*> keys, const std::string& value,
             LogSite site = LogSite::Here()) {
     int result = 0;
     for (const char* key : keys) {
-        if (SetSettingConfValue(key, value)) {
-            LogMessage(site, kFailedToSetFlag, key);
-            result = -1;
-        }
+        if (SetSettingConfValue(key, value))
+            result = LogFailure(site, kFailedToSetFlag, key);
     }
     return result;
 }

@@ -56,27 +56,14 @@ int LoadExistingObjects(ExistingObjects& objects, const LogSite& site) {
     return 0;
 }
 
-// The profile of level -2, for users who may use nothing: every existing object is denied by its id, so that
+// The row of the profile of level -2, for users who may use nothing: every existing object is denied by its id, so that
 // the profile holds on this server too, which no list of recording servers names.
-int InsertNoneProfile(LogSite site = LogSite::Here()) {
+ColumnValues NoneProfile(const ExistingObjects& objects) {
     // Every layout type, as bits: whatever types there are, none has the sign's bit.
     static const std::string kAllLayoutTypes = "2147483647";
     // The servers are denied one by one, by their ids.
     static const std::string kNotAllServers = "0";
     static const std::string kEveryOperationOfTheMask = "-1";
-
-    if (const int found = Guard(DB_SYSTEM, "privilegeprofile", {"id", "privilege"}, site); found <= 0)
-        return found;
-    Rows existing;
-    if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = -2;", existing,
-                 kFailedToExecute, site))
-        return -1;
-    if (existing.Next())
-        return 0;
-
-    ExistingObjects objects;
-    if (LoadExistingObjects(objects, site))
-        return -1;
 
     ColumnValues profile;
     profile.Add("name", "''");
@@ -99,62 +86,70 @@ int InsertNoneProfile(LogSite site = LogSite::Here()) {
     profile.Add("ina_ipspeaker_ids", objects.speakers);
     profile.Add("ina_ipspeaker_grp_ids", objects.speakerGroups);
     profile.Add("all_ipspeaker_ds_ids", objects.servers);
+    return profile;
+}
 
+// With its rows in the tables by object. Where one of the tables lacks a column, nothing: a profile that is closed only
+// in part must not come to be; each upgrade tries again.
+int InsertNoneProfile(const ExistingObjects& objects, const LogSite& site) {
     static const std::string kNewId = "(SELECT id FROM privilegeprofile WHERE privilege = -2)";
+    const ColumnValues profile = NoneProfile(objects);
     ColumnValues cameraRights;
     cameraRights.Add("privprofile_id", kNewId);
     cameraRights.Add(kCamIdColumns, objects.cameras);
     cameraRights.Add(kCamGroupColumns, objects.cameraGroups);
     cameraRights.Add(kCamServerColumns, objects.servers);
-
     ColumnValues doorRights;
     doorRights.Add("privprofile_id", kNewId);
     doorRights.Add(kDoorIdColumns, objects.doors);
     doorRights.Add(kDoorServerColumns, objects.servers);
-
-    // A profile that is closed only in part must not come to be; each upgrade tries again.
     if (const int found = GuardAll({{"privilegeprofile", profile.GetColumns()},
                                     {"privilegepercamera", cameraRights.GetColumns()},
                                     {"privilegeperdoor", doorRights.GetColumns()}},
                                    site);
         found <= 0)
         return found;
-
     // The new id may be one that a deleted profile had, whose rows by object are still there.
-    const std::string sql = profile.InsertSql("privilegeprofile") +
-                            "DELETE FROM privilegepercamera WHERE privprofile_id = " + kNewId + ";" +
-                            cameraRights.InsertSql("privilegepercamera") +
-                            "DELETE FROM privilegeperdoor WHERE privprofile_id = " + kNewId + ";" +
-                            doorRights.InsertSql("privilegeperdoor");
-    return ExecuteSql(DB_SYSTEM, sql, kFailedToExecute, site);
+    return ExecuteSql(DB_SYSTEM,
+                      profile.InsertSql("privilegeprofile") +
+                          "DELETE FROM privilegepercamera WHERE privprofile_id = " + kNewId + ";" +
+                          cameraRights.InsertSql("privilegepercamera") +
+                          "DELETE FROM privilegeperdoor WHERE privprofile_id = " + kNewId + ";" +
+                          doorRights.InsertSql("privilegeperdoor"),
+                      kFailedToExecute, site);
 }
 
-}  // namespace
-
-namespace migrations {
-
-// The lists by recording server become one list of cameras and one of servers.
-int UpdatePrivilegeProfile() {
-    constexpr long long kEveryCamera = -1;
-    if (const int found = GuardAll({{"privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}},
-                                    {"privilegeprofile", {"id", "inacamids", "allcamdsids"}}});
-        found <= 0)
+int MakeNoneProfile(LogSite site = LogSite::Here()) {
+    if (const int found = Guard(DB_SYSTEM, "privilegeprofile", {"id", "privilege"}, site); found <= 0)
         return found;
-    const int knowsServers = Guard(DB_SYSTEM, "slaveds", {"id"});
+    Rows existing;
+    if (QuerySql(DB_SYSTEM, "SELECT id FROM privilegeprofile WHERE privilege = -2;", existing,
+                 kFailedToExecute, site))
+        return -1;
+    if (existing.Next())
+        return 0;
+    ExistingObjects objects;
+    return LoadExistingObjects(objects, site) ? -1 : InsertNoneProfile(objects, site);
+}
+
+constexpr long long kEveryCamera = -1;
+
+struct Denied {
+    IdSet cameras, servers;
+};
+
+// What the rows by recording server deny, by profile.
+int LoadDeniedByServer(std::map<long long, Denied>& deniedByProfile, const LogSite& site) {
+    const int knowsServers = Guard(DB_SYSTEM, "slaveds", {"id"}, site);
     if (knowsServers < 0)
         return -1;
-
     // Rows of servers that were removed are left out, where the servers are known; 0 is this one.
     std::string query = "SELECT privprofileid, dsid, inacamids FROM privilegeprofilecam";
-    if (knowsServers > 0 && !WasSchemaMissing(DB_SYSTEM, "slaveds", "*"))
+    if (knowsServers > 0 && !WasSchemaMissing(DB_SYSTEM, "slaveds", "*", site))
         query += " WHERE IFNULL(dsid, 0) IN (SELECT 0 UNION ALL SELECT id FROM slaveds)";
     Rows servers;
-    if (QuerySql(DB_SYSTEM, query + ";", servers))
+    if (QuerySql(DB_SYSTEM, query + ";", servers, kFailedToExecute, site))
         return -1;
-    struct Denied {
-        IdSet cameras, servers;
-    };
-    std::map<long long, Denied> deniedByProfile;
     while (servers.Next()) {
         const std::optional<long long> profile = servers.Id("privprofileid");
         if (!profile)
@@ -165,7 +160,22 @@ int UpdatePrivilegeProfile() {
             denied.servers.insert(servers.Int64("dsid"));
         denied.cameras.merge(cameras);
     }
+    return 0;
+}
 
+}  // namespace
+
+namespace migrations {
+
+// The lists by recording server become one list of cameras and one of servers.
+int UpdatePrivilegeProfile() {
+    if (const int found = GuardAll({{"privilegeprofilecam", {"privprofileid", "dsid", "inacamids"}},
+                                    {"privilegeprofile", {"id", "inacamids", "allcamdsids"}}});
+        found <= 0)
+        return found;
+    std::map<long long, Denied> deniedByProfile;
+    if (LoadDeniedByServer(deniedByProfile, LogSite::Here()))
+        return -1;
     Rows profiles;
     if (QuerySql(DB_SYSTEM, "SELECT id, inacamids, allcamdsids FROM privilegeprofile;", profiles))
         return -1;
@@ -265,7 +275,7 @@ int DeleteNonexistentPrivProfileFromSubTable() {
     return ExecuteSql(DB_SYSTEM, batch);
 }
 
-int CreateNonePrivProfile() { return InsertNoneProfile(); }
+int CreateNonePrivProfile() { return MakeNoneProfile(); }
 
 // Accounts come to be bound to a list of profiles.
 int UpdateVGAccountPrivProfileList() {
@@ -290,6 +300,6 @@ int UpdateMapPrivOfNonePrivProfile() {
     return ExecuteSql(DB_SYSTEM, all.UpdateSql("privilegeprofile", "privilege = -2"));
 }
 
-int ReCreateNonePrivProfile() { return InsertNoneProfile(); }
+int ReCreateNonePrivProfile() { return MakeNoneProfile(); }
 
 }  // namespace migrations

@@ -92,6 +92,33 @@ size_t FindArchive(const std::string& path) {
     return 0;
 }
 
+// The archive folders, by their old names, and the recordings whose rows lead to one.
+int LoadArchives(std::set<std::string>& folders, std::vector<ArchivedRecording>& recordings,
+                 const LogSite& site) {
+    Rows rows;
+    if (QuerySql(
+            DB_ARCHIVE,
+            "SELECT rowid AS number, recording_path FROM archive_recording"
+            " WHERE instr(recording_path, '/@archive') > 0 OR instr(recording_path, '/@ArchiveVault') > 0;",
+            rows, kFailedToExecute, site))
+        return -1;
+    while (rows.Next()) {
+        const std::string path = rows.String("recording_path");
+        const size_t size = IsUsable(path) ? FindArchive(path) : 0;
+        if (size == 0)
+            continue;
+        // Also where the row has followed already, by a run that was cut short after it: what stayed behind in the
+        // folder of the old name is tried, and reported, again.
+        const bool isOld = path[size - 1] == kOldArchive.back();
+        const std::string parent = path.substr(0, size - (isOld ? kOldArchive : kNewArchive).size());
+        folders.insert(parent + std::string(kOldArchive));
+        if (isOld)
+            recordings.push_back(
+                {rows.String("number"), path, parent + std::string(kNewArchive) + path.substr(size)});
+    }
+    return 0;
+}
+
 // Whether the recording has moved: 1, 0 or -1.
 int HasMoved(const ArchivedRecording& recording) {
     struct stat status {};
@@ -120,10 +147,8 @@ int MoveCapInfoPath() {
         const std::string path = paths.String("cap_file_path");
         std::string newPath;
         const int moved = IsUsable(path) ? FindMovedFile(path, newPath) : 0;
-        if (moved < 0) {
-            UPG_LOG("Failed to look up the capability file %s\n", path.c_str());
-            result = -1;
-        }
+        if (moved < 0)
+            result = UPG_FAIL("Failed to look up the capability file %s\n", path.c_str());
         if (moved > 0)
             AppendSqlCommand(sql, "UPDATE camera SET cap_file_path = " + VGDB::QuoteEscape(newPath) +
                                       " WHERE cap_file_path = " + VGDB::QuoteEscape(path));
@@ -134,39 +159,15 @@ int MoveCapInfoPath() {
 int RenameArchiveFolder() {
     if (const int found = Guard(DB_ARCHIVE, "archive_recording", {"recording_path"}); found <= 0)
         return found;
-    Rows rows;
-    if (QuerySql(
-            DB_ARCHIVE,
-            "SELECT rowid AS number, recording_path FROM archive_recording"
-            " WHERE instr(recording_path, '/@archive') > 0 OR instr(recording_path, '/@ArchiveVault') > 0;",
-            rows))
-        return -1;
-
     std::set<std::string> folders;
     std::vector<ArchivedRecording> recordings;
-    while (rows.Next()) {
-        const std::string path = rows.String("recording_path");
-        const size_t size = IsUsable(path) ? FindArchive(path) : 0;
-        if (size == 0)
-            continue;
-        // Also where the row has followed already, by a run that was cut short after it: what stayed behind in the
-        // folder of the old name is tried, and reported, again.
-        const bool isOld = path[size - 1] == kOldArchive.back();
-        const std::string_view name = isOld ? kOldArchive : kNewArchive;
-        const std::string parent = path.substr(0, size - name.size());
-        folders.insert(parent + std::string(kOldArchive));
-        if (isOld)
-            recordings.push_back(
-                {rows.String("number"), path, parent + std::string(kNewArchive) + path.substr(size)});
-    }
+    if (LoadArchives(folders, recordings, LogSite::Here()))
+        return -1;
 
     int result = 0;
-    for (const std::string& folder : folders) {
-        if (VGFolderRename(ResolveEntry(folder), std::string(kNewArchive))) {
-            UPG_LOG("Failed to rename %s to %s\n", folder.c_str(), kNewArchive.data());
-            result = -1;
-        }
-    }
+    for (const std::string& folder : folders)
+        if (VGFolderRename(ResolveEntry(folder), std::string(kNewArchive)))
+            result = UPG_FAIL("Failed to rename %s to %s\n", folder.c_str(), kNewArchive.data());
 
     // The rows may be on disk as soon as they are written; the folders must be before that.
     if (!VGFilesFlush().empty())
@@ -174,10 +175,8 @@ int RenameArchiveFolder() {
     std::string sql;
     for (const ArchivedRecording& recording : recordings) {
         const int moved = HasMoved(recording);
-        if (moved < 0) {
-            UPG_LOG("Failed to look up the recording %s\n", recording.path.c_str());
-            result = -1;
-        }
+        if (moved < 0)
+            result = UPG_FAIL("Failed to look up the recording %s\n", recording.path.c_str());
         if (moved > 0)
             AppendSqlCommand(
                 sql, "UPDATE archive_recording SET recording_path = " + VGDB::QuoteEscape(recording.newPath) +
