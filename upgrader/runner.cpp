@@ -205,6 +205,6 @@ void Runner::Finish() {
     const bool owes = Outbox::Deliver(last) != 0;
     last = !owes && now.failed.empty() ? Record::DropSql() : last + Record::EndSql();
     VGDB::CloseAll();
-    if (VGDB::Execute(DB_SYSTEM, last))
+    if (VGDB::ExecuteLoosely(DB_SYSTEM, last))
         UPG_LOG("Failed to close the record of the upgrade; the next upgrade does.\n");
 }

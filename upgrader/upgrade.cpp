@@ -13,6 +13,7 @@
 #include "platform/settings/settings.h"
 #include "upgrader/disk_need.h"
 #include "upgrader/history.h"
+#include "upgrader/journal.h"
 #include "upgrader/log.h"
 #include "upgrader/marker.h"
 #include "upgrader/once.h"
@@ -130,6 +131,20 @@ std::string Begin(const Plan& plan, std::optional<uint32_t> oldBuild, bool hasRe
     return isNoted ? "" : VGDB::Reason(DB_SYSTEM);
 }
 
+// The last line, which goes to the journal of the host too. Returns the status.
+int Report(const std::string& line, int status, const Runner& runner, std::optional<uint32_t> oldBuild) {
+    LogMessage(kMain, "%s\n", line.c_str());
+    const auto failed = std::count_if(runner.Runs().begin(), runner.Runs().end(),
+                                      [](const MigrationRun& run) { return run.result < 0; });
+    SendToJournal({.message = line,
+                   .status = status == 0 ? 0 : 255,
+                   .failed = static_cast<unsigned long long>(failed),
+                   .oldBuild = oldBuild});
+    return status;
+}
+
+std::string RunAgain(uint32_t build) { return ". Run again: vgupgrader " + std::to_string(build); }
+
 // The end of an upgrade that could not begin.
 int RefuseUpgrade(std::string_view argument, uint32_t build, const Record::Facts& facts,
                   const std::string& why, const Stopwatch& watch) {
@@ -141,11 +156,10 @@ int RefuseUpgrade(std::string_view argument, uint32_t build, const Record::Facts
     if (ReadMarker(marked, foreign) >= 0)
         (void)WriteMarker(plan.oldBuild);  // logged; the stamp tells too that an upgrade is due
     VGDB::CloseAll();
-    (void)AppendHistory(
-        HistoryOf(plan, Runner({}, false, {}), std::string(argument), watch.started, watch.Seconds(), -1),
-        true);
-    return LogFailure(kMain, "Nothing was changed: %s. Run again: vgupgrader %u\n", why.c_str(),
-                      plan.oldBuild);
+    const Runner runner({}, false);
+    (void)AppendHistory(HistoryOf(plan, runner, std::string(argument), watch.started, watch.Seconds(), -1),
+                        true);
+    return Report("Nothing was changed: " + why + RunAgain(plan.oldBuild), -1, runner, plan.oldBuild);
 }
 
 }  // namespace
@@ -188,11 +202,11 @@ int Upgrade(std::string_view argument, uint32_t build) {
     if (runner.HasChanged() || NeedsRecord(plan) || owed || owes || status < 0)
         (void)AppendHistory(HistoryOf(plan, runner, std::string(argument), watch.started, seconds, status),
                             status < 0);
-    if (!runner.Undone().empty())
-        return LogFailure(kMain, "Upgrade from build %u: undone: %s. Run again: vgupgrader %u\n",
-                          plan.oldBuild, runner.Undone().c_str(), plan.oldBuild);
-    LogMessage(kMain, "Upgrade from build %u: %s.\n", plan.oldBuild, InWords(runner, seconds).c_str());
-    return status;
+    const std::string outcome = runner.Undone().empty()
+                                    ? InWords(runner, seconds) + '.'
+                                    : "undone: " + runner.Undone() + RunAgain(plan.oldBuild);
+    return Report("Upgrade from build " + std::to_string(plan.oldBuild) + ": " + outcome, status, runner,
+                  plan.oldBuild);
 }
 
 RetryReport RetryFailed(std::optional<int> giveUp) {
@@ -261,10 +275,10 @@ RetryReport RetryFailed(std::optional<int> giveUp) {
     report.history = HistoryOf(plan, runner, std::nullopt, watch.started, seconds, report.status);
     if (runs) {
         (void)AppendHistory(report.history, report.status < 0);  // logged
-        if (runner.Undone().empty())
-            UPG_LOG("Retry: %s.\n", InWords(runner, seconds).c_str());
-        else
-            UPG_LOG("Retry: undone: %s. Run again: vgupgradectl retry\n", runner.Undone().c_str());
+        (void)Report("Retry: " + (runner.Undone().empty()
+                                      ? InWords(runner, seconds) + '.'
+                                      : "undone: " + runner.Undone() + ". Run again: vgupgradectl retry"),
+                     report.status, runner, std::nullopt);
     }
     report.isRead = Record::Read(report.left) == 0;
     return report;

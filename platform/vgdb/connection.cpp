@@ -258,6 +258,13 @@ int Connection::RunText(const std::string& sql, std::unique_ptr<DBResult_tag>* r
     return code == SQLITE_OK ? 0 : -1;
 }
 
+int Connection::RunLoosely(const std::string& sql) {
+    m_isLoose = true;
+    const int result = Run(sql, nullptr, {});
+    m_isLoose = false;
+    return result;
+}
+
 bool Connection::IsHolding() const {
     return g_holding == VGDB::Holding::All ||
            (g_holding == VGDB::Holding::Main && m_path == VGDB::GetDBPath(DB_SYSTEM));
@@ -309,7 +316,7 @@ int Connection::Commit() {
 // the main one hold is undone so without harm until that one is committed; before that the caller flushes the folders,
 // once. In a database that was empty there is nothing that a half-written journal could spoil.
 void Connection::SetDurability() {
-    const char* mode = "PRAGMA synchronous = EXTRA";
+    const char* mode = m_isLoose ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = EXTRA";
     if (g_holding == VGDB::Holding::All && m_path != VGDB::GetDBPath(DB_SYSTEM)) {
         Statement pages;
         const bool empty = pages.Prepare(m_db.get(), "PRAGMA page_count") == SQLITE_OK &&

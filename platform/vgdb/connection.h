@@ -22,6 +22,9 @@ public:
     // Runs a text of any number of statements, whole or not at all. See VGDB::Executep.
     int Run(const std::string& sql, DBResult_tag** result, const std::list<std::string>& params);
 
+    // See VGDB::ExecuteLoosely.
+    int RunLoosely(const std::string& sql);
+
     // Reads the schema from the file. Returns SQLite's result code; a failure is logged.
     int ReadSchema();
 
@@ -82,6 +85,7 @@ private:
     bool m_isDamaged = false;
     VGDB::NotRepaired m_lacks;
 
+    bool m_isLoose = false;    // a commit may be undone by a power cut
     bool m_isOpen = false;     // a transaction
     bool m_isWritten = false;  // a text in it has succeeded: it is held
     bool m_isLost = false;     // SQLite has rolled back what was held

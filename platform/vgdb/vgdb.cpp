@@ -65,6 +65,10 @@ int VGDB::LoadFieldFromDB(DB_INSTANCE db, const std::string& sql, std::list<std:
 
 long long VGDB::ChangedRows() { return Connection::ChangedRows(); }
 
+int VGDB::ExecuteLoosely(DB_INSTANCE db, const std::string& sql) {
+    return Connection::To(GetDBPath(db)).RunLoosely(sql);
+}
+
 void VGDB::Hold(Holding which) {
     for (Connection* const connection : AllConnections())
         connection->RollbackHeld();

@@ -99,6 +99,9 @@ std::string GetTempFolder();
                            bool = false, bool = true, bool = true, bool = true,
                            const std::list<std::string>& params = {});
 
+// Runs a text on a database that is not held, which a power cut may undo afterwards: what is done twice without harm.
+[[nodiscard]] int ExecuteLoosely(DB_INSTANCE db, const std::string& sql);
+
 // Rows that successful texts and their triggers have changed so far, in all databases together.
 long long ChangedRows();
 
