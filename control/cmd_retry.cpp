@@ -1,12 +1,11 @@
 // retry: runs the failed migrations again, under the guarantees of an upgrade. With --give-up, one that can never succeed
 // is struck off first; its work is then not done, and those that need it run.
-#include <algorithm>
+#include <optional>
 
 #include "control/command.h"
 #include "control/text.h"
 #include "control/upgrades.h"
 #include "upgrader/lock.h"
-#include "upgrader/log.h"
 #include "upgrader/upgrade.h"
 
 namespace {
@@ -25,28 +24,11 @@ public:
     std::string Print(const Json::Value& result) const override;
 
 private:
-    std::string GiveUp() const;
-
     unsigned m_giveUp = kNone;
     bool m_yes = false;
 };
 
 }  // namespace
-
-// Returns '', or why it was not struck off.
-std::string Retry::GiveUp() const {
-    Record::Facts facts;
-    if (Record::Read(facts) != 0)
-        return "The main database cannot be read: " + VGDB::GetDBPath(DB_SYSTEM);
-    const Record::NotedMigration noted = Record::NoteOf(MigrationAt(m_giveUp));
-    if (std::find(facts.failed.begin(), facts.failed.end(), noted) == facts.failed.end())
-        return "Migration [" + std::to_string(m_giveUp) + "] has not failed; nothing was changed";
-    const bool isLast = facts.failed.size() == 1 && !facts.Owes() && !facts.oldBuild;
-    if (VGDB::Execute(DB_SYSTEM, isLast ? Record::DropSql() : Record::SucceededSql(noted)))
-        return "The main database does not take it: " + VGDB::GetDBPath(DB_SYSTEM);
-    UPG_LOG("Given up, its work is not done: [%u] %s.\n", m_giveUp, noted.name.c_str());
-    return "";
-}
 
 Outcome Retry::Run(const General& general) {
     if (m_giveUp != kNone && m_giveUp >= kMigrationCount)
@@ -61,12 +43,10 @@ Outcome Retry::Run(const General& general) {
     UpgradeLock lock;  // not while somebody thinks about the answer
     if (!lock.Acquire(general.Patience()))
         return Outcome::Refused("An upgrade of this package still runs; nothing was changed.");
-    if (m_giveUp != kNone)
-        if (std::string problem = GiveUp(); !problem.empty())
-            return Outcome::Refused(std::move(problem));
     if (VGDB::Probe(DB_SYSTEM) == VGDB::DBState::NotADatabase)
         return Outcome::Refused("The main database is no database any more: " + VGDB::GetDBPath(DB_SYSTEM));
-    RetryReport report = RetryFailed();
+    RetryReport report =
+        RetryFailed(m_giveUp == kNone ? std::nullopt : std::optional(static_cast<int>(m_giveUp)));
     if (!report.refused.empty())
         return Outcome::Refused(std::move(report.refused));
     report.history["failed"] = ToJson(FindFailed(report.left), {report.history});

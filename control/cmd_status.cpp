@@ -122,9 +122,10 @@ Json::Value NextOf(const Json::Value& status, const Stamp& stamp) {
 
 bool HasProblems(const Json::Value& status) {
     return status["running"].isNull() &&
-           (status["restoring"].isString() || status["interrupted"].isObject() || CannotBeRead(status) ||
-            status["due"].asBool() || status["newer"].asBool() || !status["failed"].empty() ||
-            status["owed"].asUInt64() > 0 || !status["not_repaired"].empty() || LastFailed(status));
+           (status["restoring"].isString() || status["interrupted"].isObject() ||
+            !status["marker_problem"].asString().empty() || CannotBeRead(status) || status["due"].asBool() ||
+            status["newer"].asBool() || !status["failed"].empty() || status["owed"].asUInt64() > 0 ||
+            !status["not_repaired"].empty() || LastFailed(status));
 }
 
 // --- as text ------------------------------------------------------------------------------------------------
@@ -168,6 +169,8 @@ std::string PrintProblems(const Json::Value& status) {
           "The restore of snapshot " + Escaped(TextOf(status, "restoring")) + " is not finished.");
     sayIf(CannotBeRead(status), "The main database " + TextOf(status, "main_database_problem") +
                                     ": whether an upgrade was interrupted cannot be told.");
+    const std::string marker = TextOf(status, "marker_problem");
+    sayIf(!marker.empty(), Escaped(marker) + ". No upgrade begins until somebody who knows has removed it.");
     sayIf(status["interrupted"].isObject(), "An upgrade from build " +
                                                 std::to_string(status["interrupted"]["old_build"].asUInt()) +
                                                 " was interrupted, or could not begin.");
@@ -260,6 +263,7 @@ Outcome Status::Look() {
     const bool isKnown = state == VGDB::DBState::Usable && Record::Read(facts) == 0;
     std::string foreignMarker;
     (void)Record::ReadMarked(facts, foreignMarker);  // of an upgrade that could not begin
+    status["marker_problem"] = foreignMarker;
     status["interrupted"] = Json::Value();
     if (facts.oldBuild && !isRunning)
         status["interrupted"]["old_build"] = *facts.oldBuild;

@@ -400,7 +400,7 @@ TEST_F(Control, SaysWhatIsWrong) {
         {"snapshots --to ''", "--to is empty" + seeOf("snapshots")},
         {"restore taken </dev/null", "It asks on a terminal; elsewhere it needs --yes"},
         {"retry --give-up 133 </dev/null", "It asks on a terminal; elsewhere it needs --yes"},
-        {"retry --give-up 133 --yes", "Migration [133] has not failed; nothing was changed"},
+        {"retry --give-up 133 --yes", "No failed migration has the number 133."},
         {"retry --give-up 286 --yes", "There is no migration [286]"},
         {"retry --give-up", "--give-up needs a value" + seeOf("retry")},
     };
