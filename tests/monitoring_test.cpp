@@ -113,11 +113,24 @@ private:
 TEST_F(Monitoring, TheJournalGetsOneEntryAtEveryEnd) {
     LaySample("6500");
     const Journal journal(Path("/run/systemd/journal"));
+    const auto expectEntry = [&journal](std::initializer_list<std::string> fields) {
+        const std::string entry = journal.Next();
+        for (const std::string& field : fields)
+            EXPECT_NE(std::string::npos, entry.find('\n' + field)) << field << " in " << entry;
+        EXPECT_EQ("", journal.Next());
+    };
     EXPECT_EQ(0, Run("snapshot before").status);
+    Sql(DB_SYSTEM, kNoRoom);
+    EXPECT_EQ(255, RunUpgrader("6500"));
+    expectEntry({"MESSAGE=Upgrade from build 6500: ", "MESSAGE_ID=", "PRIORITY=3\n",
+                 "VGUPGRADER_OLD_BUILD=6500\n", "VGUPGRADER_STATUS=255\n", "VGUPGRADER_FAILED=4\n"});
+    Sql(DB_SYSTEM, "DROP TRIGGER no_room");
+    EXPECT_EQ(0, Run("retry").status);
+    expectEntry({"MESSAGE=Retry: ", "PRIORITY=6\n", "VGUPGRADER_STATUS=0\n", "VGUPGRADER_FAILED=0\n"});
     EXPECT_EQ(0, Run("restore --yes before").status);
-    EXPECT_NE(std::string::npos, journal.Next().find("MESSAGE=Snapshot before is restored.\nMESSAGE_ID="));
+    expectEntry({"MESSAGE=Snapshot before is restored", "PRIORITY=6\n", "VGUPGRADER_STATUS=0\n"});
     journal.Fill();
-    EXPECT_EQ(0, Run("restore --yes before").status) << "a journal that takes nothing stops nothing";
+    EXPECT_EQ(0, RunUpgrader("6500")) << "a journal that takes nothing stops nothing";
 }
 
 TEST_F(Monitoring, AReportShowsNoRowAndNoSecret) {
