@@ -1,10 +1,15 @@
 // snapshot: saves what an upgrade can change in place.
 #include <array>
 #include <ctime>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include "control/snapshot/command.h"
 #include "control/snapshot/keep.h"
 #include "control/text.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -16,6 +21,16 @@ std::string NameOfNow() {
     std::array<char, 40> text{};
     std::strftime(text.data(), text.size(), "%Y-%m-%dT%H-%M-%S", &local);
     return text.data();
+}
+
+// The time, with a number behind it where another snapshot is of the same second.
+std::string UnusedName(const SnapshotPlace& place) {
+    const std::string now = NameOfNow();
+    std::string name = now;
+    std::error_code unknown;
+    for (int number = 2; fs::exists(fs::symlink_status(fs::path(place.folder) / name, unknown)); ++number)
+        name = now + '-' + std::to_string(number);
+    return name;
 }
 
 class SnapshotCommand : public Command {
@@ -45,9 +60,9 @@ Outcome SnapshotCommand::Run(const General& /*general*/) {
     SnapshotPlace place;
     Snapshot snapshot;
     std::string problem;
-    const std::string name = m_name.empty() ? NameOfNow() : m_name;
     if (FindSnapshotPlace(m_folder, place, problem) ||
-        TakeSnapshot(place, name, m_note, kBusyPatience, ShowBytes("Copying"), snapshot, problem))
+        TakeSnapshot(place, m_name.empty() ? UnusedName(place) : m_name, m_note, kBusyPatience,
+                     ShowBytes("Copying"), snapshot, problem))
         return Outcome::Refused(problem);
     return Outcome::Done(snapshot.ToJson());
 }

@@ -53,8 +53,11 @@ int VGLogFind() {
 }
 
 int VGLogLastId(long long& id) {
+    // One beyond is nobody's who counts; behind it no entry would have an id.
+    constexpr long long kBeyond = 1LL << 62;
     std::string last;
-    if (VGDB::LoadFirstFieldFromDB(DB_LOG, StringPrintf("SELECT max(id) FROM %s;", kTable), last))
+    if (VGDB::LoadFirstFieldFromDB(
+            DB_LOG, StringPrintf("SELECT max(id) FROM %s WHERE id < %lld;", kTable, kBeyond), last))
         return -1;
     id = std::strtoll(last.c_str(), nullptr, 10);
     return 0;

@@ -31,7 +31,7 @@ std::vector<UserLogEntry> VGLogTake();
 // database at all; -1 when that cannot be told now (logged).
 [[nodiscard]] int VGLogFind();
 
-// Gives the id of the newest entry, 0 when there is none. Returns 0 or -1 (logged by the database library).
+// Gives the id of the newest entry, 0 when there is none; ids of 2^62 and above do not count. Returns 0 or -1 (logged by the database library).
 [[nodiscard]] int VGLogLastId(long long& id);
 
 // Whether the entry of that id is this one: 1; 0 when it is another or there is none; -1 when it cannot be told.
