@@ -66,7 +66,7 @@ std::string PrintMigrations(const Json::Value& object) {
     for (const Json::Value& run : object["migrations"]) {
         const long long changes = NumberOf(run, "changes");
         const bool failed = NumberOf(run, "result") < 0;
-        const std::string reason = TextOf(run, "reason");
+        const std::string reason = ReasonOf(run);
         if (!failed && changes == 0)
             ++others;
         else

@@ -63,7 +63,7 @@ std::string Retry::Print(const Json::Value& result) const {
         TextTable table({">number", "name", ">changes", "outcome"});
         for (const Json::Value& run : result["migrations"]) {
             const bool failed = run["result"].asInt() < 0;
-            const std::string reason = TextOf(run, "reason");
+            const std::string reason = ReasonOf(run);
             table.Add({std::to_string(run["row"].asInt()),
                        run["name"].asString(),
                        std::to_string(run["changes"].asInt64()),

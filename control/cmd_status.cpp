@@ -170,7 +170,7 @@ std::string PrintProblems(const Json::Value& status) {
     sayIf(CannotBeRead(status), "The main database " + TextOf(status, "main_database_problem") +
                                     ": whether an upgrade was interrupted cannot be told.");
     const std::string marker = TextOf(status, "marker_problem");
-    sayIf(!marker.empty(), Escaped(marker) + ". No upgrade begins until somebody who knows has removed it.");
+    sayIf(!marker.empty(), Escaped(marker) + ". No upgrade begins until then.");
     sayIf(status["interrupted"].isObject(), "An upgrade from build " +
                                                 std::to_string(status["interrupted"]["old_build"].asUInt()) +
                                                 " was interrupted, or could not begin.");

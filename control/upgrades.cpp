@@ -40,7 +40,7 @@ Json::Value ReasonOf(const std::string& name, const std::vector<Json::Value>& hi
     for (auto object = history.rbegin(); object != history.rend(); ++object)
         for (const Json::Value& run : (*object)["migrations"])
             if (HasFailed(run) && TextOf(run, "name") == name)
-                return TextOf(run, "reason").empty() ? Json::Value() : run["reason"];
+                return ::ReasonOf(run).empty() ? Json::Value() : Json::Value(::ReasonOf(run));
     return {};
 }
 
@@ -199,6 +199,17 @@ long long NumberOf(const Json::Value& object, const char* member) {
 
 std::string TextOf(const Json::Value& object, const char* member) {
     return object.isObject() && object[member].isString() ? object[member].asString() : "";
+}
+
+std::string ReasonOf(const Json::Value& run) {
+    constexpr size_t kLongest = 200;
+    std::string reason = TextOf(run, "reason");
+    if (reason.size() <= kLongest)
+        return reason;
+    size_t end = kLongest;
+    while (end > 0 && (static_cast<unsigned char>(reason[end]) & 0xc0) == 0x80)
+        --end;
+    return reason.substr(0, end) + " …";
 }
 
 std::string RestoredOf(const Json::Value& object) { return TextOf(object, "restored"); }

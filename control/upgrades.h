@@ -78,6 +78,9 @@ long long NumberOf(const Json::Value& object, const char* member);
 // The member as text; '' when it is no text.
 std::string TextOf(const Json::Value& object, const char* member);
 
+// Why a migration of the history failed, in at most 200 bytes: the message may hold a whole statement. '' when unknown.
+std::string ReasonOf(const Json::Value& run);
+
 // The snapshot that was restored; '' for an upgrade.
 std::string RestoredOf(const Json::Value& object);
 
