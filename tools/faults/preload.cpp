@@ -319,7 +319,7 @@ auto On(const char* function, Op op, int fd, const char* path, Go go, int64_t va
     Call call{op, function, &place, Status(AT_FDCWD, place.path, status) ? status.st_ino : 0, value};
     call.newPlace = newPath ? &newPlace : nullptr;
     call.needsSpace = MakesInode(op) || op == Op::Link || (op == Op::Truncate && value > status.st_size);
-    if (op == Op::Symlink) {
+    if (op == Op::Symlink && value != 0) {
         call.data = reinterpret_cast<const char*>(value);
         call.dataSize = static_cast<uint32_t>(std::strlen(reinterpret_cast<const char*>(value)));
     }
