@@ -234,6 +234,11 @@ rc::Gen<Table> OldTable(const Declared& declared) {
                                     (kept[i] == 1 && !declared.isKey[i] ? "" : ' ' + declared.types[i]));
             present.push_back(i);
         }
+        if (table.columns.empty()) {
+            table.names.push_back(declared.columns[0]);
+            table.columns.push_back(declared.columns[0]);
+            present.push_back(0);
+        }
         // Counts, and what the none profile is denied, are made anew.
         if (Seldom(4) && !declared.name.ends_with("cnt") && !declared.name.starts_with("privilegeper")) {
             const std::string name = *Of(Strings{"zz_own", "zz_a \"b", "zz_größe"});
@@ -243,11 +248,6 @@ rc::Gen<Table> OldTable(const Declared& declared) {
             if (Seldom(2))
                 table.columns.push_back(
                     *Of(Strings{"zz_made AS (1 + 1)", "zz_made TEXT AS ('x' || 1) STORED"}));
-        }
-        if (table.columns.empty()) {
-            table.names.push_back(declared.columns[0]);
-            table.columns.push_back(declared.columns[0]);
-            present.push_back(0);
         }
         if (!keys.empty()) {
             std::string list;

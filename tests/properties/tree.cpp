@@ -153,7 +153,9 @@ Tree::State Tree::Read(What what) const {
             [&](const auto& row) {
                 if (!Counts(row[0], what) && what == What::Declared)
                     return;
-                tables[row[0]].push_back(row[1]);
+                // The numbers of what an upgrade has noted tell how often it was begun.
+                if (row[0] != "vgupgrader_record" || row[1] != "id")
+                    tables[row[0]].push_back(row[1]);
                 if (Counts(row[1], what))
                     state.emplace(name, "column " + row[0] + '.' + row[1] + ' ' + row[2] + ' ' + row[3] +
                                             ' ' + row[4] + ' ' + row[5]);
