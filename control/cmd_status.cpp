@@ -37,7 +37,8 @@ bool LacksSomething(DB_INSTANCE db) {
     const std::string path = VGDB::GetDBPath(db);
     VGDB::SchemaDifferences differences;
     return VGDB::CompareSchema(path, VGDB::GetSqlFile(path), differences) != 0 ||
-           !differences.columnsNotAddable.empty() || !differences.sql.empty();
+           !differences.tablesNotAddable.empty() || !differences.columnsNotAddable.empty() ||
+           !differences.sql.empty();
 }
 
 bool LacksSomething() {

@@ -226,7 +226,7 @@ TEST_F(DataAccess, HoldsATransactionOfManyTexts) {
     EXPECT_EQ(3, VGDB::ChangedRows() - before) << "a text that failed changes no row";
     EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1")) << "nobody else sees it yet";
     EXPECT_EQ("", Rows(DB_POS, "SELECT x FROM pos"));
-    ASSERT_EQ(0, VGDB::CommitOthers());
+    ASSERT_EQ("", VGDB::CommitOthers());
     EXPECT_EQ("1\n", Rows(DB_POS, "SELECT x FROM pos"));
     EXPECT_EQ("11\n", Rows(DB_SYSTEM, "SELECT n FROM t WHERE id = 1"));
     ASSERT_EQ(0, VGDB::CommitMain());

@@ -24,6 +24,13 @@ int WriteFlag(const char* flag, const char* failure, const LogSite& site) {
 
 }  // namespace
 
+int FindPreviousRun() {
+    std::array<char, 256> stamp{};
+    if (GetSettingsConfValue(kStampKey, "0", stamp.data(), static_cast<int>(stamp.size())) < 0)
+        return -1;
+    return std::strtol(stamp.data(), nullptr, 10) != 0 ? 1 : 0;
+}
+
 int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSite site) {
     if (const int done = FindFlag(flag, site); done != 0)
         return done > 0 ? 0 : -1;
@@ -34,11 +41,11 @@ int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSi
 
 int RunOnceAfterStamp(const char* flag, int resultWhenUnreadable, MigrationFunction work, LogSite site) {
     int result = 0;
-    std::array<char, 256> stamp{};
-    if (GetSettingsConfValue(kStampKey, "0", stamp.data(), static_cast<int>(stamp.size())) < 0) {
+    const int ranBefore = FindPreviousRun();
+    if (ranBefore < 0) {
         LogMessage(site, "Failed to get %s from settings.conf, skip.\n", kStampKey);
         result = resultWhenUnreadable;
-    } else if (std::strtol(stamp.data(), nullptr, 10) != 0) {
+    } else if (ranBefore > 0) {
         const int done = FindFlag(flag, site);
         if (done < 0)
             return -1;

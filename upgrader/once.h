@@ -21,6 +21,9 @@ inline constexpr const char* kFailedToSetFlag = "Failed to set %s in setting con
 // (which may name the flag by one %s) and gives -1.
 int RunOnce(const char* flag, const char* failure, MigrationFunction work, LogSite site = LogSite::Here());
 
+// Whether the upgrader ran before: 1; 0 when it has left no stamp; -1 when that cannot be told.
+int FindPreviousRun();
+
 // Form that asks for the previous run of the upgrader (key vg_upgrader_version, 0 when it never ran). The
 // work runs only when the upgrader ran before and the flag is not there; the flag is written in every case,
 // also after a failure, so that the work is never tried twice. A stamp that cannot be read gives

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/base/watch.h"
-#include "platform/files/flush_later.h"
 #include "platform/settings/settings_files.h"
 #include "upgrader/log.h"
 
@@ -102,7 +101,7 @@ int WriteEntries(long long place) {
 int WriteAt(long long place) {
     VGDB::Hold(VGDB::Holding::All);
     const bool written = WriteEntries(place) == 0;
-    const bool committed = written && VGDB::CommitOthers() == 0 && VGFilesFlush().empty();
+    const bool committed = written && VGDB::CommitOthers().empty();
     VGDB::Hold(VGDB::Holding::None);
     if (committed)
         return 0;

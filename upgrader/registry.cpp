@@ -39,13 +39,32 @@ int NothingMore() { return 0; }
     int function() { return RunOnce(flag, message, work); }
 #include "upgrader/registry.def"
 
+namespace {
+
+// A migration that asks for the previous run has nothing to do where there was none, whatever else has failed. Left to
+// a run after this one, it would take this one for it.
+bool HasNothingToDo(MigrationFunction function) {
+    constexpr MigrationFunction kAskForPreviousRun[] = {
+#define ONCE_STAMP(threshold, function, ...) function,
+#include "upgrader/registry.def"
+    };
+    return std::find(std::begin(kAskForPreviousRun), std::end(kAskForPreviousRun), function) !=
+               std::end(kAskForPreviousRun) &&
+           FindPreviousRun() == 0;
+}
+
+}  // namespace
+
 // The same migrations behind the check of what they need.
 namespace checked {
 
 #define NEEDS(function, ...) int function();
 #include "upgrader/registry.def"
-#define NEEDS(function, ...) \
-    int function() { return Needs::AreMet({__VA_ARGS__}) ? migrations::function() : -1; }
+#define NEEDS(function, ...)                                                                                 \
+    int function() {                                                                                         \
+        return HasNothingToDo(migrations::function) || Needs::AreMet({__VA_ARGS__}) ? migrations::function() \
+                                                                                    : -1;                    \
+    }
 #include "upgrader/registry.def"
 
 }  // namespace checked

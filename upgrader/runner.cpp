@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/base/watch.h"
-#include "platform/files/flush_later.h"
 #include "upgrader/log.h"
 #include "upgrader/needs.h"
 #include "upgrader/outbox.h"
@@ -119,15 +118,8 @@ bool Runner::Lose(const std::string& reason) {
 
 bool Runner::Commit() {
     VGDB::SetPatience(kPatienceAtCommits, kPatienceAtCommits);
-    // What was done to files is on disk before a database says so; the folders of the other databases' journals are
-    // before the main one does.
-    std::string lost = VGFilesFlush();
-    if (lost.empty() && VGDB::CommitOthers() && !VGDB::IsHeldLost(lost))
-        lost = "the databases could not be committed";
-    if (lost.empty())
-        lost = VGFilesFlush();
-    if (!lost.empty())
-        return Lose(lost);
+    if (const std::string problem = VGDB::CommitOthers(); !problem.empty())
+        return Lose(problem);
     if (!m_hasRecord) {
         VGDB::Hold(VGDB::Holding::None);
         Outbox::WriteDirectly();

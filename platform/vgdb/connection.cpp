@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "platform/base/disk_error.h"
-#include "platform/base/package_log.h"
 #include "platform/base/once_more.h"
+#include "platform/base/package_log.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/result.h"
 #include "platform/vgdb/vgdb.h"

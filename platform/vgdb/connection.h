@@ -77,7 +77,7 @@ private:
 
     std::string m_path;
     BusyWait m_busy;
-    std::unique_ptr<Reading> m_reading;  // of a program that only reads; ends after the connection
+    std::unique_ptr<Reading> m_reading;    // of a program that only reads; ends after the connection
     std::unique_ptr<RowWatch> m_rowWatch;  // null: nobody watches
     SqliteHandle m_db;
     std::string m_reason;

@@ -1,5 +1,7 @@
 #include "platform/vgdb/vgdb.h"
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <utility>
 
@@ -8,6 +10,7 @@
 #include "platform/files/flush_later.h"
 #include "platform/vgdb/connection.h"
 #include "platform/vgdb/instances.h"
+#include "platform/vgdb/journals.h"
 #include "platform/vgdb/read_only.h"
 #include "platform/vgdb/rows.h"
 
@@ -15,9 +18,17 @@ bool VGDB::g_blCheckNonRecMode = true;
 
 namespace {
 
-bool FlushFolderLater(const std::string& path) {
-    const Folder folder = Folder::Open(std::filesystem::path(path).parent_path());
-    return folder && FlushLater(folder);
+// The folders of what the databases but the main one hold. Returns '' or what is wrong (logged).
+std::string FlushFoldersOf(const std::vector<Connection*>& held) {
+    for (const Connection* const connection : held) {
+        const Folder folder = Folder::Open(std::filesystem::path(connection->Path()).parent_path());
+        if (folder && FlushLater(folder))
+            continue;
+        const std::string problem = "the folder of " + connection->Path() + ": " + std::strerror(errno);
+        (void)LogErrno("flush the folder of", connection->Path());
+        return problem;
+    }
+    return VGFilesFlush();
 }
 
 }  // namespace
@@ -75,18 +86,19 @@ void VGDB::Hold(Holding which) {
     Connection::SetHolding(which);
 }
 
-int VGDB::CommitOthers() {
-    const std::string main = GetDBPath(DB_SYSTEM);
-    for (Connection* const connection : AllConnections()) {
-        if (connection->Path() == main)
-            continue;
-        const bool isHeld = connection->IsHeld();
+std::string VGDB::CommitOthers() {
+    std::vector<Connection*> held = AllConnections();
+    std::erase_if(held, [main = GetDBPath(DB_SYSTEM)](const Connection* connection) {
+        return connection->Path() == main || !(connection->IsHeld() || connection->IsHeldLost());
+    });
+    // Before the first commit the folders for the journals that were made, after the last one for those that went.
+    if (std::string problem = FlushFoldersOf(held); !problem.empty())
+        return problem;
+    const JournalsAreOnDisk flushed;
+    for (Connection* const connection : held)
         if (connection->CommitHeld())
-            return -1;
-        if (isHeld && !FlushFolderLater(connection->Path()))
-            return LogErrno("flush the folder of", connection->Path());
-    }
-    return 0;
+            return connection->Path() + ": " + connection->Reason();
+    return FlushFoldersOf(held);
 }
 
 int VGDB::CommitMain() {

@@ -138,9 +138,9 @@ enum class Holding { None, Main, All };
 // Holds these databases from now on. What was held and not committed is undone.
 void Hold(Holding which);
 
-// Commits what the databases but the main one hold, one after the other. A power cut may undo it before the caller has
-// called VGFilesFlush. Returns 0, or -1 at the first that cannot be committed; what it held is lost then.
-[[nodiscard]] int CommitOthers();
+// Flushes what was done to files, then commits what the databases but the main one hold, one after the other. Returns
+// '' when all of it is on disk, or why not, at the first that cannot be committed; what that one held is lost then.
+[[nodiscard]] std::string CommitOthers();
 
 // Commits the main database and ends its holding. Returns 0 also when there is nothing to commit; -1 when everything
 // was rolled back. One case is neither: a commit whose very last flush fails is reported as failed, but stands. Who must

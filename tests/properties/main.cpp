@@ -215,9 +215,18 @@ std::string KilledIsAsNotKilled(const System& system) {
     return wrong.empty() ? "" : "killed at call " + std::to_string(call) + ":\n" + wrong;
 }
 
+// By the number of a migration: whether it sets its flag also when it has failed, and is never run again.
+constexpr bool kIsTriedOnce[] = {
+#define ROW(...) false,
+#define ONCE_STAMP(...) true,
+#include "upgrader/registry.def"
+};
+
 // A migration that failed alone, and was run again, is as one that has not failed.
 std::string FailedIsAsNotFailed(const System& system) {
-    const int migration = *rc::gen::resize(100, rc::gen::inRange(0, 286));
+    const int migration = *rc::gen::resize(100, rc::gen::inRange<int>(0, std::size(kIsTriedOnce)));
+    if (kIsTriedOnce[migration])
+        return "";
     const Tree tree(system);
     tree.Upgrade(system.build, Fault(Mode::Fail, 0, Which::SqlWrites, migration));
     tree.Control("retry");
