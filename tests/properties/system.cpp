@@ -199,8 +199,10 @@ rc::Gen<Strings> Rows(const Declared& declared) {
     });
 }
 
-// What every build saw to: profile 1 is there, and has a level.
+// What every build saw to: profile 1 is there, and has a level; the filters stand in one row.
 void KeepHabits(const Declared& declared, std::vector<Strings>& rows) {
+    if ((declared.name == "notificationfilter" || declared.name == "homemodenotifyfilter") && rows.size() > 1)
+        rows.resize(1);
     if (declared.name != "privilegeprofile")
         return;
     if (rows.empty())
