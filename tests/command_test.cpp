@@ -122,6 +122,25 @@ TEST_F(Command, LeavesWhatItCannotRepairAndRepairsTheRest) {
     EXPECT_EQ("1\n", Rows(DB_IVARECORDING, "SELECT count(*) FROM sqlite_schema WHERE name = 'ivarecording'"));
 }
 
+// Nor does it cost an upgrade when it is the main database's.
+TEST_F(Command, EndsAsItsMigrationsDoWhereTheMainDatabaseCannotBeRepaired) {
+    CreateNewSystem();
+    WriteFile(VGDB::GetSqlFile(VGDB::GetDBPath(DB_SYSTEM)), "CREATE TABLE t(;");
+    EXPECT_EQ(0, RunUpgrader(kNewest));
+    EXPECT_EQ(1, CountInLog(" 0 failed, "));
+    EXPECT_EQ(1, CountInLog("; not repaired: system.db.\n"));
+    EXPECT_EQ(0, CountInLog("vgupgrader_record")) << "it never lacks the program's own table";
+    EXPECT_NE("", Settings()) << "it is stamped";
+}
+
+TEST_F(Command, TellsThatItBeginsBelowTheStamp) {
+    CreateNewSystem();
+    RunUpgrader(kNewest);
+    EXPECT_EQ(0, CountInLog("The settings are stamped "));
+    RunUpgrader("6500");
+    EXPECT_EQ(1, CountInLog(", this upgrade begins at build 6500.\n"));
+}
+
 dev_t FileSystemOf(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
