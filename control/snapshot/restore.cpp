@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <map>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "control/snapshot/sums.h"
@@ -135,6 +136,16 @@ private:
         return databases;
     }
 
+    // A process that has just begun has the open files of its parent for a moment.
+    static Holder FindLastingHolder(const std::string& path) {
+        Holder holder = FindHolder(path, Having::Open);
+        for (int pause = 0; holder && pause < 10; ++pause) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            holder = FindHolder(path, Having::Open);
+        }
+        return holder;
+    }
+
     // Who has a database open without a lock would go on with the file that was replaced.
     bool Hold(std::chrono::milliseconds patience) {
         std::vector<std::string> paths;
@@ -145,7 +156,7 @@ private:
             return false;
         }
         for (const std::string& path : paths)
-            if (const Holder holder = FindHolder(path, Having::Open))
+            if (const Holder holder = FindLastingHolder(path))
                 return Fail(path + " is open in " + InWords(holder) + ". Stop the package first.");
         return true;
     }
